@@ -1,0 +1,145 @@
+package zorf.testing;
+
+import java.util.ArrayList;
+import java.util.List;
+import org.apache.commons.logging.Log;
+
+/**
+ * A commons-logging Log that keeps what it is given. One store for the process, safe from any thread.
+ * Chosen with {@code -Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog}.
+ */
+public final class RecordingLog implements Log {
+  /**
+   * The levels that is*Enabled() answers true for, from the system property {@code zorf.test.levels}:
+   * words such as "info,fatal". All by default.
+   */
+  private static final String LEVELS =
+      System.getProperty("zorf.test.levels", "trace,debug,info,warn,error,fatal");
+
+  private static final List<String> LINES = new ArrayList<>();
+
+  /** What the next deliveries throw instead of recording; null to record. */
+  public static volatile RuntimeException thrown;
+
+  /** Run for every line before it is recorded; null for nothing. */
+  public static volatile Runnable onLine;
+
+  public RecordingLog(String name) {}
+
+  /** All lines since the last call, each "level text". */
+  public static String[] take() {
+    synchronized (LINES) {
+      String[] lines = LINES.toArray(new String[0]);
+      LINES.clear();
+      return lines;
+    }
+  }
+
+  private static void record(String level, Object message) {
+    Runnable hook = onLine;
+    if (hook != null) {
+      hook.run();
+    }
+    RuntimeException toThrow = thrown;
+    if (toThrow != null) {
+      throw toThrow;
+    }
+    synchronized (LINES) {
+      LINES.add(level + " " + message);
+    }
+  }
+
+  private static boolean enabled(String level) {
+    return ("," + LEVELS + ",").contains("," + level + ",");
+  }
+
+  @Override
+  public boolean isTraceEnabled() {
+    return enabled("trace");
+  }
+
+  @Override
+  public boolean isDebugEnabled() {
+    return enabled("debug");
+  }
+
+  @Override
+  public boolean isInfoEnabled() {
+    return enabled("info");
+  }
+
+  @Override
+  public boolean isWarnEnabled() {
+    return enabled("warn");
+  }
+
+  @Override
+  public boolean isErrorEnabled() {
+    return enabled("error");
+  }
+
+  @Override
+  public boolean isFatalEnabled() {
+    return enabled("fatal");
+  }
+
+  @Override
+  public void trace(Object message) {
+    record("trace", message);
+  }
+
+  @Override
+  public void trace(Object message, Throwable t) {
+    record("trace", message);
+  }
+
+  @Override
+  public void debug(Object message) {
+    record("debug", message);
+  }
+
+  @Override
+  public void debug(Object message, Throwable t) {
+    record("debug", message);
+  }
+
+  @Override
+  public void info(Object message) {
+    record("info", message);
+  }
+
+  @Override
+  public void info(Object message, Throwable t) {
+    record("info", message);
+  }
+
+  @Override
+  public void warn(Object message) {
+    record("warn", message);
+  }
+
+  @Override
+  public void warn(Object message, Throwable t) {
+    record("warn", message);
+  }
+
+  @Override
+  public void error(Object message) {
+    record("error", message);
+  }
+
+  @Override
+  public void error(Object message, Throwable t) {
+    record("error", message);
+  }
+
+  @Override
+  public void fatal(Object message) {
+    record("fatal", message);
+  }
+
+  @Override
+  public void fatal(Object message, Throwable t) {
+    record("fatal", message);
+  }
+}

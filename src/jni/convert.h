@@ -1,0 +1,60 @@
+// Values across the JNI boundary, and the edge that no C++ exception crosses.
+#pragma once
+
+#include <jni.h>
+
+#include <sstream>
+#include <string>
+
+#include "jni/exception.h"
+
+// The modified UTF-8 characters of a Java string, released at the end of the scope.
+class UtfChars {
+ public:
+  UtfChars(JNIEnv* env, jstring s)
+      : env_(env), s_(s), chars_(s == nullptr ? nullptr : env->GetStringUTFChars(s, nullptr)) {}
+  ~UtfChars() {
+    if (chars_ != nullptr) env_->ReleaseStringUTFChars(s_, chars_);
+  }
+  UtfChars(const UtfChars&) = delete;
+  UtfChars& operator=(const UtfChars&) = delete;
+
+  const char* get() const { return chars_; }
+  // Gives the characters up without releasing them.
+  const char* leak() {
+    const char* chars = chars_;
+    chars_ = nullptr;
+    return chars;
+  }
+
+ private:
+  JNIEnv* env_;
+  jstring s_;
+  const char* chars_;
+};
+
+// Copies `s`, up to its first NUL and in modified UTF-8, to `out` and returns 0. Returns -1 with a
+// Java exception pending, and `out` unchanged, when `s` is null (EINVAL, "null argument") or its
+// characters can't be had (ENOMEM).
+int getString(JNIEnv* env, jstring s, std::string& out);
+
+// A new Java byte[] of the first `len` bytes of `buf`; null with the virtual machine's error
+// pending when it can't be made, and null when an exception is pending already.
+jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf);
+
+// `out` becomes a new Java byte[] of what was written to `os`, up to its put position, made as
+// convertChar2byteArray makes it and without a copy of the text on the way. More than a Java array
+// holds is std::bad_alloc.
+void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& os, jbyteArray& out);
+
+// Turns the C++ exception being handled into a pending Java one: the native IOException with its
+// own errno and text, anything else as ENOMEM.
+void raiseEscaped(JNIEnv* env) noexcept;
+
+// The edge of every native, which is a function-try-block: by the time its catch (...) returns
+// this, everything the native held has been released.
+template <class Result>
+Result atJavaEdge(JNIEnv* env, Result neutral) noexcept {
+  raiseEscaped(env);
+  return neutral;
+}

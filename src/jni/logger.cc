@@ -1,0 +1,95 @@
+#include "jni/logger.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "jni/jniutil.h"
+
+namespace logger2 {
+
+std::int32_t currentLevel = LOG_INFO;
+
+namespace {
+
+jmethodID methodOf(LOG_LEVEL level) {
+  switch (level) {
+    case LOG_TRACE:
+      return JniUtil::Log_trace;
+    case LOG_DEBUG:
+      return JniUtil::Log_debug;
+    case LOG_INFO:
+      return JniUtil::Log_info;
+    case LOG_WARN:
+      return JniUtil::Log_warn;
+    case LOG_ERROR:
+      return JniUtil::Log_error;
+    case LOG_FATAL:
+      return JniUtil::Log_fatal;
+    case LOG_OFF:
+      break;
+  }
+  return nullptr;
+}
+
+// Java must not be called with an exception pending: it waits here while a line is delivered, and
+// wins over what the logger throws meanwhile.
+class ParkedException {
+ public:
+  explicit ParkedException(JNIEnv* env)
+      : env_(env), parked_(env->ExceptionCheck() ? env->ExceptionOccurred() : nullptr) {
+    if (parked_ != nullptr) env_->ExceptionClear();
+  }
+  ~ParkedException() {
+    if (parked_ == nullptr) return;
+    env_->ExceptionClear();
+    env_->Throw(parked_);
+    env_->DeleteLocalRef(parked_);
+  }
+  ParkedException(const ParkedException&) = delete;
+  ParkedException& operator=(const ParkedException&) = delete;
+
+ private:
+  JNIEnv* env_;
+  jthrowable parked_;
+};
+
+}  // namespace
+
+void log(const std::string& text, LOG_LEVEL level) {
+  if (JniUtil::ZORFNative_LOG_jobj == nullptr) return;
+  JNIEnv* env = JniUtil::currentEnv();
+  if (env == nullptr) return;
+  const ParkedException parked(env);
+  jstring line = env->NewStringUTF(text.c_str());
+  if (line == nullptr) return;
+  if (jmethodID method = methodOf(level)) {
+    env->CallVoidMethod(JniUtil::ZORFNative_LOG_jobj, method, line);
+  }
+  env->DeleteLocalRef(line);
+}
+
+void debug(const std::string& text) {
+  log(text, LOG_DEBUG);
+}
+
+}  // namespace logger2
+
+Fmt::Buf::Buf(const char* separator) : std::stringbuf(std::ios_base::out) {
+  const std::size_t length = separator == nullptr ? 0 : std::strlen(separator);
+  if (length == 0) return;
+  separator_ = std::make_unique<char[]>(length);
+  std::copy_n(separator, length, separator_.get());
+  separatorLength_ = static_cast<std::int64_t>(length);
+}
+
+std::streamsize Fmt::Buf::xsputn(const char* s, std::streamsize n) {
+  const bool midLine = pptr() > pbase() && pptr()[-1] != '\n';
+  if (n >= 1 && s[0] != '\n' && midLine && separatorLength_ > 0) {
+    std::stringbuf::xsputn(separator_.get(), separatorLength_);
+  }
+  return std::stringbuf::xsputn(s, n);
+}
+
+Fmt::Fmt(const char* separator) : std::ostream(nullptr), buf_(separator) {
+  rdbuf(&buf_);
+}

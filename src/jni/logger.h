@@ -1,0 +1,101 @@
+// Diagnostic lines to the Java logger, and the text builder they are made with.
+//
+// A line of level L is built and delivered only while logger2::currentLevel <= L; ZORF_LOG tests
+// that before any text exists, so a disabled line costs one compare. Any thread of the JVM may log.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <string>
+
+enum LOG_LEVEL : std::int32_t {
+  LOG_TRACE = 0,
+  LOG_DEBUG = 1,
+  LOG_INFO = 2,
+  LOG_WARN = 3,
+  LOG_ERROR = 4,
+  LOG_FATAL = 5,
+  LOG_OFF = 6,
+};
+
+namespace logger2 {
+
+// The lowest level that is delivered. Written once, by JNI_OnLoad, from the Java logger's answers.
+extern std::int32_t currentLevel;
+
+inline bool enabled(LOG_LEVEL level) {
+  return currentLevel <= level;
+}
+
+// Delivers `text`, up to its first NUL, at `level` through the Java Log object; a level above fatal
+// makes the Java string and calls nothing. Does not compare levels. A Java exception that is
+// pending on entry is pending again on return; one thrown by the logger stays pending when there
+// was none.
+void log(const std::string& text, LOG_LEVEL level);
+
+// log(text, LOG_DEBUG).
+void debug(const std::string& text);
+
+}  // namespace logger2
+
+// An output stream into a string that puts a separator between successive insertions, except at
+// line starts. With a null or empty separator it is a plain string stream.
+class Fmt : public std::ostream {
+ public:
+  class Buf : public std::stringbuf {
+   public:
+    explicit Buf(const char* separator);
+
+   protected:
+    std::streamsize xsputn(const char* s, std::streamsize n) override;
+
+   private:
+    std::unique_ptr<char[]> separator_;  // no terminating NUL
+    std::int64_t separatorLength_ = 0;
+  };
+
+  explicit Fmt(const char* separator = nullptr);
+
+  // Every insertion yields the Fmt again, so that a text can be built and taken in one expression.
+  // A char goes through the stream buffer's put, not xsputn: insert pieces as strings.
+  template <class T>
+  Fmt& operator<<(const T& value) {
+    static_cast<std::ostream&>(*this) << value;
+    return *this;
+  }
+  Fmt& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
+    manipulator(*this);
+    return *this;
+  }
+
+  std::string str() const { return buf_.str(); }
+
+ private:
+  Buf buf_;
+};
+
+// Logs "@" + function + ":" + line + " " + text at `level`. `text` is a chain of stream insertions.
+#define ZORF_LOG_AS(level, function, text)                             \
+  do {                                                                 \
+    if (logger2::enabled(level)) {                                     \
+      Fmt zorfLine;                                                    \
+      zorfLine << "@" << (function) << ":" << __LINE__ << " " << text; \
+      logger2::log(zorfLine.str(), level);                             \
+    }                                                                  \
+  } while (false)
+
+// The same with the enclosing function's own name.
+#define ZORF_LOG(level, text) ZORF_LOG_AS(level, __func__, text)
+
+// Logs `text` without the location prefix: some lines go to the Java log bare, and readers match
+// that.
+#define ZORF_LOG_BARE(level, text)         \
+  do {                                     \
+    if (logger2::enabled(level)) {         \
+      Fmt zorfLine;                        \
+      zorfLine << text;                    \
+      logger2::log(zorfLine.str(), level); \
+    }                                      \
+  } while (false)

@@ -1,0 +1,5 @@
+#include "support/jvm.h"
+
+TEST_F(JvmTest, Starts4) {
+  EXPECT_FALSE(env->ExceptionCheck());
+}

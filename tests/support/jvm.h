@@ -1,0 +1,62 @@
+// The in-process JVM that the C++ tests run natives and helpers in.
+//
+// The test program carries its own copy of the library's objects, initialised with JNI_OnLoad
+// against this JVM, so that a test can call any helper, set the log level and see every line.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <jni.h>
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "jni/logger.h"
+
+// The calling thread's environment; a thread other than main must be inside an AttachedThread.
+JNIEnv* jniEnv();
+
+class AttachedThread {
+ public:
+  AttachedThread();
+  ~AttachedThread();
+  AttachedThread(const AttachedThread&) = delete;
+  AttachedThread& operator=(const AttachedThread&) = delete;
+};
+
+struct JavaError {
+  std::string className;  // such as "java.io.IOException"
+  std::string message;
+
+  friend bool operator==(const JavaError&, const JavaError&) = default;
+  friend std::ostream& operator<<(std::ostream& os, const JavaError& e) {
+    return os << e.className << ": " << e.message;
+  }
+};
+
+// Takes the pending Java exception of this thread, if any.
+std::optional<JavaError> takeJavaError();
+
+// What handle_error raises for `err` and `message`.
+JavaError errorFor(int err, const std::string& message);
+
+// All lines the logger was given since the last call, each "<level> <text>".
+std::vector<std::string> takeLog();
+// The same with the line number of a location prefix replaced: "debug @getStat:# lstat for ...".
+std::vector<std::string> takeLogWithoutLines();
+
+// What RecordingLog throws at every line from now on, as a RuntimeException of that message; an
+// empty message ends it.
+void letLoggerThrow(const std::string& message);
+
+// A JVM, a frame for local references, an empty log and level trace; afterwards no exception may be
+// left pending and the log level is back.
+class JvmTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  JNIEnv* env = nullptr;
+};
