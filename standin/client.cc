@@ -55,6 +55,10 @@ int call(int (*run)(const Target&, unsigned char*), int fd, void* buffer) {
   return err == 0 ? 0 : -1;
 }
 
+int refuse(const Target&, unsigned char*) {
+  return EINVAL;
+}
+
 }  // namespace
 
 extern "C" ZORF_EXPORT int zorf_fcntl(int fd, void* buffer) {
@@ -62,7 +66,5 @@ extern "C" ZORF_EXPORT int zorf_fcntl(int fd, void* buffer) {
 }
 
 extern "C" ZORF_EXPORT int zorf_restripe_file(int fd, void* buffer, int flags) {
-  return call(
-      flags == 0 ? standin::runRestripe : [](const Target&, unsigned char*) { return EINVAL; }, fd,
-      buffer);
+  return call(flags == 0 ? standin::runRestripe : refuse, fd, buffer);
 }

@@ -158,6 +158,7 @@ Locations locations(int fd, std::uint64_t start, std::uint64_t skipFactor, std::
   found.words.resize(2 * static_cast<std::size_t>(found.replicas) *
                      static_cast<std::size_t>(found.blocks));
   EXPECT_LE(found.words.size() * 4, sizeof request.query.data);
+  if (found.words.empty()) return found;
   std::memcpy(found.words.data(), request.query.data, found.words.size() * 4);
   return found;
 }
