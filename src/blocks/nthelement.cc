@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 
 namespace {
 
@@ -10,9 +11,10 @@ int medianOf(int a, int b, int c) {
   return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-// Pairs above `pivot` go to the front of the range, those below to its back, equal ones to either.
-// The pivot is a count of the range that is neither its only highest nor its only lowest, which
-// stops both cursors in time.
+// Pairs above `pivot` go to the front of the range, those below it to the back: a left cursor
+// passes the ones that belong before it, a right cursor the ones that belong behind it, and where
+// both are stopped they exchange. The pivot is the median of three counts of the range, which stops
+// both cursors within it. Returns where they meet.
 LocationCount* partitionAround(int pivot, LocationCount* left, LocationCount* right) {
   for (;;) {
     while (left->second > pivot) ++left;
@@ -20,6 +22,30 @@ LocationCount* partitionAround(int pivot, LocationCount* left, LocationCount* ri
     while (pivot > right->second) --right;
     if (left >= right) return left;
     std::swap(*left, *right);
+    ++left;
+  }
+}
+
+// The same for up to 64 pairs, where the cursors jump over bits: how far they go is as good as
+// random, and a mispredicted branch per stop is what selection spends its time on.
+LocationCount* partitionFewAround(int pivot, LocationCount* first, LocationCount* last) {
+  std::uint64_t above = 0;
+  std::uint64_t below = 0;
+  const auto length = static_cast<int>(last - first);
+  for (int i = 0; i < length; ++i) {
+    above |= std::uint64_t{first[i].second > pivot} << i;
+    below |= std::uint64_t{pivot > first[i].second} << i;
+  }
+  int left = 0;
+  int right = length;
+  for (;;) {
+    left += std::countr_one(above >> left);
+    --right;
+    right -= std::countl_one(below << (63 - right));
+    if (left >= right) return first + left;
+    std::swap(first[left], first[right]);
+    above &= ~(std::uint64_t{1} << right);
+    below &= ~(std::uint64_t{1} << left);
     ++left;
   }
 }
@@ -78,7 +104,8 @@ void nthElement(LocationCount* first, LocationCount* nth, LocationCount* last) {
       return;
     }
     const int pivot = medianOf(first->second, first[(last - first) / 2].second, last[-1].second);
-    LocationCount* const cut = partitionAround(pivot, first, last);
+    LocationCount* const cut = last - first > 64 ? partitionAround(pivot, first, last)
+                                                 : partitionFewAround(pivot, first, last);
     (cut <= nth ? first : last) = cut;
   }
   insertionSort(first, last);
