@@ -4,6 +4,7 @@ import java.io.PrintStream;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Locale;
 import java.util.Map;
 import java.util.TreeMap;
 import java.util.stream.Collectors;
@@ -20,10 +21,12 @@ final class BlockMap {
 
   private final BlockPolicy policy;
   private final BlockLocations locations;
+  private final double milliseconds;
 
-  BlockMap(BlockPolicy policy, BlockLocations locations) {
+  BlockMap(BlockPolicy policy, BlockLocations locations, double milliseconds) {
     this.policy = policy;
     this.locations = locations;
+    this.milliseconds = milliseconds;
   }
 
   void print(PrintStream out, String bar) {
@@ -38,11 +41,13 @@ final class BlockMap {
 
   private String summary() {
     String size = Sizes.human(locations.blockSize());
-    String replicas = locations.replicaCount() + " replicas";
-    return policy == BlockPolicy.SHARED
-        ? "\"shared\": blocks of " + size + ", " + replicas + "; no locations, any node will do"
-        : String.format(
-            "\"%s\": %,d blocks of %s, %s", policy.text(), locations.blockCount(), size, replicas);
+    String replicas = Sizes.count(locations.replicaCount(), "replica");
+    String answer =
+        policy == BlockPolicy.SHARED
+            ? "blocks of " + size + ", " + replicas + ", no locations"
+            : Sizes.count(locations.blockCount(), "block") + " of " + size + ", " + replicas;
+    return String.format(
+        Locale.ROOT, "\"%s\": %s (in %.1f ms)", policy.text(), answer, milliseconds);
   }
 
   private Table entries() {
@@ -54,7 +59,7 @@ final class BlockMap {
       if (i < SHOWN_AT_START || i >= count - SHOWN_AT_END) {
         table.row(
             Sizes.exact(i),
-            Sizes.human(i * locations.blockSize()),
+            Sizes.offset(i * locations.blockSize()),
             words(locations.ids(i)),
             words(locations.secondWords(i)));
       } else if (i == SHOWN_AT_START) {

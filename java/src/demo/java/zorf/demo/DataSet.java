@@ -97,8 +97,8 @@ final class DataSet implements AutoCloseable {
     permit(write("secret.key", Table.repeat("0123456789abcdef\n", 120)), "rw-------");
     Files.createSymbolicLink(directory.resolve("latest"), Paths.get("events-40g.dat"));
     sparse("events-40g.dat", 40 * GIBI);
-    ZORFNative.setBGF(sparse("table-1g.dat", GIBI).toString(), 1024);
-    ZORFNative.setBGF(sparse("index-64m.dat", GIBI / 16).toString(), 96);
+    ZORFNative.setBGF(sparse("table-1g.dat", GIBI).toString(), 64);
+    ZORFNative.setBGF(sparse("index-64m.dat", GIBI / 16).toString(), 3);
   }
 
   private Path write(String name, String text) throws IOException {

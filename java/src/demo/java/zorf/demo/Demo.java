@@ -5,11 +5,14 @@ import java.io.PrintStream;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.nio.file.NotDirectoryException;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.time.ZoneOffset;
 import java.time.format.DateTimeFormatter;
+import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.concurrent.Callable;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
@@ -33,6 +36,9 @@ public final class Demo {
   private final PrintStream out;
   private final String bar;
   private final StatusLayout layout;
+  /** What zorf's files have as block size; 0 where it is not known. */
+  private long zorfBlockSize;
+
   private boolean failed;
 
   private Demo(Charset charset) throws IOException {
@@ -107,23 +113,66 @@ public final class Demo {
 
   private void showDirectory(Path directory) throws IOException {
     List<String> loading = CapturingLog.take();
+    if (!Files.isDirectory(directory)) {
+      throw new NotDirectoryException(directory.toString());
+    }
     List<Path> files;
     try (Stream<Path> entries = Files.list(directory)) {
       files = entries.sorted().collect(Collectors.toList());
     }
-    title("Status of the " + files.size() + " files in " + directory);
-    Path largest = showStatus(files);
+    Map<Path, byte[]> records = new LinkedHashMap<>();
+    for (Path file : files) {
+      byte[] record =
+          attempt("status of " + file, () -> ZORFNative.getFileStatusNative(file.toString(), false));
+      if (record != null) {
+        records.put(file, record);
+      }
+    }
+    Path largest = largest(records);
+    if (largest != null) {
+      learnBlockSize(largest);
+    }
+    title("Status of " + Sizes.count(records.size(), "file") + " in " + directory);
+    showStatus(records);
     if (largest == null) {
-      out.println("\nThere is no regular file here, so there are no blocks to show.");
+      out.println("\nThere is no regular file here, so there are no blocks to show.\n");
     } else {
-      showBlocks(largest);
+      showBlocks(largest, records.get(largest));
     }
     title("What the library logged at debug while it was loaded");
     loading.removeIf(line -> !line.contains("JNI_OnLoad") && !line.contains("@init:"));
     loading.forEach(this::printLogLine);
     if (largest != null) {
-      showLog(largest);
+      showLog(largest, records.get(largest));
     }
+  }
+
+  /** The largest regular file, null if there is none. */
+  private Path largest(Map<Path, byte[]> records) {
+    Path largest = null;
+    long largestSize = -1;
+    for (Map.Entry<Path, byte[]> entry : records.entrySet()) {
+      FileStatus status = layout.decode(entry.getValue());
+      if (status.type() == FileType.REGULAR && status.size() > largestSize) {
+        largest = entry.getKey();
+        largestSize = status.size();
+      }
+    }
+    return largest;
+  }
+
+  private void learnBlockSize(Path file) {
+    choose(BlockPolicy.LOCAL);
+    Long size =
+        attempt(
+            "file system block size of " + file,
+            () -> ZORFNative.getBlockSizeNative(file.toString(), null));
+    zorfBlockSize = size == null ? 0 : size;
+  }
+
+  /** The record as it would be on zorf: on another file system only its block size differs. */
+  private byte[] asOnZorf(byte[] record) {
+    return zorfBlockSize > 0 ? StatusRecord.withBlockSize(record, zorfBlockSize) : record;
   }
 
   private void title(String text) {
@@ -131,28 +180,15 @@ public final class Demo {
     out.println(Table.repeat("-", text.length()));
   }
 
-  /** Prints a line for each file and returns the largest regular one, null if there is none. */
-  private Path showStatus(List<Path> files) {
+  private void showStatus(Map<Path, byte[]> records) {
     // Under this policy a file's block size is that of HDFS: by its block group factor if it has one.
     choose(BlockPolicy.RACKAWARE);
     Table table =
         new Table(
             ">inode", "mode", "", "owner", "group", ">size", ">HDFS block", "modified (UTC)", "name");
-    Path largest = null;
-    long largestSize = -1;
-    for (Path file : files) {
-      FileStatus status =
-          attempt(
-              "status of " + file,
-              () -> layout.decode(ZORFNative.getFileStatusNative(file.toString(), false)));
-      if (status == null) {
-        continue;
-      }
-      boolean regular = status.type() == FileType.REGULAR;
-      if (regular && status.size() > largestSize) {
-        largest = file;
-        largestSize = status.size();
-      }
+    for (Map.Entry<Path, byte[]> entry : records.entrySet()) {
+      Path file = entry.getKey();
+      FileStatus status = layout.decode(entry.getValue());
       table.row(
           Long.toUnsignedString(status.inode()),
           status.type().symbol() + status.permissionText(),
@@ -160,17 +196,18 @@ public final class Demo {
           nameOr(status.uid(), () -> ZORFNative.getUser((int) status.uid())),
           nameOr(status.gid(), () -> ZORFNative.getGroup((int) status.gid())),
           Sizes.exact(status.size()),
-          regular ? blockSize(file) : "",
+          status.type() == FileType.REGULAR ? blockSize(file, entry.getValue()) : "",
           TIME.format(status.modificationTime()),
-          file.getFileName() + target(file, status));
+          printable(file.getFileName() + target(file, status)));
     }
     table.print(out);
-    return largest;
   }
 
-  private String blockSize(Path file) {
+  private String blockSize(Path file, byte[] record) {
     Long size =
-        attempt("block size of " + file, () -> ZORFNative.getBlockSizeNative(file.toString(), null));
+        attempt(
+            "block size of " + file,
+            () -> ZORFNative.getBlockSizeNative(file.toString(), asOnZorf(record)));
     return size == null ? "?" : Sizes.human(size);
   }
 
@@ -183,6 +220,11 @@ public final class Demo {
             "target of " + file,
             () -> ZORFNative.getLinkTargetNative(file.toString(), (int) status.size()));
     return " -> " + (target == null ? "?" : new String(target, StandardCharsets.UTF_8));
+  }
+
+  /** Without line ends and what else could confuse a terminal. */
+  private static String printable(String name) {
+    return name.replaceAll("\\p{Cntrl}", "?");
   }
 
   /** An id without a name is no failure: it is shown as it is. */
@@ -201,37 +243,42 @@ public final class Demo {
     }
   }
 
-  private void showBlocks(Path file) throws IOException {
+  private void showBlocks(Path file, byte[] record) {
+    long size = layout.decode(record).size();
     out.println();
-    title("Blocks of " + file.getFileName() + ", " + Sizes.human(Files.size(file)));
+    title("Blocks of " + printable(file.getFileName().toString()) + ", " + Sizes.human(size));
+    if (zorfBlockSize > 0 && StatusRecord.blockSize(record) != zorfBlockSize) {
+      out.printf(
+          "Asked with zorf's block size of %s in the status record; %s is this file system's.%n",
+          Sizes.human(zorfBlockSize), Sizes.human(StatusRecord.blockSize(record)));
+    }
     for (BlockPolicy policy : BlockPolicy.values()) {
       out.println();
       choose(policy);
       long start = System.nanoTime();
       BlockLocations locations =
           attempt(
-              "blocks of " + file + " under " + policy.text(),
-              () -> locations(file, 0, Files.size(file)));
+              "blocks of " + file + " under " + policy.text(), () -> locations(file, size, record));
+      double milliseconds = (System.nanoTime() - start) / 1e6;
       if (locations != null) {
-        new BlockMap(policy, locations).print(out, bar);
-        out.printf("  (asked in %d ms)%n", (System.nanoTime() - start) / 1_000_000);
+        new BlockMap(policy, locations, milliseconds).print(out, bar);
       }
     }
     out.println();
   }
 
-  private static BlockLocations locations(Path file, long offset, long length) {
+  private BlockLocations locations(Path file, long length, byte[] record) {
     return BlockLocations.decode(
-        ZORFNative.getBlockLocationsNative(file.toString(), offset, length, null));
+        ZORFNative.getBlockLocationsNative(file.toString(), 0, length, asOnZorf(record)));
   }
 
-  private void showLog(Path file) throws IOException {
-    long length = Math.min(Files.size(file), 1L << 30);
-    choose(BlockPolicy.RACKAWARE);
+  private void showLog(Path file, byte[] record) {
+    long length = Math.min(layout.decode(record).size(), 1L << 30);
+    choose(BlockPolicy.RACKAWARE_SORT);
     CapturingLog.take();
     out.println();
-    title("... and while it was asked for the first " + Sizes.human(length) + " under \"rackaware\"");
-    attempt("blocks of " + file, () -> locations(file, 0, length));
+    title("... and while it was asked for the first " + Sizes.human(length));
+    attempt("blocks of " + file, () -> locations(file, length, record));
     CapturingLog.take().forEach(this::printLogLine);
   }
 

@@ -23,6 +23,21 @@ final class Sizes {
     return number + " " + UNITS[unit];
   }
 
+  /** Such as "40,956 MiB": exact, in the largest unit that allows it. */
+  static String offset(long bytes) {
+    int unit = 0;
+    while (bytes != 0 && unit + 1 < UNITS.length && bytes % 1024 == 0) {
+      bytes /= 1024;
+      unit++;
+    }
+    return exact(bytes) + " " + UNITS[unit];
+  }
+
+  /** Such as "1 block", "320 blocks". */
+  static String count(long number, String noun) {
+    return exact(number) + " " + noun + (number == 1 ? "" : "s");
+  }
+
   /** Such as "42,949,672,960". */
   static String exact(long bytes) {
     return String.format(Locale.ROOT, "%,d", bytes);

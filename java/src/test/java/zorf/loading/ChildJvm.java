@@ -24,7 +24,8 @@ final class ChildJvm {
 
   ChildJvm() {
     classpath.addAll(Arrays.asList(property("zorf.test.classpath").split(File.pathSeparator)));
-    options.add("-XX:TieredStopAtLevel=1");
+    options.add("-XX:TieredStopAtLevel=1"); // quick to start
+    options.add("-Djava.io.tmpdir=" + System.getProperty("java.io.tmpdir"));
     options.add("-Dzorf.library=" + property("zorf.library"));
     options.add("-Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog");
     if (javaVersion() >= 24) {

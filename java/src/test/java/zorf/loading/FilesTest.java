@@ -1,7 +1,6 @@
 package zorf.loading;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.BufferedReader;
 import java.io.IOException;
@@ -16,6 +15,8 @@ import java.nio.file.attribute.PosixFilePermissions;
 import java.time.Instant;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Comparator;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.BeforeEach;
@@ -24,6 +25,8 @@ import org.junit.jupiter.api.io.TempDir;
 
 /** Real files, asked about through a real load. */
 class FilesTest {
+  private static final long MEBI = 1 << 20;
+
   @TempDir Path directory;
   private Path file;
   private Path link;
@@ -113,41 +116,77 @@ class FilesTest {
             "policy=elsewhere,0"));
   }
 
+  private Path sparse(String name, long size) throws IOException {
+    Path path = directory.resolve(name);
+    try (RandomAccessFile sparse = new RandomAccessFile(path.toFile(), "rw")) {
+      sparse.setLength(size);
+    }
+    return path;
+  }
+
   @Test
   void blocksOfASparseFileFollowThePolicy() throws Exception {
-    long mebi = 1 << 20;
-    Path big = directory.resolve("big");
-    try (RandomAccessFile sparse = new RandomAccessFile(big.toFile(), "rw")) {
-      sparse.setLength(1000 * mebi);
-    }
+    Path big = sparse("big", 1000 * MEBI);
     List<String> steps = new ArrayList<>();
-    for (String policy : new String[] {"local", "shared", "rackaware", "rackaware-sort"}) {
-      steps.add("policy=" + policy + "," + 128 * mebi);
+    for (String policy : new String[] {"local", "shared", "rackaware"}) {
+      steps.add("policy=" + policy + "," + 128 * MEBI);
       steps.add("blocksize=" + big);
-      steps.add("blocks=" + big + "," + mebi + "," + 2000 * mebi);
+      steps.add("blocks=" + big + "," + MEBI + "," + 2000 * MEBI);
     }
     List<String> lines = run(steps.toArray(new String[0]));
-    String range = " with 2 replicas for " + 999 * mebi + " bytes at " + mebi;
-    assertEquals("policy 0", lines.get(0));
-    assertEquals("blocksize " + 4 * mebi, lines.get(1));
-    assertEquals("blocks 250 blocks of " + 4 * mebi + " bytes" + range, head(lines.get(2)));
-    assertEquals("policy 1", lines.get(3));
-    assertEquals("blocksize " + 128 * mebi, lines.get(4));
-    assertEquals("blocks 0 blocks of " + 128 * mebi + " bytes" + range, lines.get(5));
-    assertEquals("policy 2", lines.get(6));
-    assertEquals("blocksize " + 128 * mebi, lines.get(7));
-    assertEquals("blocks 8 blocks of " + 128 * mebi + " bytes" + range, head(lines.get(8)));
-    assertEquals("policy 3", lines.get(9));
-    assertEquals("blocksize " + 128 * mebi, lines.get(10));
-    assertEquals("blocks 8 blocks of " + 128 * mebi + " bytes" + range, head(lines.get(11)));
-    // Both start with the block that holds offset 0.
-    assertEquals(lines.get(2).split("\\[")[1], lines.get(8).split("\\[")[1]);
-    // The sort gives counts, the larger one first when there are more locations than replicas.
-    String[] counts = lines.get(11).split("\\[")[2].replace("]", "").split(", ");
-    long unit = blockSizeOf(big);
-    int first = Integer.parseInt(counts[0]);
-    assertTrue(first >= Integer.parseInt(counts[1]), lines.get(11));
-    assertTrue(first <= 128 * mebi / unit, lines.get(11));
+    // Both lists start with the block that holds offset 0.
+    String first = lines.get(2).substring(lines.get(2).indexOf(" ["));
+    String range = " with 2 replicas for " + 999 * MEBI + " bytes at " + MEBI;
+    assertEquals(
+        Arrays.asList(
+            "policy 0",
+            "blocksize " + 4 * MEBI,
+            "blocks 250 blocks of " + 4 * MEBI + " bytes" + range + first,
+            "policy 1",
+            "blocksize " + 128 * MEBI,
+            "blocks 0 blocks of " + 128 * MEBI + " bytes" + range,
+            "policy 2",
+            "blocksize " + 128 * MEBI,
+            "blocks 8 blocks of " + 128 * MEBI + " bytes" + range + first),
+        lines);
+  }
+
+  @Test
+  void sortedEntriesNameTheLocationsWithTheMostBlocks() throws Exception {
+    int group = 32;
+    Path big = sparse("big", 20_002 * MEBI); // more than one reply, and a last block in part
+    List<String> lines =
+        run(
+            "policy=local,0",
+            "entries=" + big + "," + 4 * MEBI,
+            "policy=rackaware-sort," + group * 4 * MEBI,
+            "blocksize=" + big,
+            "entries=" + big + "," + 4 * MEBI);
+    assertEquals("blocksize " + group * 4 * MEBI, lines.get(3));
+    int[][] local = entries(lines.get(1));
+    int[][] sorted = entries(lines.get(4));
+    assertEquals(5001, local.length);
+    assertEquals(157, sorted.length);
+    for (int i = 0; i < sorted.length; i++) {
+      Map<Integer, Integer> counts = new HashMap<>();
+      for (int k = i * group; k < Math.min((i + 1) * group, local.length); k++) {
+        counts.merge(local[k][0], 1, Integer::sum);
+        counts.merge(local[k][1], 1, Integer::sum);
+      }
+      List<Integer> most = new ArrayList<>(counts.values());
+      most.sort(Comparator.reverseOrder());
+      int[] entry = sorted[i];
+      assertEquals(counts.get(entry[0]), entry[2], "block " + i);
+      assertEquals(counts.get(entry[1]), entry[3], "block " + i);
+      assertEquals(most.subList(0, 2), Arrays.asList(entry[2], entry[3]), "block " + i);
+    }
+  }
+
+  /** The words of each entry in the line of an entries step. */
+  private static int[][] entries(String line) {
+    return Arrays.stream(line.substring("entries ".length()).split(";"))
+        .map(entry -> Arrays.stream(entry.trim().split(" ")).mapToInt(Integer::parseInt).toArray())
+        .toArray(int[][]::new);
   }
 
   /** The file system's block size as stat(1) reports it. */
@@ -157,10 +196,6 @@ class FilesTest {
         new BufferedReader(new InputStreamReader(stat.getInputStream(), StandardCharsets.UTF_8))) {
       return Long.parseLong(out.readLine());
     }
-  }
-
-  private static String head(String line) {
-    return line.substring(0, line.indexOf(" ["));
   }
 
   @Test

@@ -1,5 +1,7 @@
 package zorf.loading;
 
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Paths;
@@ -16,6 +18,9 @@ import zorf.testing.RecordingLog;
  * step, the source line number replaced by "#". A log line without that prefix is shown as it is.
  */
 public final class Probe {
+  /** Where a raw status record of x86-64 has st_blksize. */
+  private static final int BLOCK_SIZE_OFFSET = 56;
+
   private Probe() {}
 
   /**
@@ -74,6 +79,8 @@ public final class Probe {
         return String.valueOf(ZORFNative.getBlockSizeNative(argument, null));
       case "blocks":
         return blocks(argument);
+      case "entries":
+        return entries(argument);
       case "link":
         return target(argument);
       case "aclstatus":
@@ -117,7 +124,7 @@ public final class Probe {
     return String.valueOf(ZORFNative.getBlkCmd(name, Long.parseLong(argument.split(",")[1])));
   }
 
-  /** "PATH,OFFSET,LENGTH": the header of the stream, its first entry and a digest of all. */
+  /** "PATH,OFFSET,LENGTH": the header of the stream, and its first entry. */
   private static String blocks(String argument) {
     String[] parts = argument.split(",");
     long offset = Long.parseLong(parts[1]);
@@ -128,6 +135,29 @@ public final class Probe {
     for (int i = 0; i < Math.min(found.blockCount(), 1); i++) {
       line.append(" ").append(Arrays.toString(found.ids(i)));
       line.append(" ").append(Arrays.toString(found.secondWords(i)));
+    }
+    return line.toString();
+  }
+
+  /** "PATH,BLOCKSIZE": all entries, asked with a status record of that st_blksize. */
+  private static String entries(String argument) {
+    String path = argument.split(",")[0];
+    byte[] record = ZORFNative.getFileStatusNative(path, true);
+    long size = new StatusLayout(ZORFNative.getFileStatusFormatNative()).decode(record).size();
+    ByteBuffer.wrap(record)
+        .order(ByteOrder.nativeOrder())
+        .putLong(BLOCK_SIZE_OFFSET, Long.parseLong(argument.split(",")[1]));
+    BlockLocations found =
+        BlockLocations.decode(ZORFNative.getBlockLocationsNative(path, 0, size, record));
+    StringBuilder line = new StringBuilder();
+    for (int block = 0; block < found.blockCount(); block++) {
+      line.append(block == 0 ? "" : ";");
+      for (int word : found.ids(block)) {
+        line.append(word).append(" ");
+      }
+      for (int word : found.secondWords(block)) {
+        line.append(word).append(" ");
+      }
     }
     return line.toString();
   }
