@@ -24,9 +24,9 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.hdfs.server.namenode.zorf.StatusLayout;
 
 /**
- * Shows what the library tells a NameNode about files: their status, where the blocks of the largest
- * one lie under each placement policy, and what goes to the log. The files are those of the directory
- * that the argument names, or samples that are made and deleted.
+ * Shows what the library tells a NameNode about files: their status, where the blocks of the
+ * largest one lie under each placement policy, and what goes to the log. The files are those of the
+ * directory that the argument names, or samples that are made and deleted.
  */
 public final class Demo {
   private static final long DEFAULT_BLOCK_SIZE = 128L << 20;
@@ -123,7 +123,8 @@ public final class Demo {
     Map<Path, byte[]> records = new LinkedHashMap<>();
     for (Path file : files) {
       byte[] record =
-          attempt("status of " + file, () -> ZORFNative.getFileStatusNative(file.toString(), false));
+          attempt(
+              "status of " + file, () -> ZORFNative.getFileStatusNative(file.toString(), false));
       if (record != null) {
         records.put(file, record);
       }
@@ -181,11 +182,19 @@ public final class Demo {
   }
 
   private void showStatus(Map<Path, byte[]> records) {
-    // Under this policy a file's block size is that of HDFS: by its block group factor if it has one.
+    // Under this policy a file's block size is that of HDFS: by its block group factor if any.
     choose(BlockPolicy.RACKAWARE);
     Table table =
         new Table(
-            ">inode", "mode", "", "owner", "group", ">size", ">HDFS block", "modified (UTC)", "name");
+            ">inode",
+            "mode",
+            "",
+            "owner",
+            "group",
+            ">size",
+            ">HDFS block",
+            "modified (UTC)",
+            "name");
     for (Map.Entry<Path, byte[]> entry : records.entrySet()) {
       Path file = entry.getKey();
       FileStatus status = layout.decode(entry.getValue());

@@ -4,9 +4,9 @@ import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 
 /**
- * The block size in a raw status record. Blocks are counted by it, so on zorf it is the file system's;
- * elsewhere the kernel puts the size of a page or so there. It is not meant for Java and missing from
- * the layout table, but the library trusts a record that it is given.
+ * The block size in a raw status record. Blocks are counted by it, so on zorf it is the file
+ * system's; elsewhere the kernel puts the size of a page or so there. It is not meant for Java and
+ * missing from the layout table, but the library trusts a record that it is given.
  */
 final class StatusRecord {
   /** Where x86-64 has st_blksize. */

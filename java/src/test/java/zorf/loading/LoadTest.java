@@ -260,7 +260,7 @@ class LoadTest {
     assertEquals(Collections.emptyList(), outcome.err);
     List<String> warnings = new ArrayList<>(outcome.out);
     warnings.removeIf(line -> !line.contains("WARNING") && !line.contains("FATAL"));
-    // Names in the form of a descriptor are what the library asks for, and HotSpot still takes them.
+    // Names in the form of a descriptor are what the library asks for; HotSpot still takes them.
     warnings.replaceAll(line -> line.replaceFirst("\\.  A correct .*", ""));
     String bad = "WARNING in native method: JNI FindClass received a bad class descriptor ";
     assertEquals(

@@ -13,9 +13,9 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.StatusLayout;
 import zorf.testing.RecordingLog;
 
 /**
- * What a child JVM runs. Every argument is a step, a name and mostly "=argument"; for each it prints
- * one line with the result or the exception, after that "  " and a line for each log line of the
- * step, the source line number replaced by "#". A log line without that prefix is shown as it is.
+ * What a child JVM runs. Every argument is a step, a name and mostly "=argument"; for each it
+ * prints one line with the result or the exception, after that each log line of the step behind
+ * "  ", the source line number replaced by "#". A log line without that prefix is shown as it is.
  */
 public final class Probe {
   /** Where a raw status record of x86-64 has st_blksize. */

@@ -5,13 +5,13 @@ import java.util.List;
 import org.apache.commons.logging.Log;
 
 /**
- * A commons-logging Log that keeps what it is given. One store for the process, safe from any thread.
+ * A commons-logging Log that keeps what it is given. One store for the process, for any thread.
  * Chosen with {@code -Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog}.
  */
 public class RecordingLog implements Log {
   /**
-   * The levels that is*Enabled() answers true for, from the system property {@code zorf.test.levels}:
-   * words such as "info,fatal". All by default.
+   * The levels that is*Enabled() answers true for, from the system property {@code
+   * zorf.test.levels}: words such as "info,fatal". All by default.
    */
   private static final String LEVELS =
       System.getProperty("zorf.test.levels", "trace,debug,info,warn,error,fatal");

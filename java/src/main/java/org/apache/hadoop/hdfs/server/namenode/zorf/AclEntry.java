@@ -71,8 +71,8 @@ public final class AclEntry {
   }
 
   /**
-   * Reads the text of one entry. The words may be cut to their first letter, the permission may be a
-   * digit, and hyphens in it may be left out: {@code d:u:1001:rx}, {@code other::5}.
+   * Reads the text of one entry. The words may be cut to their first letter, the permission may be
+   * a digit, and hyphens in it may be left out: {@code d:u:1001:rx}, {@code other::5}.
    *
    * @param text the text
    * @return the entry

@@ -35,7 +35,11 @@ public final class BlockLocations {
     // Compared by a division: the product of two 31-bit counts and 8 needs more than 64 bits.
     long entryLength = 2L * Integer.BYTES * replicaCount;
     long rest = stream.remaining();
-    if (entryLength == 0 ? rest != 0 : rest % entryLength != 0 || rest / entryLength != blockCount) {
+    boolean fits =
+        entryLength == 0
+            ? rest == 0
+            : rest % entryLength == 0 && rest / entryLength == blockCount;
+    if (!fits) {
       throw new IllegalArgumentException(
           rest + " bytes for " + blockCount + " blocks of " + replicaCount + " replicas");
     }
@@ -102,8 +106,8 @@ public final class BlockLocations {
   }
 
   /**
-   * What else is said of a replica: under "rackaware-sort" how many file system blocks of this block
-   * the location holds (-1 where there is none), otherwise a word of the file system's own.
+   * What else is said of a replica: under "rackaware-sort" how many file system blocks of this
+   * block the location holds (-1 where there is none), otherwise a word of the file system's own.
    *
    * @param block the entry, from 0
    * @param replica the replica in it, from 0

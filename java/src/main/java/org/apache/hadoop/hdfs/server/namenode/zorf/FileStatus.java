@@ -49,7 +49,7 @@ public final class FileStatus {
     return FileType.ofMode(mode);
   }
 
-  /** {@return the twelve permission bits: set-uid, set-gid, sticky, and rwx of user, group, other} */
+  /** {@return twelve permission bits: set-uid, set-gid, sticky, and rwx of user, group, other} */
   public int permission() {
     return mode & PERMISSION_BITS;
   }

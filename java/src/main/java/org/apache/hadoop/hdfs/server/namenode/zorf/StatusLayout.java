@@ -81,8 +81,8 @@ public final class StatusLayout {
    *
    * @param record the bytes of {@code getFileStatusNative}
    * @return the status
-   * @throws IllegalArgumentException if the length is not {@link #recordLength()} or a time is out of
-   *     the range of {@link Instant}
+   * @throws IllegalArgumentException if the length is not {@link #recordLength()} or a time is out
+   *     of the range of {@link Instant}
    */
   public FileStatus decode(byte[] record) {
     if (record.length != recordLength()) {
