@@ -49,7 +49,7 @@ public enum AclTag {
     throw new IllegalArgumentException("unknown ACL tag " + code);
   }
 
-  /** The tag of a word or of its first letter; a qualifier beside it tells apart the two of a word. */
+  /** The tag of a word or its first letter; the presence of a qualifier tells apart two of a word. */
   static AclTag ofWord(String word, boolean qualified) {
     for (AclTag tag : values()) {
       boolean named = word.equals(tag.word) || word.equals(tag.word.substring(0, 1));
