@@ -10,6 +10,7 @@
 
 #include "blocks/model.h"
 #include "blocks/policy.h"
+#include "blocks/query.h"
 #include "blocks/records.h"
 #include "support/scripted_client.h"
 

@@ -45,7 +45,7 @@ std::string bgfDirective(const std::string& bigEndian) {
 // --- the records ---
 
 TEST(Directives, ReplicationRecordIsExact) {
-  for (const short replicas : {2, 0, 3, -1, 32767, -32768}) {
+  for (const jshort replicas : std::initializer_list<jshort>{2, 0, 3, -1, 32767, -32768}) {
     ScriptedClient client;
     client.reply({});
     EXPECT_EQ(setReplication(6, replicas), 0);

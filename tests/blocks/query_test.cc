@@ -216,13 +216,11 @@ TEST_F(BlockLocations, ReplyWithoutBlocksIsAskedForAgain) {
   EXPECT_EQ(out.str(), words({8, 0}));
 }
 
-TEST_F(BlockLocations, BlockSizeOfZeroInAReplyIsLearntFromTheNext) {
+TEST_F(BlockLocations, BlockSizeOfZeroIsInvalidForAFileWithData) {
   client.blockLocations(1, 1, 0, {8, 0});
-  client.blockLocations(1, 1, 4 * MiB, {9, 0});
-  EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), 0);
-  EXPECT_THAT(requests(),
-              ElementsAre(locationsRequest(5 * MiB, 0, 1), locationsRequest(5 * MiB, 0, 1)));
-  EXPECT_EQ(bytesOfLocation(loc), locationBytes(5 * MiB, 1, 4 * MiB, 2, 1));
+  EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(out.str(), "");
 }
 
 TEST_F(BlockLocations, BlocksWithoutReplicasHaveNoBytes) {
