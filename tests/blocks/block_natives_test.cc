@@ -235,7 +235,7 @@ TEST_F(BlockLocationsNative, LoggerThatChangesErrnoChangesNothing) {
   const std::string path = file("data", 100);
   client.fail(EPERM);
   {
-    const LineHook hook(env, [](const std::string&) { errno = EDOM; });
+    const LineHook hook([](const std::string&) { errno = EDOM; });
     jbyteArray gone = getBlockLocationsNative(env, nullptr, javaString(at("gone")), 0, 1,
                                               javaBytes(bytesOfStatus(statusOf(100, 4096))));
     EXPECT_EQ(gone, nullptr);
@@ -360,7 +360,7 @@ TEST_F(BlockSizeNative, FailedQueryIsRaisedWithThePath) {
   globalBlkCmd = GET_BLK_SHARED;
   const std::string path = file("data", 5);
   client.fail(EIO);
-  const LineHook hook(env, [](const std::string&) { errno = EDOM; });
+  const LineHook hook([](const std::string&) { errno = EDOM; });
   EXPECT_EQ(ask(path), -1);
   EXPECT_EQ(lastError, errorFor(EIO, path));
 }

@@ -173,7 +173,7 @@ TEST(BlockQueries, MatchTheModel) {
   ScriptedClient client;
   int sorted = 0;
   int walks = 0;
-  for (int number = 0; number < 40000 && !::testing::Test::HasFailure(); ++number) {
+  for (int number = 0; number < 100000 && !::testing::Test::HasFailure(); ++number) {
     const Case c = randomCase(random);
     const model::Outcome expected = model::run(c.file, c.query);
 

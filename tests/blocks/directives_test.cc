@@ -237,7 +237,7 @@ TEST_F(SetReplication, LoggerThatChangesErrnoChangesNothing) {
   client.fail(EROFS);
   client.reply({});
   client.fail(EROFS);
-  const LineHook hook(env, [](const std::string&) { errno = EDOM; });
+  const LineHook hook([](const std::string&) { errno = EDOM; });
   EXPECT_FALSE(set(at("missing"), 1, true));
   EXPECT_EQ(lastError, errorFor(ENOENT, ""));
   EXPECT_FALSE(set(path, 1, true));
@@ -348,7 +348,7 @@ TEST_F(SetBGF, NullPathIsInvalid) {
 TEST_F(SetBGF, LoggerThatChangesErrnoChangesNothing) {
   const std::string path = file("data", 100);
   client.fail(EROFS);
-  const LineHook hook(env, [](const std::string&) { errno = EDOM; });
+  const LineHook hook([](const std::string&) { errno = EDOM; });
   EXPECT_FALSE(set(at("missing"), 4));
   EXPECT_EQ(lastError, errorFor(ENOENT, ""));
   EXPECT_FALSE(set(path, 4));

@@ -154,7 +154,7 @@ TEST_F(LocatedStatus, FileSwappedForALinkIsNotOpenedUnlessFollowed) {
   jstring javaPath = javaString(path);
   {
     // Right after its status was taken.
-    const LineHook hook(env, [&](const std::string& text) {
+    const LineHook hook([&](const std::string& text) {
       if (text.find(" stat ctime: ") == text.npos) return;
       unlink(path.c_str());
       EXPECT_EQ(symlink(other.c_str(), path.c_str()), 0);
@@ -249,7 +249,7 @@ TEST_F(LocatedStatus, LoggerThatChangesErrnoChangesNothing) {
   globalBlkCmd = GET_BLK_LOCAL;
   const std::string path = file("secret", 100, 0600);
   client.fail(ESTALE);
-  const LineHook hook(env, [](const std::string&) { errno = EDOM; });
+  const LineHook hook([](const std::string&) { errno = EDOM; });
   {
     const ActingAs user(4321);
     EXPECT_EQ(ask(path, {}), "");

@@ -39,16 +39,13 @@ ActingAs::~ActingAs() {
   setfsgid(gid_);
 }
 
-LineHook::LineHook(JNIEnv* env, std::function<void(const std::string& text)> hook)
-    : env_(env), real_(env->functions), table_(*env->functions) {
+LineHook::LineHook(std::function<void(const std::string& text)> hook) {
   aroundLine = std::move(hook);
-  realCall = real_->CallVoidMethodV;
-  table_.CallVoidMethodV = callHooked;
-  env_->functions = &table_;
+  realCall = jni_.real.CallVoidMethodV;
+  jni_.table.CallVoidMethodV = callHooked;
 }
 
 LineHook::~LineHook() {
-  env_->functions = real_;
   aroundLine = nullptr;
 }
 

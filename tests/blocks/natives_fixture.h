@@ -12,6 +12,7 @@
 
 #include "blocks/records.h"
 #include "support/jvm.h"
+#include "support/patched_jni.h"
 #include "support/scripted_client.h"
 
 // Gives the calling thread another fsuid and fsgid for its life. Needs root.
@@ -31,15 +32,13 @@ class ActingAs {
 // with an empty text after it.
 class LineHook {
  public:
-  LineHook(JNIEnv* env, std::function<void(const std::string& text)> hook);
+  explicit LineHook(std::function<void(const std::string& text)> hook);
   ~LineHook();
   LineHook(const LineHook&) = delete;
   LineHook& operator=(const LineHook&) = delete;
 
  private:
-  JNIEnv* env_;
-  const JNINativeInterface_* real_;
-  JNINativeInterface_ table_;
+  PatchedJni jni_;
 };
 
 // A directory of its own, the settings kept, and no trace left by a case: the thread's identity is

@@ -231,6 +231,13 @@ TEST_F(BlockLocations, BlocksWithoutReplicasHaveNoBytes) {
   EXPECT_EQ(loc.nreplica, 0);
 }
 
+TEST_F(BlockLocations, AsManyBlocksWithoutReplicasAsANumberHolds) {
+  client.blockLocations(0, INT32_MAX, 4 * MiB, {});
+  EXPECT_EQ(ask(0, 12 * MiB, 4 * MiB, 64 * MiB), 0);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(loc.nblock, INT32_MAX);
+}
+
 TEST_F(BlockLocations, FirstFailureLeavesNothing) {
   client.fail(ESTALE);
   EXPECT_EQ(ask(0, 8 * MiB, 0, 64 * MiB), -1);

@@ -162,6 +162,13 @@ TEST_F(RackSort, WithoutReplicasNothingIsCounted) {
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 4 * F, 2 * F, 2, 0));
 }
 
+TEST_F(RackSort, AsManyBlocksWithoutReplicasAsANumberHolds) {
+  client.blockLocations(0, INT32_MAX, F, {});
+  EXPECT_EQ(sort(2 * F, F, 0, 1), 0);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, F, 2 * F, INT32_MAX / 2, 0));
+}
+
 TEST_F(RackSort, ReplicasDroppingToZeroLeaveAnEntryWithoutBytes) {
   reply({{3, 4}});
   client.blockLocations(0, 1, F, {});
