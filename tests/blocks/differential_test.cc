@@ -41,7 +41,14 @@ std::int32_t randomReplicas(Random& random) {
   return static_cast<std::int32_t>(1 + below(random, 4));
 }
 
-model::Reply randomReply(Random& random, std::int32_t replicas, std::uint64_t meta, int spread) {
+// Identifiers are `distinct` numbers a `step` apart, from two below 0 on.
+struct Locations {
+  std::uint64_t distinct;
+  std::int32_t step;
+};
+
+model::Reply randomReply(Random& random, std::int32_t replicas, std::uint64_t meta,
+                         Locations locations) {
   model::Reply reply;
   reply.replicas = replicas;
   const std::uint64_t most = oneIn(random, 20) ? 200 : 12;
@@ -51,7 +58,7 @@ model::Reply randomReply(Random& random, std::int32_t replicas, std::uint64_t me
   reply.words.resize(static_cast<std::size_t>(2 * reply.replicas) *
                      static_cast<std::size_t>(reply.blocks));
   for (std::int32_t& word : reply.words) {
-    word = static_cast<std::int32_t>(below(random, static_cast<std::uint64_t>(spread))) - 2;
+    word = (static_cast<std::int32_t>(below(random, locations.distinct)) - 2) * locations.step;
   }
   return reply;
 }
@@ -81,11 +88,12 @@ Case randomCase(Random& random) {
   if (oneIn(random, 100)) query.length = random();
 
   const std::int32_t replicas = randomReplicas(random);
-  const int spread = 1 + static_cast<int>(below(random, oneIn(random, 4) ? 60 : 10));
+  static const std::int32_t steps[] = {1, 1, 97, 30000000};
+  const Locations locations = {1 + below(random, oneIn(random, 4) ? 60 : 10), pick(random, steps)};
   for (std::uint64_t i = 1 + below(random, 12); i > 0; --i) {
     const std::uint64_t meta = oneIn(random, 15) ? random() : file.fsBlockSize;
-    file.replies.push_back(
-        randomReply(random, oneIn(random, 15) ? randomReplicas(random) : replicas, meta, spread));
+    file.replies.push_back(randomReply(
+        random, oneIn(random, 15) ? randomReplicas(random) : replicas, meta, locations));
     if (oneIn(random, 60)) file.replies.back().err = EREMOTEIO;
   }
   return c;
