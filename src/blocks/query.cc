@@ -106,9 +106,9 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
       // The reply is for the range as it was before this alignment, and is used as it is.
       skipFactor = metaBlockSize;
       loc.blocksize = metaBlockSize;
-      if (skipFactor != 0) {
-        range.alignDown(skipFactor);
-      } else if (size != 0) {  // only an empty file may have no block size
+      if (skipFactor != 0) range.alignDown(skipFactor);
+      // Entries that cover nothing would be asked for, and appended, without an end.
+      if (skipFactor == 0 && blocks > 0 && size != 0) {
         errno = EINVAL;
         return -1;
       }
