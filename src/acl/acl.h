@@ -20,6 +20,11 @@
 
 #include "acl/aclutil.h"
 
+// Whether entries of that tag carry the id of a user or group.
+inline bool isNamed(acl_tag_t tag) {
+  return tag == ACL_USER || tag == ACL_GROUP;
+}
+
 class ACL {
  public:
   // A handle on one entry, or on none. Cheap to copy; valid while its owner keeps its libacl handle
@@ -52,7 +57,10 @@ class ACL {
 
     // Whether both have the same tag and, when named, the same qualifier, also in different ACLs;
     // no entry equals only the same ACL's no entry.
-    bool cmp(const Entry& other) const;
+    bool cmp(const Entry& other) const {
+      if (owner_->handle() == other.owner_->handle() && entry_ == other.entry_) return true;
+      return entry_ != nullptr && other.entry_ != nullptr && sameKey(other);
+    }
 
     // Such as "user_obj::rwx", "user:1001:r-x", "mask::r--".
     std::string dump() const;
@@ -61,6 +69,7 @@ class ACL {
 
    private:
     bool move(int which, const char* function);
+    bool sameKey(const Entry& other) const;
     acl_permset_t permset() const;
 
     ACL* owner_;

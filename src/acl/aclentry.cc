@@ -117,13 +117,11 @@ void ACL::Entry::remove() {
   ACLUtil::acl_delete_entry(owner_->handle(), entry_);
 }
 
-bool ACL::Entry::cmp(const Entry& other) const {
-  if (owner_->handle() == other.owner_->handle() && entry_ == other.entry_) return true;
-  if (entry_ == nullptr || other.entry_ == nullptr) return false;
+bool ACL::Entry::sameKey(const Entry& other) const {
   if (logger2::enabled(LOG_DEBUG)) {
     Fmt both(", ");
     both << "l" << dump() << "r" << other.dump();
-    ZORF_LOG(LOG_DEBUG, both.str());
+    ZORF_LOG_AS(LOG_DEBUG, "cmp", both.str());
   }
   const acl_tag_t tag = get_tag();
   if (tag != other.get_tag()) return false;
@@ -142,7 +140,7 @@ std::string ACL::Entry::dump() const {
   const acl_tag_t tag = get_tag();
   std::string text = tagName(tag);
   text += ':';
-  if (tag == ACL_USER || tag == ACL_GROUP) {
+  if (isNamed(tag)) {
     // Signed, and nothing for root: readers of the log know these lines so.
     const auto id = static_cast<std::int32_t>(get_qualifier());
     if (id != 0) text += std::to_string(id);
