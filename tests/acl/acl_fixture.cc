@@ -1,5 +1,6 @@
 #include "acl/acl_fixture.h"
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
@@ -183,8 +184,7 @@ void AclTest::SetUp() {
 
 void AclTest::TearDown() {
   if (!root_.empty()) {
-    EXPECT_TRUE(liveObjects().empty()) << liveObjects().size() << " objects of libacl not freed";
-    freeLiveObjects();
+    EXPECT_TRUE(live().empty()) << live().size() << " objects of libacl not freed";
     unwatchLibacl();
     EXPECT_EQ(openDescriptors(), descriptors_);
     EXPECT_EQ(threadIdentity(), identity_);
@@ -210,14 +210,6 @@ std::string AclTest::directory(const std::string& name, unsigned mode) {
 
 bool AclTest::isRoot() {
   return geteuid() == 0;
-}
-
-std::vector<void*> AclTest::liveObjects() {
-  return {live().begin(), live().end()};
-}
-
-void AclTest::freeLiveObjects() {
-  for (void* object : liveObjects()) watchedFree(object);
 }
 
 std::vector<std::string> AclTest::logAt(LOG_LEVEL level) {

@@ -88,10 +88,6 @@ class AclTest : public JvmTest {
   std::string at(const std::string& name) const { return root_ + "/" + name; }
 
   static bool isRoot();
-  // Objects that libacl gave out and did not get back.
-  static std::vector<void*> liveObjects();
-  static void freeLiveObjects();
-
   // Lines at `level` or above, with the comparison lines of a merge left out.
   std::vector<std::string> logAt(LOG_LEVEL level);
 

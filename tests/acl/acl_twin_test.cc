@@ -92,6 +92,12 @@ class Model {
 
   bool directory() const { return directory_; }
   bool hasDefault() const { return !default_.empty(); }
+  // Whether setfacl -b would take permissions from the owning group along with the mask.
+  bool groupIsMasked() const {
+    const auto mask = access_.find({kMask, 0});
+    const int group = access_.find({kGroupObj, 0})->second;
+    return mask != access_.end() && (group & ~mask->second) != 0;
+  }
 
   std::string text() const {
     std::string out;
@@ -192,10 +198,9 @@ std::vector<std::string> setfaclFor(const Operation& op, const Model& before, bo
   switch (op.kind) {
     case Kind::Set:
       if (op.repeatsAKey()) return {};  // an error here, the last one wins there
-      if (both) return {"-b", "-M", "-"};
-      if (op.has(kDefault)) return {"-k", "-M", "-"};
-      return before.hasDefault() ? std::vector<std::string>{}
-                                 : std::vector<std::string>{"-b", "-M", "-"};
+      if (!op.has(kAccess)) return {"-k", "-M", "-"};
+      if (before.groupIsMasked() || (!both && before.hasDefault())) return {};
+      return {"-b", "-M", "-"};
     case Kind::Modify:
       return {"-M", "-"};
     case Kind::Remove:
@@ -205,8 +210,8 @@ std::vector<std::string> setfaclFor(const Operation& op, const Model& before, bo
     case Kind::RemoveDefault:
       return op.flag ? std::vector<std::string>{"-k"} : std::vector<std::string>{};
     case Kind::RemoveAcl:
-      return op.flag || !before.hasDefault() ? std::vector<std::string>{"-b"}
-                                             : std::vector<std::string>{};
+      if (before.groupIsMasked() || (!op.flag && before.hasDefault())) return {};
+      return {"-b"};
   }
   return {};
 }
