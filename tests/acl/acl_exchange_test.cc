@@ -2,10 +2,8 @@
 #include <cerrno>
 #include <sstream>
 
-#include "acl/acl.h"
 #include "acl/acl_fixture.h"
 #include "acl/exchange.h"
-#include "jni/exception.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -108,6 +109,23 @@ std::string specOf(const std::vector<AclRecord>& records) {
   return int32Bytes(static_cast<long long>(records.size())) + reportOf(records);
 }
 
+ACL::Entry addEntry(ACL& acl, int tag, unsigned id, int perm) {
+  ACL::Entry entry(acl);
+  entry.set_tag(tag);
+  if (tag == kUser || tag == kGroup) entry.set_qualifier(&id);
+  entry.set_perm(perm);
+  return entry;
+}
+
+std::string entriesOf(ACL& acl) {
+  std::string text;
+  for (auto it = acl.begin(); !it.cmp(acl.end()); it++) {
+    if (!text.empty()) text += ",";
+    text += it.dump();
+  }
+  return text;
+}
+
 CommandResult runCommand(const std::vector<std::string>& words, const std::string& input) {
   int in[2];
   int out[2];
@@ -160,14 +178,16 @@ void setfacl(const std::string& spec, const std::string& path) {
   ASSERT_EQ(result.status, 0) << result.output;
 }
 
-ActAs::ActAs(unsigned id) {
-  gid_ = static_cast<unsigned>(setfsgid(id));
-  uid_ = static_cast<unsigned>(setfsuid(id));
+ClosedDirectory::ClosedDirectory(std::string path) : path_(std::move(path)) {
+  EXPECT_EQ(chmod(path_.c_str(), 0), 0);
+  gid_ = static_cast<unsigned>(setfsgid(65534));
+  uid_ = static_cast<unsigned>(setfsuid(65534));
 }
 
-ActAs::~ActAs() {
+ClosedDirectory::~ClosedDirectory() {
   setfsuid(uid_);
   setfsgid(gid_);
+  EXPECT_EQ(chmod(path_.c_str(), 0700), 0);
 }
 
 void AclTest::SetUp() {

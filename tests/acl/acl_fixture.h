@@ -7,7 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "acl/aclutil.h"
+#include "acl/acl.h"
+#include "jni/exception.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/scripted_client.h"
@@ -36,6 +37,11 @@ std::string reportOf(const std::vector<AclRecord>& records);
 // The same behind their count, as Java sends them.
 std::string specOf(const std::vector<AclRecord>& records);
 
+// A new entry of `acl`; `id` is for kUser and kGroup.
+ACL::Entry addEntry(ACL& acl, int tag, unsigned id, int perm);
+// The entries' dumps, joined with commas.
+std::string entriesOf(ACL& acl);
+
 struct CommandResult {
   int status = -1;  // exit status, or -1 when killed
   std::string output;
@@ -63,17 +69,19 @@ class Override {
   F saved_;
 };
 
-// The calling thread's fsuid and fsgid for a scope; the groups stay.
-class ActAs {
+// For a scope, a directory that the calling thread may not search: closed to its owner too, and the
+// thread acts as nobody where it is root.
+class ClosedDirectory {
  public:
-  explicit ActAs(unsigned id);
-  ~ActAs();
-  ActAs(const ActAs&) = delete;
-  ActAs& operator=(const ActAs&) = delete;
+  explicit ClosedDirectory(std::string path);
+  ~ClosedDirectory();
+  ClosedDirectory(const ClosedDirectory&) = delete;
+  ClosedDirectory& operator=(const ClosedDirectory&) = delete;
 
  private:
-  unsigned uid_;
+  std::string path_;
   unsigned gid_;
+  unsigned uid_;
 };
 
 // Afterwards: no descriptor more than before, the thread's identity as before, everything libacl
@@ -88,6 +96,17 @@ class AclTest : public JvmTest {
   std::string at(const std::string& name) const { return root_ + "/" + name; }
 
   static bool isRoot();
+  // Expects `step` to throw the native IOException.
+  template <class Step>
+  void expectThrows(const std::string& message, int number, Step step) {
+    try {
+      step();
+      ADD_FAILURE() << "nothing thrown";
+    } catch (const IOException& e) {
+      EXPECT_EQ(e.what(), message);
+      EXPECT_EQ(e.errorNumber, number);
+    }
+  }
   // Lines at `level` or above, with the comparison lines of a merge left out.
   std::vector<std::string> logAt(LOG_LEVEL level);
 

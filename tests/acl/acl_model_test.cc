@@ -3,43 +3,14 @@
 #include <cstdint>
 #include <cstring>
 
-#include "acl/acl.h"
 #include "acl/acl_fixture.h"
-#include "jni/exception.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-ACL::Entry add(ACL& acl, int tag, unsigned id, int perm) {
-  ACL::Entry entry(acl);
-  entry.set_tag(tag);
-  if (tag == kUser || tag == kGroup) entry.set_qualifier(&id);
-  entry.set_perm(perm);
-  return entry;
-}
-
-std::vector<std::string> linesOf(ACL& acl) {
-  std::vector<std::string> lines;
-  for (auto it = acl.begin(); !it.cmp(acl.end()); it++) lines.push_back(it.dump());
-  return lines;
-}
-
-class AclModel : public AclTest {
- protected:
-  // Expects `step` to throw with the message and number of a failed call on `path`.
-  template <class Step>
-  void expectThrows(const std::string& message, int number, Step step) {
-    try {
-      step();
-      ADD_FAILURE() << "nothing thrown";
-    } catch (const IOException& e) {
-      EXPECT_EQ(e.what(), message);
-      EXPECT_EQ(e.errorNumber, number);
-    }
-  }
-};
+class AclModel : public AclTest {};
 
 TEST_F(AclModel, AnAclOfATypeIsEmptyAndBoundToNoFile) {
   ACL acl(kDefault);
@@ -94,27 +65,27 @@ TEST_F(AclModel, AnUnknownTypeIsRefused) {
 TEST_F(AclModel, EntriesDumpTagQualifierAndPermissions) {
   ACL acl(kAccess);
   EXPECT_EQ(ACL::Entry(acl).dump(), "undef::---");
-  EXPECT_EQ(add(acl, kUserObj, 0, 7).dump(), "user_obj::rwx");
-  EXPECT_EQ(add(acl, kUser, 1001, 5).dump(), "user:1001:r-x");
-  EXPECT_EQ(add(acl, kGroupObj, 0, 2).dump(), "group_obj::-w-");
-  EXPECT_EQ(add(acl, kGroup, 2002, 1).dump(), "group:2002:--x");
-  EXPECT_EQ(add(acl, kMask, 0, 4).dump(), "mask::r--");
-  EXPECT_EQ(add(acl, kOther, 0, 0).dump(), "other::---");
+  EXPECT_EQ(addEntry(acl, kUserObj, 0, 7).dump(), "user_obj::rwx");
+  EXPECT_EQ(addEntry(acl, kUser, 1001, 5).dump(), "user:1001:r-x");
+  EXPECT_EQ(addEntry(acl, kGroupObj, 0, 2).dump(), "group_obj::-w-");
+  EXPECT_EQ(addEntry(acl, kGroup, 2002, 1).dump(), "group:2002:--x");
+  EXPECT_EQ(addEntry(acl, kMask, 0, 4).dump(), "mask::r--");
+  EXPECT_EQ(addEntry(acl, kOther, 0, 0).dump(), "other::---");
 }
 
 TEST_F(AclModel, QualifierZeroIsNotPrintedAndTheLargestIsMinusOne) {
   ACL acl(kAccess);
-  ACL::Entry root = add(acl, kUser, 0, 4);
+  ACL::Entry root = addEntry(acl, kUser, 0, 4);
   EXPECT_EQ(root.dump(), "user::r--");
   EXPECT_EQ(static_cast<unsigned>(root.get_qualifier()), 0u);
-  ACL::Entry largest = add(acl, kGroup, 4294967295u, 4);
+  ACL::Entry largest = addEntry(acl, kGroup, 4294967295u, 4);
   EXPECT_EQ(largest.dump(), "group:-1:r--");
   EXPECT_EQ(static_cast<unsigned>(largest.get_qualifier()), 4294967295u);
 }
 
 TEST_F(AclModel, ATagThatNobodyKnowsDumpsAsUnknown) {
   ACL acl(kAccess);
-  ACL::Entry entry = add(acl, kUserObj, 0, 6);
+  ACL::Entry entry = addEntry(acl, kUserObj, 0, 6);
   const Override lie(ACLUtil::acl_get_tag_type, [](acl_entry_t, acl_tag_t* tag) {
     *tag = 64;
     return 0;
@@ -124,7 +95,7 @@ TEST_F(AclModel, ATagThatNobodyKnowsDumpsAsUnknown) {
 
 TEST_F(AclModel, SetPermOnlyAdds) {
   ACL acl(kAccess);
-  ACL::Entry entry = add(acl, kUserObj, 0, 2);
+  ACL::Entry entry = addEntry(acl, kUserObj, 0, 2);
   entry.set_perm(5);
   EXPECT_EQ(entry.get_perm(), 7);
   entry.set_perm(0);
@@ -156,13 +127,13 @@ TEST_F(AclModel, SetPermAddsExecuteThenWriteThenRead) {
 TEST_F(AclModel, CmpLooksAtTagAndQualifierOnly) {
   ACL left(kAccess);
   ACL right(kDefault);
-  ACL::Entry user = add(left, kUser, 1001, 7);
-  EXPECT_TRUE(user.cmp(add(right, kUser, 1001, 4)));
-  EXPECT_FALSE(user.cmp(add(right, kUser, 1002, 7)));
-  EXPECT_FALSE(user.cmp(add(right, kGroup, 1001, 7)));
+  ACL::Entry user = addEntry(left, kUser, 1001, 7);
+  EXPECT_TRUE(user.cmp(addEntry(right, kUser, 1001, 4)));
+  EXPECT_FALSE(user.cmp(addEntry(right, kUser, 1002, 7)));
+  EXPECT_FALSE(user.cmp(addEntry(right, kGroup, 1001, 7)));
   for (const int tag : {kUserObj, kGroupObj, kMask, kOther}) {
-    ACL::Entry entry = add(left, tag, 0, 7);
-    EXPECT_TRUE(entry.cmp(add(right, tag, 0, 1))) << tag;
+    ACL::Entry entry = addEntry(left, tag, 0, 7);
+    EXPECT_TRUE(entry.cmp(addEntry(right, tag, 0, 1))) << tag;
     EXPECT_FALSE(entry.cmp(user)) << tag;
   }
 }
@@ -170,8 +141,8 @@ TEST_F(AclModel, CmpLooksAtTagAndQualifierOnly) {
 TEST_F(AclModel, CmpLogsBothSides) {
   ACL left(kAccess);
   ACL right(kAccess);
-  ACL::Entry user = add(left, kUser, 1001, 5);
-  ACL::Entry mask = add(right, kMask, 0, 4);
+  ACL::Entry user = addEntry(left, kUser, 1001, 5);
+  ACL::Entry mask = addEntry(right, kMask, 0, 4);
   EXPECT_FALSE(user.cmp(mask));
   EXPECT_THAT(takeLogWithoutLines(), ElementsAre("debug @cmp:# l, user:1001:r-x, r, mask::r--"));
   logger2::currentLevel = LOG_INFO;
@@ -182,7 +153,7 @@ TEST_F(AclModel, CmpLogsBothSides) {
 TEST_F(AclModel, CmpOfTheSameOrNoEntryLogsNothing) {
   ACL left(kAccess);
   ACL right(kAccess);
-  ACL::Entry user = add(left, kUser, 1001, 5);
+  ACL::Entry user = addEntry(left, kUser, 1001, 5);
   const ACL::Entry copy = user;
   EXPECT_TRUE(user.cmp(copy));
   EXPECT_TRUE(left.end().cmp(left.end()));
@@ -221,7 +192,7 @@ TEST_F(AclModel, FirstAndNextSayWhetherThereIsAnEntry) {
   ACL::Entry entry = acl.end();
   EXPECT_FALSE(entry.first());
   EXPECT_EQ(entry.handle(), nullptr);
-  add(acl, kMask, 0, 7);
+  addEntry(acl, kMask, 0, 7);
   EXPECT_TRUE(entry.first());
   EXPECT_EQ(entry.dump(), "mask::rwx");
   EXPECT_FALSE(entry.next());
@@ -230,16 +201,16 @@ TEST_F(AclModel, FirstAndNextSayWhetherThereIsAnEntry) {
 
 TEST_F(AclModel, EntriesAreCopiedAndRemoved) {
   ACL source(kAccess);
-  ACL::Entry from = add(source, kUser, 1001, 6);
+  ACL::Entry from = addEntry(source, kUser, 1001, 6);
   ACL target(kDefault);
   ACL::Entry made(target, from.handle());
   EXPECT_EQ(made.dump(), "user:1001:rw-");
-  ACL::Entry other = add(target, kMask, 0, 1);
+  ACL::Entry other = addEntry(target, kMask, 0, 1);
   EXPECT_EQ(&other.copy(from.handle()), &other);
   EXPECT_EQ(other.dump(), "user:1001:rw-") << "tag, qualifier and permissions are replaced";
   EXPECT_EQ(target.size(), 2u);
   made.remove();
-  EXPECT_THAT(linesOf(target), ElementsAre("user:1001:rw-"));
+  EXPECT_EQ(entriesOf(target), "user:1001:rw-");
   EXPECT_EQ(source.size(), 1u);
 }
 
@@ -253,7 +224,7 @@ TEST_F(AclModel, AssignmentSwapsTheHandlesOnly) {
   const std::string path = file("f", 0700);
   ACL bound(path, kAccess);
   ACL loose(kDefault);
-  add(loose, kUser, 5, 1);
+  addEntry(loose, kUser, 5, 1);
   acl_t boundHandle = bound.handle();
   acl_t looseHandle = loose.handle();
   EXPECT_EQ(&(bound = loose), &bound);
@@ -266,8 +237,8 @@ TEST_F(AclModel, AssignmentSwapsTheHandlesOnly) {
 
 TEST_F(AclModel, TextMakesTheRoundTrip) {
   ACL acl(kDefault);
-  add(acl, kUserObj, 0, 7);
-  add(acl, kUser, 424242, 5);
+  addEntry(acl, kUserObj, 0, 7);
+  addEntry(acl, kUser, 424242, 5);
   long length = -1;
   const std::string text = acl.to_text(&length);
   const std::string words = "user::rwx\nuser:424242:r-x\n";

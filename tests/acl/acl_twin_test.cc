@@ -5,12 +5,9 @@
 #include <map>
 #include <random>
 
-#include "acl/acl_fixture.h"
-#include "zorf_native.h"
+#include "acl/natives_fixture.h"
 
 namespace {
-
-#define NATIVE(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
 
 using Key = std::pair<int, unsigned>;  // tag, id: sorts as libacl and getfacl do
 using Entries = std::multimap<Key, int>;
@@ -256,7 +253,7 @@ class Random {
   std::mt19937 engine_;
 };
 
-class AclTwin : public AclTest {
+class AclTwin : public AclNatives {
  protected:
   bool callNative(const Operation& op, const std::string& path) {
     EXPECT_EQ(env->PushLocalFrame(8), JNI_OK);
