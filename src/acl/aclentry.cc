@@ -44,27 +44,6 @@ ACL::Entry::Entry(ACL& owner, acl_entry_t source) : owner_(&owner) {
   copy(source);
 }
 
-bool ACL::Entry::first() {
-  return move(ACL_FIRST_ENTRY, __func__);
-}
-
-bool ACL::Entry::next() {
-  return move(ACL_NEXT_ENTRY, __func__);
-}
-
-bool ACL::Entry::move(int which, const char* function) {
-  const int rc = ACLUtil::acl_get_entry(owner_->handle(), which, &entry_);
-  if (rc == -1) throwErrno(function, owner_->path_);
-  if (rc != 1) entry_ = nullptr;
-  return rc == 1;
-}
-
-acl_tag_t ACL::Entry::get_tag() const {
-  acl_tag_t tag = ACL_UNDEFINED_TAG;
-  if (ACLUtil::acl_get_tag_type(entry_, &tag) == -1) throwErrno(__func__, owner_->path_);
-  return tag;
-}
-
 void ACL::Entry::set_tag(acl_tag_t tag) {
   if (ACLUtil::acl_set_tag_type(entry_, tag) == -1) throwErrno(__func__, owner_->path_);
 }
@@ -80,21 +59,6 @@ std::uint32_t ACL::Entry::get_qualifier() const {
 
 void ACL::Entry::set_qualifier(const void* id) {
   if (ACLUtil::acl_set_qualifier(entry_, id) == -1) throwErrno(__func__, owner_->path_);
-}
-
-acl_permset_t ACL::Entry::permset() const {
-  acl_permset_t permissions = nullptr;
-  ACLUtil::acl_get_permset(entry_, &permissions);
-  return permissions;
-}
-
-int ACL::Entry::get_perm() const {
-  acl_permset_t permissions = permset();
-  int perm = 0;
-  for (const int bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
-    if (ACLUtil::acl_get_perm(permissions, static_cast<acl_perm_t>(bit)) == 1) perm |= bit;
-  }
-  return perm;
 }
 
 void ACL::Entry::set_perm(int perm) {
