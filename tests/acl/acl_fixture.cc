@@ -8,11 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -29,29 +29,36 @@ struct Real {
   decltype(ACLUtil::acl_free) free;
 } real;
 
-std::set<void*>& live() {
-  static std::set<void*> objects;
-  return objects;
-}
+// What libacl gave out and did not get back. Watching must not allocate: tests count allocations
+// and let them fail.
+std::array<void*, 64> live{};
 
 template <class T>
 T* watched(T* object) {
-  if (object != nullptr) live().insert(object);
+  if (object == nullptr) return object;
+  const auto free = std::find(live.begin(), live.end(), nullptr);
+  if (free == live.end()) {
+    ADD_FAILURE() << "more objects of libacl than are watched";
+  } else {
+    *free = object;
+  }
   return object;
 }
 
 int watchedFree(void* object) {
-  if (live().erase(object) == 0) {
+  const auto known = object == nullptr ? live.end() : std::find(live.begin(), live.end(), object);
+  if (known == live.end()) {
     ADD_FAILURE() << "acl_free of something libacl did not give out, or twice";
     return -1;
   }
+  *known = nullptr;
   return real.free(object);
 }
 
 void watchLibacl() {
   real = {ACLUtil::acl_init,    ACLUtil::acl_get_file,      ACLUtil::acl_from_text,
           ACLUtil::acl_to_text, ACLUtil::acl_get_qualifier, ACLUtil::acl_free};
-  live().clear();
+  live.fill(nullptr);
   ACLUtil::acl_init = [](int count) { return watched(real.init(count)); };
   ACLUtil::acl_get_file = [](const char* path, acl_type_t type) {
     return watched(real.getFile(path, type));
@@ -204,7 +211,7 @@ void AclTest::SetUp() {
 
 void AclTest::TearDown() {
   if (!root_.empty()) {
-    EXPECT_TRUE(live().empty()) << live().size() << " objects of libacl not freed";
+    EXPECT_THAT(live, ::testing::Each(nullptr)) << "objects of libacl not freed";
     unwatchLibacl();
     EXPECT_EQ(openDescriptors(), descriptors_);
     EXPECT_EQ(threadIdentity(), identity_);

@@ -257,6 +257,13 @@ TEST_F(AclModel, TextMakesTheRoundTrip) {
   EXPECT_EQ(rebound.size(), 2u);
 }
 
+TEST_F(AclModel, TextBringsItsTypeAlong) {
+  ACL acl(kAccess);
+  acl.from_text((int32Bytes(9) + "user::rwx,user:5:r").c_str());
+  EXPECT_EQ(acl.type(), 9u);
+  EXPECT_EQ(acl.dump(), "nil\nundef:user_obj::rwx\nundef:user:5:r--\n");
+}
+
 TEST_F(AclModel, TextThatIsNoAclIsRefused) {
   const std::string nonsense = int32Bytes(kAccess) + "user:rwx:nonsense";
   expectThrows("", EINVAL, [&] { ACL acl(nonsense.c_str()); });
