@@ -21,9 +21,13 @@ class FSAccount {
   FSAccount& operator=(const FSAccount&) = delete;
 
   // Sets fsuid and fsgid and remembers the ones in force before.
-  void setfsid(unsigned int uid, unsigned int gid);
+  void setfsid(unsigned int uid, unsigned int gid) noexcept;
 
  private:
+  // No switch yet. The public constructors delegate to it, so that what they did is undone when
+  // they throw.
+  FSAccount() = default;
+
   unsigned int prevFsUid = static_cast<unsigned int>(-1);  // -1: nothing to put back
   unsigned int prevFsGid = static_cast<unsigned int>(-1);
 };

@@ -64,6 +64,7 @@ void log(const std::string& text, LOG_LEVEL level) {
   if (line == nullptr) return;
   if (jmethodID method = methodOf(level)) {
     env->CallVoidMethod(JniUtil::ZORFNative_LOG_jobj, method, line);
+    env->ExceptionCheck();  // what it threw stays for the native; -Xcheck:jni wants it looked at
   }
   env->DeleteLocalRef(line);
 }

@@ -58,23 +58,28 @@ class Fmt : public std::ostream {
 
   explicit Fmt(const char* separator = nullptr);
 
-  // Every insertion yields the Fmt again, so that a text can be built and taken in one expression.
-  // A char goes through the stream buffer's put, not xsputn: insert pieces as strings.
-  template <class T>
-  Fmt& operator<<(const T& value) {
-    static_cast<std::ostream&>(*this) << value;
-    return *this;
-  }
-  Fmt& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
-    manipulator(*this);
-    return *this;
-  }
-
   std::string str() const { return buf_.str(); }
 
  private:
   Buf buf_;
 };
+
+// Every insertion yields the Fmt again, also one into a temporary, so that a text can be built and
+// taken in one expression: (Fmt(", ") << path << mode).str(). A char goes through the stream buffer's
+// put, past the separator: insert pieces as strings.
+template <class T>
+Fmt& operator<<(Fmt& fmt, const T& value) {
+  static_cast<std::ostream&>(fmt) << value;
+  return fmt;
+}
+template <class T>
+Fmt& operator<<(Fmt&& fmt, const T& value) {
+  return fmt << value;
+}
+inline Fmt& operator<<(Fmt& fmt, std::ostream& (*manipulator)(std::ostream&)) {
+  manipulator(fmt);
+  return fmt;
+}
 
 // Logs "@" + function + ":" + line + " " + text at `level`. `text` is a chain of stream insertions.
 #define ZORF_LOG_AS(level, function, text)                             \

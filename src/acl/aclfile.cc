@@ -1,0 +1,141 @@
+// ACLs and files: reading, checking, completing, changing, writing.
+#include <algorithm>
+#include <cerrno>
+
+#include "acl/acl.h"
+#include "acl/aclerror.h"
+#include "identity/fsaccount.h"
+#include "jni/logger.h"
+
+namespace {
+
+bool isBase(acl_tag_t tag) {
+  return tag == ACL_USER_OBJ || tag == ACL_GROUP_OBJ || tag == ACL_OTHER;
+}
+
+bool isNamed(acl_tag_t tag) {
+  return tag == ACL_USER || tag == ACL_GROUP;
+}
+
+}  // namespace
+
+void ACL::get_file(const std::string& path) {
+  requireLibacl();
+  handle_.reset();
+  path_ = path;
+  if (path_.empty()) {
+    handle_.reset(ACLUtil::acl_init(0));
+    if (handle_ == nullptr) throwErrno(__func__, path_);
+    return;
+  }
+  handle_.reset(ACLUtil::acl_get_file(path_.c_str(), type_));
+  if (handle_ != nullptr) return;
+  int err = errno;
+  if (err == EACCES && type_ == ACL_TYPE_DEFAULT) {
+    handle_.reset(ACLUtil::acl_init(0));
+    if (handle_ != nullptr) return;
+    err = errno;
+  } else if (err == EACCES) {
+    dump_gid("acl_get_file error");
+  }
+  throwLogged(__func__, path_, err);
+}
+
+bool ACL::set_file(const std::string& path, bool complete) {
+  if (complete) make_valid(path);
+  valid();
+  if (ACLUtil::acl_set_file(path.c_str(), type_, handle()) != 0) throwErrno(__func__, path);
+  return true;
+}
+
+int ACL::valid() {
+  if (type_ == ACL_TYPE_DEFAULT && empty()) return 0;
+  const int rc = ACLUtil::acl_check(handle(), nullptr);
+  if (rc == 0) return 0;
+  const int err = errno;
+  ZORF_LOG_BARE(LOG_TRACE, "valid failed dump " << dump());
+  if (rc < 0) throwLogged(__func__, "acl_valid fails", err);
+
+  const std::unique_ptr<char, Free> entries(ACLUtil::acl_to_text(handle(), nullptr));
+  std::string text = entries == nullptr ? "" : entries.get();
+  std::replace(text.begin(), text.end(), '\n', ',');
+  const char* reason = ACLUtil::acl_error(rc);
+  // "access" of a default ACL too: callers match on this text.
+  throwLogged(
+      __func__,
+      path_ + ": Malformed access ACL \"" + text + "\": " + (reason == nullptr ? "" : reason),
+      EINVAL);
+}
+
+void ACL::make_valid(const std::string& path) {
+  unsigned present = 0;  // base tags
+  int baseEntries = 0;
+  bool named = false;
+  bool mask = false;
+  for (const Entry& entry : *this) {
+    const acl_tag_t tag = entry.get_tag();
+    if (isBase(tag)) {
+      present |= static_cast<unsigned>(tag);
+      ++baseEntries;
+    }
+    named = named || isNamed(tag);
+    mask = mask || tag == ACL_MASK;
+  }
+  if ((named || mask || baseEntries > 0) && baseEntries != 3) addBaseEntries(path, present);
+
+  // A stored mask follows the entries; one that the caller sent is kept.
+  if (mask ? path_.empty() || explicitMask_ : !named) return;
+  acl_t acl = handle_.release();
+  const int rc = ACLUtil::acl_calc_mask(&acl);
+  handle_.reset(acl);
+  if (rc != 0) throwErrno(__func__, path_);
+}
+
+void ACL::addBaseEntries(const std::string& path, unsigned present) {
+  if (path.empty()) {
+    throwLogged("make_valid", "current acl lacks base entries, requires a valid file path to load.",
+                0);
+  }
+  ACL file(path, ACL_TYPE_ACCESS);
+  for (const Entry& entry : file) {
+    const acl_tag_t tag = entry.get_tag();
+    if (isBase(tag) && (present & static_cast<unsigned>(tag)) == 0) {
+      Entry(*this).copy(entry.handle());
+    }
+  }
+}
+
+bool ACL::changeEntries(ACL& changes, int mode) {
+  for (const Entry& change : changes) {
+    if (change.get_tag() == ACL_MASK) explicitMask_ = true;
+    iterator found = begin();
+    while (found != end() && !found.cmp(change)) found++;
+    if (found != end()) {
+      if (mode == 0) found.copy(change.handle());
+      if (mode == 1) found.remove();
+    } else if (mode == 0) {
+      Entry(*this).copy(change.handle());
+    }
+  }
+  return true;
+}
+
+ACL& ACL::operator+(ACL& changes) {
+  changeEntries(changes, 0);
+  return *this;
+}
+
+ACL& ACL::operator-(ACL& changes) {
+  changeEntries(changes, 1);
+  return *this;
+}
+
+bool ACL::clear() {
+  for (Entry& entry : *this) {
+    const acl_tag_t tag = entry.get_tag();
+    const bool extends =
+        isNamed(tag) || tag == ACL_MASK || (tag == ACL_OTHER && type_ == ACL_TYPE_DEFAULT);
+    if (extends) entry.remove();
+  }
+  return set_file(path_, true);
+}

@@ -1,0 +1,88 @@
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+
+#include "identity/fsaccount.h"
+#include "identity/names.h"
+#include "jni/logger.h"
+#include "jni/native.h"
+
+namespace {
+
+using NameOfId = int (*)(unsigned int, std::string&);
+
+// The text of the exception is the name, which is empty when it wasn't found: callers match on
+// that.
+jstring nameOf(JNIEnv* env, jint id, NameOfId lookUp) {
+  std::string name;
+  if (const int status = lookUp(static_cast<unsigned int>(id), name)) {
+    handle_error(env, status, name);
+    return nullptr;
+  }
+  return env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.c_str());
+}
+
+}  // namespace
+
+ZORF_NATIVE(jstring, getUser)(JNIEnv* env, jclass, jint uid) try {
+  return nameOf(env, uid, uid_to_usrname);
+} catch (...) {
+  return atJavaEdge(env, jstring{});
+}
+
+ZORF_NATIVE(jstring, getGroup)(JNIEnv* env, jclass, jint gid) try {
+  return nameOf(env, gid, gid_to_grpname);
+} catch (...) {
+  return atJavaEdge(env, jstring{});
+}
+
+ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring user) try {
+  std::string name;
+  if (getString(env, user, name) != 0) return -1;
+  unsigned int uid = 0;
+  unsigned int primaryGid = 0;
+  if (const int status = username_to_uidgid(name, uid, primaryGid)) {
+    handle_error(env, status, name);
+    return -1;
+  }
+  return static_cast<jint>(uid);
+} catch (...) {
+  return atJavaEdge(env, jint{-1});
+}
+
+ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring group) try {
+  std::string name;
+  if (getString(env, group, name) != 0) return -1;
+  unsigned int gid = 0;
+  if (const int status = grpname_to_gid(name, gid)) {
+    handle_error(env, status, name);
+    return -1;
+  }
+  return static_cast<jint>(gid);
+} catch (...) {
+  return atJavaEdge(env, jint{-1});
+}
+
+ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring user) try {
+  std::string name;
+  if (getString(env, user, name) != 0) return 0;
+  auto account = std::make_unique<FSAccount>(name);
+  // With a logger's exception pending Java never sees the handle: the switch ends here.
+  if (env->ExceptionCheck()) return 0;
+  return reinterpret_cast<jlong>(account.release());
+} catch (...) {
+  return atJavaEdge(env, jlong{0});
+}
+
+ZORF_NATIVE(void, setFsUid__J)(JNIEnv*, jclass, jlong handle) {
+  const std::unique_ptr<FSAccount> account(reinterpret_cast<FSAccount*>(handle));
+}
+
+ZORF_NATIVE(jint, setUMask)(JNIEnv* env, jclass, jshort mask) try {
+  ZORF_LOG(LOG_DEBUG, "set umask " << mask);
+  umask(static_cast<mode_t>(mask));
+  return 1;
+} catch (...) {
+  return atJavaEdge(env, jint{1});
+}

@@ -1,0 +1,78 @@
+#include "status/failedpath.h"
+
+#include <libgen.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "acl/acl.h"
+#include "identity/fsaccount.h"
+#include "identity/names.h"
+#include "jni/exception.h"
+#include "jni/logger.h"
+#include "status/stat.h"
+
+namespace {
+
+std::string parentOf(std::string path) {
+  return dirname(path.data());
+}
+
+// The component's ACLs, or what kept them from being read.
+std::string aclsOf(const std::string& component, bool directory) {
+  try {
+    ACL access(component, ACL_TYPE_ACCESS);
+    std::string text = "\nACLs: " + access.dump();
+    if (directory) {
+      ACL inherited(ACL_TYPE_DEFAULT);
+      inherited.get_file(component);
+      text += "\nACLs: " + inherited.dump();
+    }
+    return text;
+  } catch (const IOException& e) {
+    return "\nACL error:" + std::to_string(e.errorNumber) + " " + e.what();
+  }
+}
+
+void describe(Fmt& text, const std::string& component, const struct stat& st) {
+  std::string user;
+  std::string group;
+  uidgid_to_name(st.st_uid, st.st_gid, user, group);
+  text << "\n"
+       << "@" << component << " ino:" << st.st_ino << " u:" << st.st_uid << ":" << user
+       << " g:" << st.st_gid << ":" << group << " m:" << std::oct << st.st_mode << std::dec
+       << " ctime: " << st.st_ctim.tv_sec << "," << st.st_ctim.tv_nsec
+       << " mtime: " << st.st_mtim.tv_sec << "," << st.st_mtim.tv_nsec
+       << aclsOf(component, S_ISDIR(st.st_mode));
+}
+
+}  // namespace
+
+std::string getFailedPathInt(const char* path, const char* stopAt, bool resolveLink,
+                             struct stat& st, bool asRoot) {
+  std::string component = path;
+  Fmt text;
+  text << "tid:" << gettid();
+  while (component != stopAt && component != "/") {
+    const int err = getStat(component.c_str(), resolveLink, st);
+    // As root every component is described, one that can't be had with the record of the one
+    // before.
+    if (err == 0 || asRoot) describe(text, component, st);
+    if (err == 0 && !asRoot) break;
+    std::string parent = parentOf(component);
+    if (parent == component) break;  // the top of a relative path
+    component = std::move(parent);
+  }
+  if (!asRoot) text << "\n@@@fails @" << component;
+  ZORF_LOG(LOG_DEBUG, text.str());
+  return component;
+}
+
+std::string getFailedPath(const char* path, bool resolveLink, struct stat& st) {
+  if (!logger2::enabled(LOG_DEBUG)) return {};
+  std::memset(&st, 0, sizeof st);
+  std::string reached = getFailedPathInt(path, "/", resolveLink, st, false);
+  const FSAccount root(0, 0);
+  getFailedPathInt(path, reached.c_str(), resolveLink, st, true);
+  return reached;
+}

@@ -1,0 +1,117 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "jni/logger.h"
+#include "jni/native.h"
+#include "jni/scratch.h"
+#include "status/failedpath.h"
+#include "status/mounts.h"
+#include "status/stat.h"
+
+ZORF_NATIVE(jbyteArray, getFileStatusNative)
+(JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  struct stat st;
+  if (const int err = getStat(path.c_str(), resolveLink != JNI_FALSE, st)) {
+    handle_error(env, err, path);
+    getFailedPath(path.c_str(), resolveLink != JNI_FALSE, st);  // for its log lines
+    return nullptr;
+  }
+  return convertChar2byteArray(env, sizeof st, reinterpret_cast<const char*>(&st));
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{});
+}
+
+ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
+  if (logger2::enabled(LOG_DEBUG)) {
+    Fmt table(", ");
+    for (const std::int32_t number : statusOffsetMemberSize) table << number;
+    ZORF_LOG(LOG_DEBUG, table.str());
+  }
+  if (env->ExceptionCheck()) return nullptr;
+  constexpr auto length = static_cast<jsize>(statusOffsetMemberSize.size());
+  jintArray array = env->NewIntArray(length);
+  if (array != nullptr) env->SetIntArrayRegion(array, 0, length, statusOffsetMemberSize.data());
+  return array;
+} catch (...) {
+  return atJavaEdge(env, jintArray{});
+}
+
+ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring javaPath) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return 0;
+  ZORF_LOG(LOG_TRACE, path);
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) {
+    const int err = errno;
+    handle_error(env, err, "stat failed for " + path);
+    return -1;
+  }
+  return static_cast<jlong>(st.st_ino);
+} catch (...) {
+  return atJavaEdge(env, jlong{-1});
+}
+
+ZORF_NATIVE(jbyteArray, getLinkTargetNative)
+(JNIEnv* env, jclass, jstring javaPath, jint size) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  int err = EINVAL;  // of a negative size
+  if (size >= 0) {
+    const auto room = static_cast<std::size_t>(size);
+    Scratch target(room);
+    const ssize_t length = readlink(path.c_str(), target.data(), room);
+    if (length >= 0) return convertChar2byteArray(env, static_cast<int>(length), target.data());
+    err = errno;
+  }
+  ZORF_LOG(LOG_WARN, "Invalid link target for " << path);
+  handle_error(env, err, "");
+  return nullptr;
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{});
+}
+
+ZORF_NATIVE(jbyteArray, getFailedPathNative)
+(JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  struct stat st;
+  const std::string reached = getFailedPath(path.c_str(), resolveLink != JNI_FALSE, st);
+  return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{});
+}
+
+ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try {
+  std::string mountPoint;
+  if (getString(env, javaMountPoint, mountPoint) != 0) return nullptr;
+  ZORF_LOG(LOG_TRACE, mountPoint);
+  const auto device = zorfDeviceAt(mountPoint);
+  if (!device) {
+    handle_error(env, 0, mountPoint);
+    return nullptr;
+  }
+  return env->ExceptionCheck() ? nullptr : env->NewStringUTF(device->c_str());
+} catch (...) {
+  return atJavaEdge(env, jstring{});
+}
+
+ZORF_NATIVE(jboolean, setPermission)(JNIEnv* env, jclass, jstring javaPath, jshort permission) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << permission).str());
+  // Permission and sticky bits only: set-id bits are not for HDFS clients to set. Of a negative
+  // value the remainder is negative, and goes to the kernel sign-extended.
+  if (chmod(path.c_str(), static_cast<mode_t>(permission % 1024)) != 0) {
+    const int err = errno;
+    handle_error(env, err, path);
+    return JNI_FALSE;
+  }
+  return JNI_TRUE;
+} catch (...) {
+  return atJavaEdge(env, jboolean{JNI_FALSE});
+}

@@ -1,0 +1,96 @@
+#include "xattr/bulk.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "jni/logger.h"
+#include "xattr/joined.h"
+#include "xattr/primitives.h"
+
+namespace {
+
+struct Value {
+  std::unique_ptr<char[]> bytes;  // null when empty
+  std::uint32_t length = 0;
+
+  std::string_view view() const { return {bytes.get(), length}; }
+};
+
+// Writes one record into zero-filled memory and returns the position after it.
+char* putRecord(char* at, std::string_view name, const Value& value) {
+  at += name.copy(at, name.size()) + 1;
+  std::memcpy(at, &value.length, sizeof value.length);
+  at += sizeof value.length;
+  at += value.view().copy(at, value.length) + 1;
+  return at;
+}
+
+}  // namespace
+
+int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffer, int* length) {
+  *buffer = nullptr;
+  *length = 0;
+  ZORF_LOG(LOG_TRACE, path);
+  std::map<std::string_view, Value> values;
+  std::size_t total = 0;
+  for (const std::string& name : names) {
+    char* bytes = nullptr;
+    const int result = zorf_getxattr(path, name.c_str(), &bytes);
+    Value value{std::unique_ptr<char[]>(bytes), static_cast<std::uint32_t>(result)};
+    if (result != 0 && bytes == nullptr) {
+      // Not ignored at all; readers of the log match on the words.
+      ZORF_LOG(LOG_DEBUG, "zorf_getxattr failed for key: " << name << ", ignore it");
+      return result;
+    }
+    total += value.length + name.size() + ZORF_XATTR_RECORD_EXTRA;
+    values.insert_or_assign(name, std::move(value));
+  }
+  if (total == 0) {
+    ZORF_LOG(LOG_DEBUG, "got 0 EA");
+    return 0;
+  }
+  if (total > INT_MAX) return ENOMEM;
+  // Repeated names have been counted too: the buffer then ends in zero bytes outside *length.
+  std::unique_ptr<char[]> records(new (std::nothrow) char[total]());
+  if (records == nullptr) return ENOMEM;
+  char* at = records.get();
+  for (const auto& [name, value] : values) {
+    ZORF_LOG(LOG_DEBUG, joined("key: ", name, " key len: ", name.size()));
+    ZORF_LOG(LOG_DEBUG, joined("value: ", value.view(), " value len: ", value.length));
+    at = putRecord(at, name, value);
+  }
+  *length = static_cast<int>(at - records.get());
+  *buffer = records.release();
+  return 0;
+}
+
+int zorf_dumpxattrs(const char* path, char** buffer, int* length) {
+  *buffer = nullptr;
+  *length = 0;
+  ZORF_LOG(LOG_TRACE, path);
+  std::list<std::string> names;
+  {
+    char* list = nullptr;
+    const int listed = zorf_listxattrs(path, &list);
+    const std::unique_ptr<char[]> owner(list);
+    if (listed != 0 && list == nullptr) {
+      ZORF_LOG(LOG_ERROR, "zorf_dumpxattrs: get key list failed for " << path);
+      return listed;
+    }
+    if (listed == 0) return 0;
+    forEachXattrName(list, listed, [&](std::string_view name) {
+      ZORF_LOG_AS(LOG_DEBUG, "zorf_dumpxattrs", "key: " << name);
+      names.emplace_back(name);
+    });
+  }
+  const int result = zorf_getxattrs(path, names, buffer, length);
+  if (result != 0) ZORF_LOG(LOG_ERROR, "zorf_dumpxattrs: get value failed for " << path);
+  return result;
+}

@@ -1,0 +1,237 @@
+#include <sys/xattr.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "jni/jniutil.h"
+#include "jni/logger.h"
+#include "jni/native.h"
+#include "xattr/bulk.h"
+#include "xattr/joined.h"
+#include "xattr/primitives.h"
+
+namespace {
+
+void raiseNullArgument(JNIEnv* env) {
+  handle_error(env, EINVAL, "null argument");
+}
+
+// Copies `s` to `out`. False when it has no characters: null raises, while the virtual machine's
+// own refusal is left as it is (getString would raise ENOMEM for it).
+bool copyChars(JNIEnv* env, jstring s, std::string& out) {
+  if (s == nullptr) {
+    raiseNullArgument(env);
+    return false;
+  }
+  const UtfChars chars(env, s);
+  if (chars.get() == nullptr) return false;
+  out = chars.get();
+  return true;
+}
+
+// A path and an attribute name. Both are asked for before either is tested, unless the first left
+// an exception pending.
+struct PathAndName {
+  PathAndName(JNIEnv* env, jstring p, jstring n)
+      : path(env, p),
+        name(env, env->ExceptionCheck() ? nullptr : n),
+        anyNull(p == nullptr || n == nullptr) {}
+
+  bool complete(JNIEnv* env) const {
+    if (anyNull) raiseNullArgument(env);
+    return path.get() != nullptr && name.get() != nullptr;
+  }
+
+  UtfChars path;
+  UtfChars name;
+  bool anyNull;
+};
+
+// Returns the length of `array` and sets `value` to its bytes. A null array, or no memory, is 0 and
+// no bytes.
+jint convertbyteArray2Char(JNIEnv* env, jbyteArray array, std::unique_ptr<char[]>& value) {
+  if (array == nullptr) {
+    ZORF_LOG(LOG_DEBUG, "convertbyteArray2Char: jbyteArray is null");
+    return 0;
+  }
+  const jint length = env->GetArrayLength(array);
+  value.reset(new (std::nothrow) char[static_cast<std::size_t>(length)]);
+  // Copied before the first line: a logger that throws must not leave a half-made value behind.
+  if (value != nullptr) {
+    env->GetByteArrayRegion(array, 0, length, reinterpret_cast<jbyte*>(value.get()));
+  }
+  ZORF_LOG(LOG_DEBUG, joined("convertbyteArray2Char: jbyteArray len: ", length));
+  if (value != nullptr) return length;
+  ZORF_LOG(LOG_ERROR, "Out of memory");
+  return 0;
+}
+
+// Puts one attribute into a HashMap. False with an exception pending when it can't.
+bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
+  jstring key = env->NewStringUTF(name);
+  jbyteArray bytes = convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
+  jobject before = nullptr;
+  const bool made = key != nullptr && bytes != nullptr;
+  if (made) before = env->CallObjectMethod(map, JniUtil::MTHID_HASHMAP_PUT_0, key, bytes);
+  const bool done = made && !env->ExceptionCheck();
+  env->DeleteLocalRef(before);
+  env->DeleteLocalRef(bytes);
+  env->DeleteLocalRef(key);
+  return done;
+}
+
+// The HashMap of a buffer of attribute records; null when it can't be made. `native` names the
+// caller in the log lines.
+jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int length) {
+  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  jobject map = env->NewObject(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0);
+  if (map == nullptr) {
+    ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
+    return nullptr;
+  }
+  const char* const end = records + length;
+  for (const char* at = records; at < end;) {
+    const std::string_view name(at);
+    std::uint32_t valueLength = 0;
+    std::memcpy(&valueLength, at + name.size() + 1, sizeof valueLength);
+    const std::string_view value(at + name.size() + 5, valueLength);
+    ZORF_LOG_AS(LOG_DEBUG, native, joined("key: ", name, " len: ", name.size()));
+    ZORF_LOG_AS(LOG_DEBUG, native, joined("value: ", value, " len: ", value.size()));
+    if (env->ExceptionCheck() || !put(env, map, name.data(), value)) return nullptr;
+    at += name.size() + value.size() + ZORF_XATTR_RECORD_EXTRA;
+  }
+  return map;
+}
+
+}  // namespace
+
+ZORF_NATIVE(jint, setExtendedAttribute)
+(JNIEnv* env, jclass, jstring path, jstring name, jbyteArray array, jshort flags) try {
+  PathAndName chars(env, path, name);
+  std::unique_ptr<char[]> value;
+  const jint length = env->ExceptionCheck() ? 0 : convertbyteArray2Char(env, array, value);
+  if (!chars.complete(env)) return 1;
+  if (length != 0) {
+    const std::string_view bytes(value.get(), static_cast<std::size_t>(length));
+    ZORF_LOG(LOG_DEBUG, joined(chars.path.get(), chars.name.get(), bytes, flags));
+  } else {
+    ZORF_LOG(LOG_DEBUG, "value is null");
+  }
+  const int err = zorf_setxattr(chars.path.get(), chars.name.get(), length, value.get(), flags);
+  if (err == 0) return 1;
+  ZORF_LOG(LOG_DEBUG, joined("setxattr: failed to set value of EA ", chars.name.get()));
+  handle_error(env, err,
+               err == EDQUOT ? "setxattr failed for disk quota exceeded" : "setxattr failed.");
+  // A failed call has always kept its strings and its buffer; that stays as it is.
+  chars.path.leak();
+  chars.name.leak();
+  (void)value.release();
+  return 0;
+} catch (...) {
+  return atJavaEdge(env, jint{0});
+}
+
+ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring path, jstring name) try {
+  const PathAndName chars(env, path, name);
+  if (!chars.complete(env)) return 1;
+  ZORF_LOG(LOG_TRACE, joined(chars.path.get(), chars.name.get()));
+  // Asked for first: a missing attribute is the probe's error, without a line of zorf_removexattr.
+  int err = getxattr(chars.path.get(), chars.name.get(), nullptr, 0) == -1 ? errno : 0;
+  if (err == 0) err = zorf_removexattr(chars.path.get(), chars.name.get());
+  if (err == 0) return 1;
+  ZORF_LOG(LOG_DEBUG, "removexattr: failed to remove attribute " << chars.name.get());
+  handle_error(env, err, "zorf_removexattrs failed.");
+  return 0;
+} catch (...) {
+  return atJavaEdge(env, jint{0});
+}
+
+ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
+  std::string path;
+  if (!copyChars(env, jpath, path)) return nullptr;
+  ZORF_LOG(LOG_TRACE, path);
+  char* list = nullptr;
+  const int length = zorf_listxattrs(path.c_str(), &list);
+  const std::unique_ptr<char[]> owner(list);
+  if (length != 0 && list == nullptr) {
+    ZORF_LOG(LOG_DEBUG, "zorf_listxattrs: failed to list values of path" << path);
+    handle_error(env, length, "zorf_listxattrs failed.");
+    return nullptr;
+  }
+  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  jsize count = 0;
+  forEachXattrName(list, length, [&](std::string_view) { ++count; });
+  jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
+  if (names == nullptr) {
+    ZORF_LOG(LOG_ERROR, "ObjectArray create failed");
+    return nullptr;
+  }
+  // The index starts at 1 and stays so: Java callers know element 0 as null and expect the
+  // ArrayIndexOutOfBoundsException that storing the last name raises.
+  jsize k = 0;
+  forEachXattrName(list, length, [&](std::string_view name) {
+    ++k;
+    jstring element = env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.data());
+    if (!env->ExceptionCheck()) env->SetObjectArrayElement(names, k, element);
+    env->DeleteLocalRef(element);
+  });
+  return names;
+} catch (...) {
+  return atJavaEdge(env, jobjectArray{nullptr});
+}
+
+ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray jnames) try {
+  std::string path;
+  if (!copyChars(env, jpath, path)) return nullptr;
+  ZORF_LOG(LOG_TRACE, path);
+  if (jnames == nullptr) {
+    raiseNullArgument(env);
+    return nullptr;
+  }
+  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  std::list<std::string> names;
+  const jsize count = env->GetArrayLength(jnames);
+  for (jsize i = 0; i < count; ++i) {
+    auto name = static_cast<jstring>(env->GetObjectArrayElement(jnames, i));
+    const bool copied = copyChars(env, name, names.emplace_back());
+    // At once: a long array would exhaust the local reference table.
+    env->DeleteLocalRef(name);
+    if (!copied) return nullptr;
+  }
+  char* records = nullptr;
+  int length = 0;
+  const int err = zorf_getxattrs(path.c_str(), names, &records, &length);
+  const std::unique_ptr<char[]> owner(records);
+  if (err != 0) {
+    ZORF_LOG(LOG_DEBUG, "zorf_getxattrs: failed to get values of path" << path);
+    handle_error(env, err, "zorf_getxattrs failed.");
+    return nullptr;
+  }
+  return mapOfRecords(env, __func__, records, length);
+} catch (...) {
+  return atJavaEdge(env, jobject{nullptr});
+}
+
+ZORF_NATIVE(jobject, dumpXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
+  std::string path;
+  if (!copyChars(env, jpath, path)) return nullptr;
+  ZORF_LOG(LOG_TRACE, path);
+  char* records = nullptr;
+  int length = 0;
+  const int err = zorf_dumpxattrs(path.c_str(), &records, &length);
+  const std::unique_ptr<char[]> owner(records);
+  if (err != 0) {
+    ZORF_LOG(LOG_DEBUG, "zorf_dumpxattrs: failed to get values of path" << path);
+    handle_error(env, err, "zorf_dumpxattrs failed.");
+    return nullptr;
+  }
+  return mapOfRecords(env, __func__, records, length);
+} catch (...) {
+  return atJavaEdge(env, jobject{nullptr});
+}
