@@ -24,7 +24,7 @@ class XattrNatives : public XattrTest {
 // setExtendedAttribute
 
 TEST_F(XattrNatives, SetStoresTheWholeValue) {
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "abc"), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "abc"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "abc");
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @convertbyteArray2Char:# convertbyteArray2Char: jbyteArray len: "
@@ -35,12 +35,12 @@ TEST_F(XattrNatives, SetStoresTheWholeValue) {
 
 TEST_F(XattrNatives, SetKeepsZeroBytes) {
   const std::string value("\0a\0\xff", 4);
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", value), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", value), 1);
   EXPECT_EQ(valueOf(path, "user.a"), value);
 }
 
 TEST_F(XattrNatives, SetOfANullArrayStoresAnEmptyValue) {
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", std::nullopt), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", std::nullopt), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "");
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @convertbyteArray2Char:# convertbyteArray2Char: jbyteArray is "
@@ -50,7 +50,7 @@ TEST_F(XattrNatives, SetOfANullArrayStoresAnEmptyValue) {
 }
 
 TEST_F(XattrNatives, SetOfAnEmptyArrayStoresAnEmptyValue) {
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", ""), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", ""), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "");
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @convertbyteArray2Char:# convertbyteArray2Char: jbyteArray len: "
@@ -62,7 +62,7 @@ TEST_F(XattrNatives, SetOfAnEmptyArrayStoresAnEmptyValue) {
 TEST_F(XattrNatives, SetWithoutMemoryForTheValueStoresAnEmptyOne) {
   Hooks hooks;
   hooks.fail("operator new[](nothrow)", ENOMEM);
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "abc"), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "abc"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "");
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @convertbyteArray2Char:# convertbyteArray2Char: jbyteArray len: "
@@ -74,7 +74,7 @@ TEST_F(XattrNatives, SetWithoutMemoryForTheValueStoresAnEmptyOne) {
 
 TEST_F(XattrNatives, CreateOnlyOfAnExistingAttributeFails) {
   put(path, "user.a", "old");
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "new", 1), 0);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "new", 1), 0);
   EXPECT_EQ(takeJavaError(), errorFor(EEXIST, "setxattr failed."));
   EXPECT_EQ(valueOf(path, "user.a"), "old");
   EXPECT_THAT(takeLogWithoutLines(),
@@ -89,13 +89,13 @@ TEST_F(XattrNatives, CreateOnlyOfAnExistingAttributeFails) {
 }
 
 TEST_F(XattrNatives, CreateOnlyOfANewAttributeAndReplaceOnlyOfAnOldOneSucceed) {
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "1", 1), 1);
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "2", 2), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "1", 1), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "2", 2), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "2");
 }
 
 TEST_F(XattrNatives, ReplaceOnlyOfAMissingAttributeFails) {
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "new", 2), 0);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "new", 2), 0);
   EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "setxattr failed."));
   EXPECT_EQ(valueOf(path, "user.a"), std::nullopt);
 }
@@ -107,14 +107,14 @@ TEST_F(XattrNatives, FlagsAreSignExtended) {
     seen = flags;
     return 0;
   };
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "1", -2), 1);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", "1", -2), 1);
   EXPECT_EQ(seen, -2);
 }
 
 TEST_F(XattrNatives, ExceededQuotaHasItsOwnText) {
   Hooks hooks;
   hooks.fail("setxattr", EDQUOT);
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", std::nullopt), 0);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", std::nullopt), 0);
   EXPECT_EQ(takeJavaError(), errorFor(EDQUOT, "setxattr failed for disk quota exceeded"));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @convertbyteArray2Char:# convertbyteArray2Char: jbyteArray is "
@@ -132,7 +132,7 @@ TEST_F(XattrNatives, SetRaisesTheClassOfTheErrno) {
   for (const int err : {EPERM, EACCES, ENOENT, ENOMEM, ENOSPC, ERANGE, EOPNOTSUPP}) {
     Hooks hooks;
     hooks.fail("setxattr", err);
-    EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "1"), 0);
+    EXPECT_EQ(setExtendedAttribute(path, "user.a", "1"), 0);
     EXPECT_EQ(takeJavaError(), errorFor(err, "setxattr failed."));
   }
 }
@@ -142,7 +142,7 @@ TEST_F(XattrNatives, SetRaisesTheClassOfTheErrno) {
 TEST_F(XattrNatives, RemoveProbesFirst) {
   put(path, "user.a", "1");
   Hooks hooks;
-  EXPECT_EQ(removeXAttr(env, path, "user.a"), 1);
+  EXPECT_EQ(removeXAttr(path, "user.a"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), std::nullopt);
   EXPECT_EQ(hooks.calls("removexattr"), 1);
   EXPECT_THAT(takeLogWithoutLines(), ElementsAre("trace " NATIVE("removeXAttr") + path + ",user.a",
@@ -151,7 +151,7 @@ TEST_F(XattrNatives, RemoveProbesFirst) {
 
 TEST_F(XattrNatives, RemoveOfAMissingAttributeEndsAtTheProbe) {
   Hooks hooks;
-  EXPECT_EQ(removeXAttr(env, path, "user.a"), 0);
+  EXPECT_EQ(removeXAttr(path, "user.a"), 0);
   EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "zorf_removexattrs failed."));
   EXPECT_EQ(hooks.calls("getxattr"), 1);
   EXPECT_EQ(hooks.calls("removexattr"), 0);
@@ -166,7 +166,7 @@ TEST_F(XattrNatives, RemoveThatFailsAfterTheProbe) {
   put(path, "user.a", "1");
   Hooks hooks;
   hooks.fail("removexattr", EPERM);
-  EXPECT_EQ(removeXAttr(env, path, "user.a"), 0);
+  EXPECT_EQ(removeXAttr(path, "user.a"), 0);
   EXPECT_EQ(takeJavaError(), errorFor(EPERM, "zorf_removexattrs failed."));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("trace " NATIVE("removeXAttr") + path + ",user.a",
@@ -182,7 +182,7 @@ TEST_F(XattrNatives, RemoveThatFailsAfterTheProbe) {
 // listXAttrs
 
 TEST_F(XattrNatives, ListOfAFileWithoutAttributesIsAnEmptyArray) {
-  jobjectArray names = listXAttrs(env, path);
+  jobjectArray names = listXAttrs(path);
   ASSERT_NE(names, nullptr);
   EXPECT_TRUE(env->IsSameObject(env->GetObjectClass(names), env->FindClass("[Ljava/lang/String;")));
   EXPECT_THAT(namesOf(names), IsEmpty());
@@ -195,7 +195,7 @@ TEST_F(XattrNatives, ListStoresOneTooFarAndJavaGetsTheIndexError) {
   put(path, "user.b", "2");
   Hooks hooks;
   serve(hooks, {{"user.a", "1"}, {"user.b", "2"}});
-  jobjectArray names = listXAttrs(env, path);
+  jobjectArray names = listXAttrs(path);
   expectIndexError();
   ASSERT_NE(names, nullptr);
   EXPECT_THAT(namesOf(names), ElementsAre(std::nullopt, "user.a"));
@@ -203,7 +203,7 @@ TEST_F(XattrNatives, ListStoresOneTooFarAndJavaGetsTheIndexError) {
 
 TEST_F(XattrNatives, ListOfOneNameHoldsNothing) {
   put(path, "user.a", "1");
-  jobjectArray names = listXAttrs(env, path);
+  jobjectArray names = listXAttrs(path);
   expectIndexError();
   EXPECT_THAT(namesOf(names), ElementsAre(std::nullopt));
 }
@@ -211,12 +211,12 @@ TEST_F(XattrNatives, ListOfOneNameHoldsNothing) {
 TEST_F(XattrNatives, ListOfNothingButEmptyNamesIsAnEmptyArray) {
   Hooks hooks;
   hooks.listxattr = [](const char*, char*, std::size_t) -> ssize_t { return 5; };
-  EXPECT_THAT(namesOf(listXAttrs(env, path)), IsEmpty());
+  EXPECT_THAT(namesOf(listXAttrs(path)), IsEmpty());
 }
 
 TEST_F(XattrNatives, ListOfAMissingFileFails) {
   const std::string missing = path + "-missing";
-  EXPECT_EQ(listXAttrs(env, missing), nullptr);
+  EXPECT_EQ(listXAttrs(missing), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENOENT, "zorf_listxattrs failed."));
   EXPECT_THAT(
       takeLogWithoutLines(),
@@ -233,7 +233,7 @@ TEST_F(XattrNatives, ListThatCannotMakeItsArrayRaisesNothing) {
   jni.functions.NewObjectArray = [](JNIEnv*, jsize, jclass, jobject) -> jobjectArray {
     return nullptr;
   };
-  EXPECT_EQ(listXAttrs(jni.env(), path), nullptr);
+  EXPECT_EQ(listXAttrs(path), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("trace " NATIVE("listXAttrs") + path, "trace @zorf_listxattrs:# " + path,
@@ -247,19 +247,19 @@ TEST_F(XattrNatives, GetReturnsAMapOfWholeValues) {
   put(path, "user.a", value);
   put(path, "user.e", "");
   put(path, "user.z", "not asked for");
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, {"user.e", "user.a"})),
+  EXPECT_EQ(attributesOf(getXAttrs(path, {"user.e", "user.a"})),
             (Attributes{{"user.a", value}, {"user.e", ""}}));
 }
 
 TEST_F(XattrNatives, GetOfARepeatedNameHoldsItOnce) {
   put(path, "user.a", "1");
   put(path, "user.b", "2");
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, {"user.b", "user.a", "user.b"})),
+  EXPECT_EQ(attributesOf(getXAttrs(path, {"user.b", "user.a", "user.b"})),
             (Attributes{{"user.a", "1"}, {"user.b", "2"}}));
 }
 
 TEST_F(XattrNatives, GetOfNoNamesIsAnEmptyMap) {
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, {})), Attributes{});
+  EXPECT_EQ(attributesOf(getXAttrs(path, {})), Attributes{});
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("trace " NATIVE("getXAttrs") + path, "trace @zorf_getxattrs:# " + path,
                           "debug @zorf_getxattrs:# got 0 EA"));
@@ -268,7 +268,7 @@ TEST_F(XattrNatives, GetOfNoNamesIsAnEmptyMap) {
 TEST_F(XattrNatives, LinesOfAGet) {
   put(path, "user.a", "abc");
   put(path, "user.e", "");
-  getXAttrs(env, path, {"user.e", "user.a"});
+  getXAttrs(path, {"user.e", "user.a"});
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("trace " NATIVE("getXAttrs") + path, "trace @zorf_getxattrs:# " + path,
                           "trace @zorf_getxattr:# " + path, "trace @zorf_getxattr:# " + path,
@@ -285,7 +285,7 @@ TEST_F(XattrNatives, LinesOfAGet) {
 TEST_F(XattrNatives, GetWithOneMissingNameFailsWhole) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_DEBUG;
-  EXPECT_EQ(getXAttrs(env, path, {"user.a", "user.b"}), nullptr);
+  EXPECT_EQ(getXAttrs(path, {"user.a", "user.b"}), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "zorf_getxattrs failed."));
   EXPECT_THAT(
       takeLogWithoutLines(),
@@ -299,7 +299,7 @@ TEST_F(XattrNatives, GetWithoutMemoryForTheRecordsRaises12) {
   put(path, "user.a", "1");
   Hooks hooks;
   hooks.fail("operator new[](nothrow)", ENOMEM, 2);
-  EXPECT_EQ(getXAttrs(env, path, {"user.a"}), nullptr);
+  EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, "zorf_getxattrs failed."));
 }
 
@@ -307,14 +307,13 @@ TEST_F(XattrNatives, GetThatCannotMakeItsMapRaisesNothing) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_INFO;
   PatchedJni jni;
-  jni.functions.NewObject = [](JNIEnv*, jclass, jmethodID, ...) -> jobject { return nullptr; };
   jni.functions.NewObjectV = [](JNIEnv*, jclass, jmethodID, va_list) -> jobject { return nullptr; };
   jni.functions.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
     return nullptr;
   };
-  EXPECT_EQ(getXAttrs(jni.env(), path, {"user.a"}), nullptr);
+  EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
-  EXPECT_EQ(dumpXAttrs(jni.env(), path), nullptr);
+  EXPECT_EQ(dumpXAttrs(path), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("error " NATIVE("getXAttrs") "ObjectArray create failed",
@@ -326,12 +325,12 @@ TEST_F(XattrNatives, GetThatCannotMakeItsMapRaisesNothing) {
 TEST_F(XattrNatives, DumpReturnsEveryAttribute) {
   put(path, "user.a", "1");
   put(path, "user.b", std::string("2\0", 2));
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, path)),
+  EXPECT_EQ(attributesOf(dumpXAttrs(path)),
             (Attributes{{"user.a", "1"}, {"user.b", std::string("2\0", 2)}}));
 }
 
 TEST_F(XattrNatives, DumpOfAFileWithoutAttributesIsAnEmptyMap) {
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, path)), Attributes{});
+  EXPECT_EQ(attributesOf(dumpXAttrs(path)), Attributes{});
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("trace " NATIVE("dumpXAttrs") + path, "trace @zorf_dumpxattrs:# " + path,
                           "trace @zorf_listxattrs:# " + path));
@@ -339,7 +338,7 @@ TEST_F(XattrNatives, DumpOfAFileWithoutAttributesIsAnEmptyMap) {
 
 TEST_F(XattrNatives, LinesOfADump) {
   put(path, "user.a", "abc");
-  dumpXAttrs(env, path);
+  dumpXAttrs(path);
   EXPECT_THAT(
       takeLogWithoutLines(),
       ElementsAre("trace " NATIVE("dumpXAttrs") + path, "trace @zorf_dumpxattrs:# " + path,
@@ -354,7 +353,7 @@ TEST_F(XattrNatives, LinesOfADump) {
 TEST_F(XattrNatives, DumpOfAMissingFileFails) {
   const std::string missing = path + "-missing";
   logger2::currentLevel = LOG_DEBUG;
-  EXPECT_EQ(dumpXAttrs(env, missing), nullptr);
+  EXPECT_EQ(dumpXAttrs(missing), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENOENT, "zorf_dumpxattrs failed."));
   EXPECT_THAT(
       takeLogWithoutLines(),
@@ -369,7 +368,7 @@ TEST_F(XattrNatives, DumpFailsWithTheAttributeThatVanishes) {
   put(path, "user.a", "1");
   Hooks hooks;
   hooks.fail("getxattr", ENODATA);
-  EXPECT_EQ(dumpXAttrs(env, path), nullptr);
+  EXPECT_EQ(dumpXAttrs(path), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "zorf_dumpxattrs failed."));
 }
 
@@ -377,22 +376,22 @@ TEST_F(XattrNatives, DumpFailsWithTheAttributeThatVanishes) {
 
 TEST_F(XattrNatives, SymbolicLinksAreFollowed) {
   const std::string link = newLink();
-  EXPECT_EQ(setExtendedAttribute(env, link, "user.a", "1"), 1);
+  EXPECT_EQ(setExtendedAttribute(link, "user.a", "1"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "1");
-  EXPECT_EQ(attributesOf(getXAttrs(env, link, {"user.a"})), (Attributes{{"user.a", "1"}}));
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, link)), (Attributes{{"user.a", "1"}}));
-  EXPECT_EQ(removeXAttr(env, link, "user.a"), 1);
+  EXPECT_EQ(attributesOf(getXAttrs(link, {"user.a"})), (Attributes{{"user.a", "1"}}));
+  EXPECT_EQ(attributesOf(dumpXAttrs(link)), (Attributes{{"user.a", "1"}}));
+  EXPECT_EQ(removeXAttr(link, "user.a"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), std::nullopt);
-  EXPECT_THAT(namesOf(listXAttrs(env, link)), IsEmpty());
+  EXPECT_THAT(namesOf(listXAttrs(link)), IsEmpty());
 }
 
 TEST_F(XattrNatives, NamesOutsideAsciiCrossAsModifiedUtf8) {
   const std::string name = "user.\xc3\xa9\xe2\x82\xac";
-  EXPECT_EQ(setExtendedAttribute(env, path, name, "1"), 1);
+  EXPECT_EQ(setExtendedAttribute(path, name, "1"), 1);
   EXPECT_EQ(valueOf(path, name), "1");
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, path)), (Attributes{{name, "1"}}));
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, {name})), (Attributes{{name, "1"}}));
-  EXPECT_EQ(removeXAttr(env, path, name), 1);
+  EXPECT_EQ(attributesOf(dumpXAttrs(path)), (Attributes{{name, "1"}}));
+  EXPECT_EQ(attributesOf(getXAttrs(path, {name})), (Attributes{{name, "1"}}));
+  EXPECT_EQ(removeXAttr(path, name), 1);
 }
 
 }  // namespace

@@ -1,21 +1,19 @@
 // Big results must not use up Java's local references. The virtual machine only says so on its
-// output, under -Xcheck:jni: the tests named Checked do the work, and each is run once more in a
-// child process that is checked, and its output read.
+// output, under -Xcheck:jni: the tests named Checked do the work, and run once more in a child
+// process that is checked and whose output is read. What the tests' own code makes the machine say
+// does not count: the library's calls are marked in the output.
 #include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <sstream>
 
 #include "support/java_values.h"
 #include "xattr/xattr_test.h"
 
 namespace {
 
-using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 Attributes many(int count) {
   Attributes attributes;
@@ -23,6 +21,22 @@ Attributes many(int count) {
     attributes["user.name" + std::to_string(i)] = "value" + std::to_string(i);
   }
   return attributes;
+}
+
+void say(const char* line) {
+  std::puts(line);
+  std::fflush(stdout);  // the virtual machine writes to the descriptor itself
+}
+
+constexpr char begin[] = "<<< library";
+constexpr char end[] = ">>> library";
+
+template <class Call>
+auto marked(Call call) {
+  say(begin);
+  const auto result = call();
+  say(end);
+  return result;
 }
 
 class CheckedReferences : public XattrTest {
@@ -37,7 +51,7 @@ TEST_F(CheckedReferences, MapOf5000Attributes) {
   const Attributes attributes = many(5000);
   Hooks hooks;
   serve(hooks, attributes);
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, path)), attributes);
+  EXPECT_EQ(attributesOf(marked([&] { return dumpXAttrs(path); })), attributes);
 }
 
 TEST_F(CheckedReferences, MapOf5000AttributesWithEveryLine) {
@@ -45,7 +59,7 @@ TEST_F(CheckedReferences, MapOf5000AttributesWithEveryLine) {
   logger2::currentLevel = LOG_TRACE;
   Hooks hooks;
   serve(hooks, attributes);
-  EXPECT_EQ(attributesOf(dumpXAttrs(env, path)), attributes);
+  EXPECT_EQ(attributesOf(marked([&] { return dumpXAttrs(path); })), attributes);
   EXPECT_GT(takeLog().size(), 25000u);
 }
 
@@ -55,7 +69,7 @@ TEST_F(CheckedReferences, ArrayOf50000NamesToGet) {
   for (const auto& [name, value] : attributes) names.push_back(name);
   Hooks hooks;
   serve(hooks, attributes);
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, names)), attributes);
+  EXPECT_EQ(attributesOf(marked([&] { return getXAttrs(path, names); })), attributes);
 }
 
 TEST_F(CheckedReferences, ArrayOf50000NamesListed) {
@@ -63,7 +77,7 @@ TEST_F(CheckedReferences, ArrayOf50000NamesListed) {
   Hooks hooks;
   serve(hooks, attributes);
   const auto names = namesOf([&] {
-    jobjectArray array = listXAttrs(env, path);
+    jobjectArray array = marked([&] { return listXAttrs(path); });
     EXPECT_EQ(takeJavaError()->className, "java.lang.ArrayIndexOutOfBoundsException");
     return array;
   }());
@@ -76,51 +90,69 @@ TEST_F(CheckedReferences, ArrayOf50000NamesListed) {
 TEST_F(CheckedReferences, FailuresAndSmallResults) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_TRACE;
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "2"), 1);
-  EXPECT_EQ(setExtendedAttribute(env, path, "user.a", "2", 1), 0);
+  EXPECT_EQ(marked([&] { return setExtendedAttribute(path, "user.a", "2"); }), 1);
+  EXPECT_EQ(marked([&] { return setExtendedAttribute(path, "user.a", "2", 1); }), 0);
   EXPECT_TRUE(takeJavaError());
-  EXPECT_EQ(attributesOf(getXAttrs(env, path, {"user.a"})), (Attributes{{"user.a", "2"}}));
-  EXPECT_EQ(getXAttrs(env, path, {"user.b"}), nullptr);
+  EXPECT_EQ(attributesOf(marked([&] { return getXAttrs(path, {"user.a"}); })),
+            (Attributes{{"user.a", "2"}}));
+  EXPECT_EQ(marked([&] { return getXAttrs(path, {"user.b"}); }), nullptr);
   EXPECT_TRUE(takeJavaError());
-  EXPECT_EQ(dumpXAttrs(env, path + "-missing"), nullptr);
+  EXPECT_EQ(marked([&] { return dumpXAttrs(path + "-missing"); }), nullptr);
   EXPECT_TRUE(takeJavaError());
-  listXAttrs(env, path);
+  marked([&] { return listXAttrs(path); });
   EXPECT_TRUE(takeJavaError());
-  EXPECT_EQ(removeXAttr(env, path, "user.b"), 0);
+  EXPECT_EQ(marked([&] { return removeXAttr(path, "user.b"); }), 0);
   EXPECT_TRUE(takeJavaError());
-  EXPECT_EQ(removeXAttr(env, path, "user.a"), 1);
+  EXPECT_EQ(marked([&] { return removeXAttr(path, "user.a"); }), 1);
 }
 
 // The defect that the checks must see.
 TEST_F(CheckedReferences, DISABLED_ReferencesThatAreKept) {
   jobjectArray names = javaNames({"user.a"});
-  for (int i = 0; i < 1000; ++i) env->GetObjectArrayElement(names, 0);
+  marked([&] {
+    for (int i = 0; i < 1000; ++i) env->GetObjectArrayElement(names, 0);
+    return 0;
+  });
 }
 
-// All that a child running the tests of `filter` under -Xcheck:jni prints.
-std::string checkedOutput(const std::string& filter) {
+struct Output {
+  std::string whole;
+  std::string library;  // between the marks
+};
+
+// What a child prints that runs the tests of `filter` under -Xcheck:jni.
+Output checkedOutput(const std::string& filter) {
   const std::string command =
       "ZORF_TEST_JVM_OPTION=-Xcheck:jni exec /proc/" + std::to_string(::getpid()) +
       "/exe --gtest_also_run_disabled_tests --gtest_filter='" + filter + "' 2>&1";
   FILE* pipe = ::popen(command.c_str(), "r");
-  std::string output;
+  Output output;
   std::array<char, 4096> part;
   while (const std::size_t n = std::fread(part.data(), 1, part.size(), pipe)) {
-    output.append(part.data(), n);
+    output.whole.append(part.data(), n);
   }
-  EXPECT_EQ(::pclose(pipe), 0) << output;
+  EXPECT_EQ(::pclose(pipe), 0) << output.whole;
+  bool inside = false;
+  std::istringstream lines(output.whole);
+  for (std::string line; std::getline(lines, line);) {
+    if (line == begin || line == end) {
+      inside = line == begin;
+    } else if (inside) {
+      output.library += line + "\n";
+    }
+  }
   return output;
 }
 
 TEST(XattrReferences, CheckedRunSeesReferencesThatAreKept) {
-  EXPECT_THAT(checkedOutput("CheckedReferences.DISABLED_ReferencesThatAreKept"),
+  EXPECT_THAT(checkedOutput("CheckedReferences.DISABLED_ReferencesThatAreKept").library,
               HasSubstr("exceeds capacity"));
 }
 
 TEST(XattrReferences, CheckedRunIsSilent) {
-  const std::string output = checkedOutput("CheckedReferences.*-*DISABLED_*");
-  EXPECT_THAT(output, AllOf(HasSubstr("[  PASSED  ] 5 tests."), Not(HasSubstr("WARNING")),
-                            Not(HasSubstr("exceeds capacity")), Not(HasSubstr("FATAL ERROR"))));
+  const Output output = checkedOutput("CheckedReferences.*-*DISABLED_*");
+  EXPECT_THAT(output.whole, HasSubstr("[  PASSED  ] 5 tests."));
+  EXPECT_EQ(output.library, "");
 }
 
 }  // namespace

@@ -41,11 +41,11 @@ TEST_F(XattrResources, FailedSetKeepsItsStringsAndItsValue) {
   const std::string name = "user.a";
   const std::optional<std::string> value("abc");
   const long before = hooks.allocations();
-  EXPECT_EQ(setExtendedAttribute(jni.env(), path, name, value, 2), 0);
+  EXPECT_EQ(setExtendedAttribute(path, name, value, 2), 0);
   EXPECT_EQ(hooks.allocations(), before + 1);
-  EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "setxattr failed."));
   EXPECT_EQ(jni.taken(), 2);
   EXPECT_EQ(jni.released(), 0);
+  EXPECT_EQ(takeJavaError(), errorFor(ENODATA, "setxattr failed."));
 }
 
 TEST_F(XattrResources, FailedSetWithoutAValueKeepsItsStrings) {
@@ -53,11 +53,11 @@ TEST_F(XattrResources, FailedSetWithoutAValueKeepsItsStrings) {
   PatchedJni jni;
   Hooks hooks;
   const long before = hooks.allocations();
-  EXPECT_EQ(setExtendedAttribute(jni.env(), path, "user.a", std::nullopt, 2), 0);
+  EXPECT_EQ(setExtendedAttribute(path, "user.a", std::nullopt, 2), 0);
   EXPECT_EQ(hooks.allocations(), before);
-  takeJavaError();
   EXPECT_EQ(jni.taken(), 2);
   EXPECT_EQ(jni.released(), 0);
+  takeJavaError();
 }
 
 TEST_F(XattrResources, EveryOtherPathReleasesWhatItTook) {
@@ -65,36 +65,36 @@ TEST_F(XattrResources, EveryOtherPathReleasesWhatItTook) {
   const std::string missing = path + "-missing";
   struct Way {
     const char* name;
-    std::function<void(JNIEnv*)> call;
+    std::function<void()> call;
     std::function<void(Hooks&)> fault = [](Hooks&) {};
   };
   const std::vector<Way> ways = {
-      {"set", [&](JNIEnv* e) { setExtendedAttribute(e, path, "user.a", "1"); }},
-      {"set null", [&](JNIEnv* e) { setExtendedAttribute(e, path, "user.n", std::nullopt); }},
-      {"set empty", [&](JNIEnv* e) { setExtendedAttribute(e, path, "user.n", ""); }},
-      {"remove missing", [&](JNIEnv* e) { removeXAttr(e, path, "user.none"); }},
-      {"remove refused", [&](JNIEnv* e) { removeXAttr(e, path, "user.a"); },
+      {"set", [&] { setExtendedAttribute(path, "user.a", "1"); }},
+      {"set null", [&] { setExtendedAttribute(path, "user.n", std::nullopt); }},
+      {"set empty", [&] { setExtendedAttribute(path, "user.n", ""); }},
+      {"remove missing", [&] { removeXAttr(path, "user.none"); }},
+      {"remove refused", [&] { removeXAttr(path, "user.a"); },
        [](Hooks& hooks) { hooks.fail("removexattr", EPERM); }},
-      {"list", [&](JNIEnv* e) { listXAttrs(e, path); }},
-      {"list of nothing", [&](JNIEnv* e) { listXAttrs(e, missing); }},
+      {"list", [&] { listXAttrs(path); }},
+      {"list of nothing", [&] { listXAttrs(missing); }},
       {"get",
-       [&](JNIEnv* e) {
-         getXAttrs(e, path, {"user.a", "user.a"});
+       [&] {
+         getXAttrs(path, {"user.a", "user.a"});
        }},
-      {"get none", [&](JNIEnv* e) { getXAttrs(e, path, {}); }},
+      {"get none", [&] { getXAttrs(path, {}); }},
       {"get missing",
-       [&](JNIEnv* e) {
-         getXAttrs(e, path, {"user.a", "user.none"});
+       [&] {
+         getXAttrs(path, {"user.a", "user.none"});
        }},
-      {"get raced", [&](JNIEnv* e) { getXAttrs(e, path, {"user.a"}); },
+      {"get raced", [&] { getXAttrs(path, {"user.a"}); },
        [](Hooks& hooks) { hooks.fail("getxattr", ERANGE, 2); }},
-      {"dump", [&](JNIEnv* e) { dumpXAttrs(e, path); }},
-      {"dump of nothing", [&](JNIEnv* e) { dumpXAttrs(e, missing); }},
-      {"dump raced", [&](JNIEnv* e) { dumpXAttrs(e, path); },
+      {"dump", [&] { dumpXAttrs(path); }},
+      {"dump of nothing", [&] { dumpXAttrs(missing); }},
+      {"dump raced", [&] { dumpXAttrs(path); },
        [](Hooks& hooks) { hooks.fail("listxattr", ERANGE, 2); }},
-      {"dump without memory", [&](JNIEnv* e) { dumpXAttrs(e, path); },
+      {"dump without memory", [&] { dumpXAttrs(path); },
        [](Hooks& hooks) { hooks.fail("operator new[](nothrow)", ENOMEM, 3); }},
-      {"remove", [&](JNIEnv* e) { removeXAttr(e, path, "user.a"); }},
+      {"remove", [&] { removeXAttr(path, "user.a"); }},
   };
   for (const Way& way : ways) {
     SCOPED_TRACE(way.name);
@@ -102,7 +102,7 @@ TEST_F(XattrResources, EveryOtherPathReleasesWhatItTook) {
     Hooks hooks;
     way.fault(hooks);
     const long before = hooks.allocations();
-    way.call(jni.env());
+    way.call();
     EXPECT_EQ(hooks.allocations(), before);
     EXPECT_GT(jni.taken(), 0);
     EXPECT_EQ(jni.taken(), jni.released());
@@ -118,15 +118,15 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
     Hooks hooks;
     const long before = hooks.allocations();
     jni.failCharacters(nth);
-    EXPECT_EQ(setExtendedAttribute(jni.env(), path, "user.b", "abc"), 1);
+    EXPECT_EQ(setExtendedAttribute(path, "user.b", "abc"), 1);
     EXPECT_EQ(jni.taken(), 1);
     EXPECT_EQ(jni.released(), 1);
     jni.failCharacters(nth);
-    EXPECT_EQ(removeXAttr(jni.env(), path, "user.a"), 1);
+    EXPECT_EQ(removeXAttr(path, "user.a"), 1);
     EXPECT_EQ(jni.taken(), 2);
     EXPECT_EQ(jni.released(), 2);
     jni.failCharacters(nth);
-    EXPECT_EQ(getXAttrs(jni.env(), path, {"user.a"}), nullptr);
+    EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
     EXPECT_EQ(jni.taken(), jni.released());
     EXPECT_EQ(hooks.allocations(), before);
     EXPECT_EQ(hooks.calls(), 0);
@@ -134,9 +134,9 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
   }
   PatchedJni jni;
   jni.failCharacters(1);
-  EXPECT_EQ(listXAttrs(jni.env(), path), nullptr);
+  EXPECT_EQ(listXAttrs(path), nullptr);
   jni.failCharacters(1);
-  EXPECT_EQ(dumpXAttrs(jni.env(), path), nullptr);
+  EXPECT_EQ(dumpXAttrs(path), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
   EXPECT_EQ(valueOf(path, "user.a"), "1");
   EXPECT_EQ(valueOf(path, "user.b"), std::nullopt);
@@ -187,12 +187,12 @@ TEST_F(XattrResources, NullStringsReleaseTheOther) {
   PatchedJni jni;
   jstring p = javaString(path);
   EXPECT_EQ(Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(
-                jni.env(), nullptr, p, nullptr, nullptr, 0),
+                env, nullptr, p, nullptr, nullptr, 0),
             1);
   expectNullArgument();
-  EXPECT_EQ(Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeXAttr(jni.env(), nullptr,
-                                                                               p, nullptr),
-            1);
+  EXPECT_EQ(
+      Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeXAttr(env, nullptr, p, nullptr),
+      1);
   expectNullArgument();
   EXPECT_EQ(jni.taken(), jni.released());
 }
@@ -200,24 +200,23 @@ TEST_F(XattrResources, NullStringsReleaseTheOther) {
 TEST_F(XattrResources, DisabledLevelsBuildAndSendNothing) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_OFF;
-  setExtendedAttribute(env, path, "user.a", "2");
-  setExtendedAttribute(env, path, "user.a", "2", 1);
+  setExtendedAttribute(path, "user.a", "2");
+  setExtendedAttribute(path, "user.a", "2", 1);
   takeJavaError();
-  getXAttrs(env, path, {"user.a"});
-  dumpXAttrs(env, path);
-  removeXAttr(env, path, "user.a");
-  removeXAttr(env, path, "user.a");
+  getXAttrs(path, {"user.a"});
+  dumpXAttrs(path);
+  removeXAttr(path, "user.a");
+  removeXAttr(path, "user.a");
   takeJavaError();
-  listXAttrs(env, path);
+  listXAttrs(path);
   EXPECT_THAT(takeLog(), IsEmpty());
 }
 
 TEST_F(XattrResources, LoggerThatThrowsReachesJavaAndNothingElseDoes) {
   put(path, "user.a", "1");
   const std::vector<std::function<void()>> calls = {
-      [&] { setExtendedAttribute(env, path, "user.b", "2"); },
-      [&] { removeXAttr(env, path, "user.none"); }, [&] { listXAttrs(env, path); },
-      [&] { getXAttrs(env, path, {"user.a"}); }, [&] { dumpXAttrs(env, path); }};
+      [&] { setExtendedAttribute(path, "user.b", "2"); }, [&] { removeXAttr(path, "user.none"); },
+      [&] { listXAttrs(path); }, [&] { getXAttrs(path, {"user.a"}); }, [&] { dumpXAttrs(path); }};
   for (const auto& call : calls) {
     letLoggerThrow("no space for logs");
     call();
@@ -232,21 +231,21 @@ TEST_F(XattrResources, EveryAllocationMayFail) {
   const std::string name = "user.a with a long name";
   struct Way {
     const char* name;
-    std::function<void(JNIEnv*)> call;
+    std::function<void()> call;
   };
   const std::vector<Way> ways = {
-      {"set", [&](JNIEnv* e) { setExtendedAttribute(e, path, name, "1"); }},
-      {"remove missing", [&](JNIEnv* e) { removeXAttr(e, path, "user.none with a long name"); }},
-      {"list", [&](JNIEnv* e) { listXAttrs(e, path); }},
+      {"set", [&] { setExtendedAttribute(path, name, "1"); }},
+      {"remove missing", [&] { removeXAttr(path, "user.none with a long name"); }},
+      {"list", [&] { listXAttrs(path); }},
       {"get",
-       [&](JNIEnv* e) {
-         getXAttrs(e, path, {name, name});
+       [&] {
+         getXAttrs(path, {name, name});
        }},
       {"get missing",
-       [&](JNIEnv* e) {
-         getXAttrs(e, path, {name, "user.none"});
+       [&] {
+         getXAttrs(path, {name, "user.none"});
        }},
-      {"dump", [&](JNIEnv* e) { dumpXAttrs(e, path); }},
+      {"dump", [&] { dumpXAttrs(path); }},
   };
   for (const Way& way : ways) {
     for (const char* form : {"operator new", "operator new[](nothrow)", "operator new[]"}) {
@@ -261,7 +260,7 @@ TEST_F(XattrResources, EveryAllocationMayFail) {
         bool ours = false;
         const long before = hooks.allocations();
         try {
-          way.call(jni.env());
+          way.call();
           ours = true;
         } catch (const std::bad_alloc&) {
           // The test's own arguments met the fault.

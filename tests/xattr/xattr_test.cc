@@ -18,19 +18,23 @@ std::size_t openDescriptors() {
   return count;
 }
 
-int taken_ = 0;
-int released_ = 0;
-int countdown_ = 0;
+// For the replaced functions, which get no closure.
+struct {
+  const JNINativeInterface_* original = nullptr;
+  int taken = 0;
+  int released = 0;
+  int countdown = 0;
+} patched;
 
-const char* JNICALL takeCharacters(JNIEnv*, jstring s, jboolean* isCopy) {
-  if (countdown_ > 0 && --countdown_ == 0) return nullptr;
-  ++taken_;
-  return jniEnv()->GetStringUTFChars(s, isCopy);
+const char* JNICALL takeCharacters(JNIEnv* env, jstring s, jboolean* isCopy) {
+  if (patched.countdown > 0 && --patched.countdown == 0) return nullptr;
+  ++patched.taken;
+  return patched.original->GetStringUTFChars(env, s, isCopy);
 }
 
-void JNICALL releaseCharacters(JNIEnv*, jstring s, const char* characters) {
-  ++released_;
-  jniEnv()->ReleaseStringUTFChars(s, characters);
+void JNICALL releaseCharacters(JNIEnv* env, jstring s, const char* characters) {
+  ++patched.released;
+  patched.original->ReleaseStringUTFChars(env, s, characters);
 }
 
 jobjectArray arrayFrom(jobject collection, jclass cls) {
@@ -105,29 +109,30 @@ void serve(Hooks& hooks, const Attributes& attributes) {
   };
 }
 
-jint setExtendedAttribute(JNIEnv* env, const std::string& path, const std::string& name,
+jint setExtendedAttribute(const std::string& path, const std::string& name,
                           const std::optional<std::string>& value, jshort flags) {
   return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(
-      env, nullptr, javaString(path), javaString(name), value ? javaBytes(*value) : nullptr, flags);
+      jniEnv(), nullptr, javaString(path), javaString(name), value ? javaBytes(*value) : nullptr,
+      flags);
 }
 
-jint removeXAttr(JNIEnv* env, const std::string& path, const std::string& name) {
+jint removeXAttr(const std::string& path, const std::string& name) {
   return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeXAttr(
-      env, nullptr, javaString(path), javaString(name));
+      jniEnv(), nullptr, javaString(path), javaString(name));
 }
 
-jobjectArray listXAttrs(JNIEnv* env, const std::string& path) {
-  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_listXAttrs(env, nullptr,
+jobjectArray listXAttrs(const std::string& path) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_listXAttrs(jniEnv(), nullptr,
                                                                            javaString(path));
 }
 
-jobject getXAttrs(JNIEnv* env, const std::string& path, const std::vector<std::string>& names) {
+jobject getXAttrs(const std::string& path, const std::vector<std::string>& names) {
   return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getXAttrs(
-      env, nullptr, javaString(path), javaNames(names));
+      jniEnv(), nullptr, javaString(path), javaNames(names));
 }
 
-jobject dumpXAttrs(JNIEnv* env, const std::string& path) {
-  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_dumpXAttrs(env, nullptr,
+jobject dumpXAttrs(const std::string& path) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_dumpXAttrs(jniEnv(), nullptr,
                                                                            javaString(path));
 }
 
@@ -186,22 +191,26 @@ Attributes attributesOf(jobject hashMap) {
   return result;
 }
 
-PatchedJni::PatchedJni() : functions(*jniEnv()->functions), env_{&functions} {
-  taken_ = released_ = countdown_ = 0;
+PatchedJni::PatchedJni()
+    : functions(*jniEnv()->functions), env_(jniEnv()), original_(env_->functions) {
+  patched = {original_, 0, 0, 0};
   functions.GetStringUTFChars = takeCharacters;
   functions.ReleaseStringUTFChars = releaseCharacters;
+  env_->functions = &functions;
 }
 
-PatchedJni::~PatchedJni() = default;
+PatchedJni::~PatchedJni() {
+  env_->functions = original_;
+}
 
 int PatchedJni::taken() const {
-  return taken_;
+  return patched.taken;
 }
 
 int PatchedJni::released() const {
-  return released_;
+  return patched.released;
 }
 
 void PatchedJni::failCharacters(int nth) {
-  countdown_ = nth;
+  patched.countdown = nth;
 }

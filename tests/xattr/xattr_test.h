@@ -47,21 +47,21 @@ std::optional<std::string> valueOf(const std::string& path, const std::string& n
 // order of the map.
 void serve(Hooks& hooks, const Attributes& attributes);
 
-// The five natives. `env` may be one with replaced functions.
-jint setExtendedAttribute(JNIEnv* env, const std::string& path, const std::string& name,
+// The five natives.
+jint setExtendedAttribute(const std::string& path, const std::string& name,
                           const std::optional<std::string>& value, jshort flags = 0);
-jint removeXAttr(JNIEnv* env, const std::string& path, const std::string& name);
-jobjectArray listXAttrs(JNIEnv* env, const std::string& path);
-jobject getXAttrs(JNIEnv* env, const std::string& path, const std::vector<std::string>& names);
-jobject dumpXAttrs(JNIEnv* env, const std::string& path);
+jint removeXAttr(const std::string& path, const std::string& name);
+jobjectArray listXAttrs(const std::string& path);
+jobject getXAttrs(const std::string& path, const std::vector<std::string>& names);
+jobject dumpXAttrs(const std::string& path);
 
 // Java values in C++ form. A null name is nullopt.
 jobjectArray javaNames(const std::vector<std::string>& names);
 std::vector<std::optional<std::string>> namesOf(jobjectArray names);
 Attributes attributesOf(jobject hashMap);
 
-// A JNI environment whose functions a test may replace, and which counts the UTF characters that
-// are out. One at a time.
+// While it lives, JNI functions of this thread may be replaced, and the UTF characters that are out
+// are counted; the tests' own too.
 class PatchedJni {
  public:
   PatchedJni();
@@ -69,7 +69,6 @@ class PatchedJni {
   PatchedJni(const PatchedJni&) = delete;
   PatchedJni& operator=(const PatchedJni&) = delete;
 
-  JNIEnv* env() { return &env_; }
   int taken() const;
   int released() const;
   // The `nth` GetStringUTFChars from now on yields null, nothing pending.
@@ -78,5 +77,7 @@ class PatchedJni {
   JNINativeInterface_ functions;
 
  private:
-  JNIEnv env_;
+  // The virtual machine finds the thread by the address of its JNIEnv, so that one is changed.
+  JNIEnv* env_;
+  const JNINativeInterface_* original_;
 };
