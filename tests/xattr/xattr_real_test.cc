@@ -113,9 +113,8 @@ TEST_P(XattrReal, AclAttributeOfTheSystemNamespaceIsListedAndRead) {
 TEST_P(XattrReal, ValuesOfEverySizeUpTo64KiB) {
   std::mt19937 random(1);
   int taken = 0;
-  for (const std::size_t size :
-       {0, 1, 2, 255, 256, 1000, 2000, 3900, 4096, 16384, 65535, 65536, 65537}) {
-    std::string value(size, '\0');
+  for (const int size : {0, 1, 2, 255, 256, 1000, 2000, 3900, 4096, 16384, 65535, 65536, 65537}) {
+    std::string value(static_cast<std::size_t>(size), '\0');
     for (char& c : value) c = static_cast<char>(random() % 4 == 0 ? 0 : random());
     const std::string name = "user.size";
     expectSet(name, value);

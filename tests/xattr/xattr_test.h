@@ -75,6 +75,8 @@ class PatchedJni {
   void failCharacters(int nth);
 
   JNINativeInterface_ functions;
+  // The replaced ones, for replacements that pass calls on.
+  const JNINativeInterface_* original() const { return original_; }
 
  private:
   // The virtual machine finds the thread by the address of its JNIEnv, so that one is changed.
