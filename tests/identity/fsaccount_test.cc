@@ -135,16 +135,27 @@ TEST_F(FSAccountTest, RefusedIdsAreLoggedAndTheOtherStepGoesOn) {
   });
 }
 
-TEST_F(FSAccountTest, AsAnOrdinaryUserTheKernelKeepsTheIds) {
-  REQUIRE_ROOT();
+TEST_F(FSAccountTest, AsAnOrdinaryUserTheKernelKeepsTheIdsAndTheLineSaysSo) {
   onOwnThread([] {
     // The capability goes with the effective uid; setresuid by system call is this thread's alone.
-    ASSERT_EQ(::syscall(SYS_setresuid, 65534, 65534, 0), 0);
-    {
-      const FSAccount account(1234, 65534);
-      EXPECT_EQ(threadIdentity().fsuid, 65534u);
+    const bool root = geteuid() == 0;
+    if (root) {
+      ASSERT_EQ(::syscall(SYS_setresuid, 65534, 65534, 0), 0);
     }
-    ASSERT_EQ(::syscall(SYS_setresuid, 0, 0, 0), 0);
+    const ThreadIdentity before = threadIdentity();
+    takeLog();
+    {
+      const FSAccount account(1234, before.fsgid);
+      EXPECT_EQ(threadIdentity(), before);
+    }
+    const auto uid = static_cast<int>(before.fsuid);
+    const auto gid = static_cast<int>(before.fsgid);
+    EXPECT_THAT(takeLogWithoutLines(),
+                ElementsAre(MatchesRegex(switchLine(uid, gid, 1234, before.fsgid)),
+                            MatchesRegex(switchLine(uid, gid, before.fsuid, before.fsgid))));
+    if (root) {
+      ASSERT_EQ(::syscall(SYS_setresuid, 0, 0, 0), 0);
+    }
   });
 }
 
