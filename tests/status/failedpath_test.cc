@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <thread>
+#include <utility>
 
+#include "acl/aclutil.h"
 #include "status/status_fixture.h"
 #include "support/interpose.h"
 #include "support/patched_jni.h"
@@ -277,6 +279,35 @@ TEST_F(FailedPathTest, AboveDebugNothingIsDone) {
     EXPECT_EQ(env->GetArrayLength(array), 0);
   }
   EXPECT_THAT(takeLines(), IsEmpty());
+}
+
+TEST_F(FailedPathTest, WithoutLibaclTheRestIsDescribed) {
+  const std::string file = makeFile("file");
+  void* const handle = std::exchange(ACLUtil::libacl_handle, nullptr);
+  expectDiagnosis(file, false, file, {statLine(file)},
+                  describedRecord(file, file) + "\nACL error:38 libacl.so.1 is not loaded",
+                  {description("")});
+  ACLUtil::libacl_handle = handle;
+}
+
+TEST_F(FailedPathTest, ThreadsDiagnoseEachAsItsOwnUser) {
+  SKIP_UNLESS_ROOT("to act as strangers");
+  const std::string locked = makeDirectory("locked", 0700);
+  const std::string file = makeFile("locked/file");
+  const auto diagnose = [&](unsigned id) {
+    const AttachedThread attached;
+    const AsUser user(id, id);
+    const ThreadIdentity identity = threadIdentity();
+    for (int i = 0; i < 20; ++i) {
+      struct stat st {};
+      // Who owns the directory, and only he, gets as far as the file.
+      EXPECT_EQ(getFailedPath(file.c_str(), false, st), id == 0 ? file : locked);
+      EXPECT_EQ(threadIdentity(), identity);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (const unsigned id : {0U, 54321U, 54322U, 54323U}) threads.emplace_back(diagnose, id);
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(FailedPathTest, ResultIsTheBytesOfThePath) {
