@@ -1,5 +1,6 @@
 #include "status/failedpath.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +70,9 @@ class FailedPathTest : public StatusTest {
 TEST_F(FailedPathTest, AccessiblePathIsItsOwnResult) {
   for (const std::string& name :
        {makeFile("file", 0640), makeDirectory("directory", 01770), makeFile("setuid", 04711)}) {
+    const timespec times[] = {{1000, 1}, {2000, 2}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, name.c_str(), times, 0), 0);
+    ASSERT_NE(described(name).find(" mtime: 2000,2\n"), std::string::npos);
     expectDiagnosis(name, false, name, {statLine(name)}, described(name), {description("")});
   }
 }

@@ -221,6 +221,7 @@ TEST_F(StatTest, OwnersAbove2To31) {
 
 TEST_F(StatTest, SuccessLogsThreadPathAndChangeTime) {
   const std::string file = makeFile("file");
+  setTimes(file, {1000, 1}, {2000, 2});
   struct stat st {};
   EXPECT_EQ(getStat(file.c_str(), false, st), 0);
   EXPECT_THAT(takeLines(), ElementsAre(statLine(file)));
