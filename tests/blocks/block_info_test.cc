@@ -132,13 +132,10 @@ TEST_F(BlockInfo, AnyErrReasonMeansNoFactor) {
   EXPECT_EQ(loc.blocksize, 8 * MiB);
 }
 
-TEST_F(BlockInfo, NegativeReplicaCountIsAnIoError) {
-  for (const int replicas : {-1, INT32_MIN}) {
-    client.blockInfo(replicas, {1});
-    EXPECT_EQ(ask(4 * MiB), -1);
-    EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 0, 0, 0, 1));
-  }
+TEST_F(BlockInfo, ReplicaCountIsPassedOnAsItIs) {
+  client.blockInfo(-3, {1});
+  EXPECT_EQ(ask(4 * MiB), 0);
+  EXPECT_EQ(loc.nreplica, -3);
 }
 
 TEST_F(BlockInfo, FailureKeepsErrnoAndTheFirstSettings) {
