@@ -8,6 +8,8 @@
 //
 //   ACL acl(path, ACL_TYPE_ACCESS);
 //   for (ACL::Entry& entry : acl) perms |= entry.get_perm();
+//
+// What a walk calls at every entry is inline: a report costs little more than libacl's own calls.
 #pragma once
 
 #include <sys/acl.h>
@@ -18,7 +20,13 @@
 #include <string>
 #include <type_traits>
 
+#include "acl/aclerror.h"
 #include "acl/aclutil.h"
+
+// Whether entries of that tag carry the id of a user or group.
+inline bool isNamed(acl_tag_t tag) {
+  return tag == ACL_USER || tag == ACL_GROUP;
+}
 
 class ACL {
  public:
@@ -33,16 +41,27 @@ class ACL {
 
     // Move to the owner's first entry, or to the one after the last that was asked for. False, and
     // no entry, at the end. The current entry may be removed before next().
-    bool first();
-    bool next();
+    bool first() { return move(ACL_FIRST_ENTRY, __func__); }
+    bool next() { return move(ACL_NEXT_ENTRY, __func__); }
 
-    acl_tag_t get_tag() const;
+    acl_tag_t get_tag() const {
+      acl_tag_t tag = ACL_UNDEFINED_TAG;
+      if (ACLUtil::acl_get_tag_type(entry_, &tag) == -1) throwErrno(__func__, owner_->path_);
+      return tag;
+    }
     void set_tag(acl_tag_t tag);
     // The uid or gid of a named entry; any other entry has none and throws.
     std::uint32_t get_qualifier() const;
     void set_qualifier(const void* id);  // points to the 32-bit id
 
-    int get_perm() const;
+    int get_perm() const {
+      acl_permset_t permissions = permset();
+      int perm = 0;
+      for (const int bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
+        if (ACLUtil::acl_get_perm(permissions, static_cast<acl_perm_t>(bit)) == 1) perm |= bit;
+      }
+      return perm;
+    }
     void set_perm(int perm);  // adds to the permissions that are there
     void clear_perm();
 
@@ -52,7 +71,10 @@ class ACL {
 
     // Whether both have the same tag and, when named, the same qualifier, also in different ACLs;
     // no entry equals only the same ACL's no entry.
-    bool cmp(const Entry& other) const;
+    bool cmp(const Entry& other) const {
+      if (owner_->handle() == other.owner_->handle() && entry_ == other.entry_) return true;
+      return entry_ != nullptr && other.entry_ != nullptr && sameKey(other);
+    }
 
     // Such as "user_obj::rwx", "user:1001:r-x", "mask::r--".
     std::string dump() const;
@@ -60,8 +82,18 @@ class ACL {
     acl_entry_t handle() const { return entry_; }
 
    private:
-    bool move(int which, const char* function);
-    acl_permset_t permset() const;
+    bool move(int which, const char* function) {
+      const int rc = ACLUtil::acl_get_entry(owner_->handle(), which, &entry_);
+      if (rc == -1) throwErrno(function, owner_->path_);
+      if (rc != 1) entry_ = nullptr;
+      return rc == 1;
+    }
+    acl_permset_t permset() const {
+      acl_permset_t permissions = nullptr;
+      ACLUtil::acl_get_permset(entry_, &permissions);
+      return permissions;
+    }
+    bool sameKey(const Entry& other) const;
 
     ACL* owner_;
     acl_entry_t entry_ = nullptr;

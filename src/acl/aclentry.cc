@@ -44,27 +44,6 @@ ACL::Entry::Entry(ACL& owner, acl_entry_t source) : owner_(&owner) {
   copy(source);
 }
 
-bool ACL::Entry::first() {
-  return move(ACL_FIRST_ENTRY, __func__);
-}
-
-bool ACL::Entry::next() {
-  return move(ACL_NEXT_ENTRY, __func__);
-}
-
-bool ACL::Entry::move(int which, const char* function) {
-  const int rc = ACLUtil::acl_get_entry(owner_->handle(), which, &entry_);
-  if (rc == -1) throwErrno(function, owner_->path_);
-  if (rc != 1) entry_ = nullptr;
-  return rc == 1;
-}
-
-acl_tag_t ACL::Entry::get_tag() const {
-  acl_tag_t tag = ACL_UNDEFINED_TAG;
-  if (ACLUtil::acl_get_tag_type(entry_, &tag) == -1) throwErrno(__func__, owner_->path_);
-  return tag;
-}
-
 void ACL::Entry::set_tag(acl_tag_t tag) {
   if (ACLUtil::acl_set_tag_type(entry_, tag) == -1) throwErrno(__func__, owner_->path_);
 }
@@ -80,21 +59,6 @@ std::uint32_t ACL::Entry::get_qualifier() const {
 
 void ACL::Entry::set_qualifier(const void* id) {
   if (ACLUtil::acl_set_qualifier(entry_, id) == -1) throwErrno(__func__, owner_->path_);
-}
-
-acl_permset_t ACL::Entry::permset() const {
-  acl_permset_t permissions = nullptr;
-  ACLUtil::acl_get_permset(entry_, &permissions);
-  return permissions;
-}
-
-int ACL::Entry::get_perm() const {
-  acl_permset_t permissions = permset();
-  int perm = 0;
-  for (const int bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
-    if (ACLUtil::acl_get_perm(permissions, static_cast<acl_perm_t>(bit)) == 1) perm |= bit;
-  }
-  return perm;
 }
 
 void ACL::Entry::set_perm(int perm) {
@@ -117,13 +81,11 @@ void ACL::Entry::remove() {
   ACLUtil::acl_delete_entry(owner_->handle(), entry_);
 }
 
-bool ACL::Entry::cmp(const Entry& other) const {
-  if (owner_->handle() == other.owner_->handle() && entry_ == other.entry_) return true;
-  if (entry_ == nullptr || other.entry_ == nullptr) return false;
+bool ACL::Entry::sameKey(const Entry& other) const {
   if (logger2::enabled(LOG_DEBUG)) {
     Fmt both(", ");
     both << "l" << dump() << "r" << other.dump();
-    ZORF_LOG(LOG_DEBUG, both.str());
+    ZORF_LOG_AS(LOG_DEBUG, "cmp", both.str());
   }
   const acl_tag_t tag = get_tag();
   if (tag != other.get_tag()) return false;
@@ -142,7 +104,7 @@ std::string ACL::Entry::dump() const {
   const acl_tag_t tag = get_tag();
   std::string text = tagName(tag);
   text += ':';
-  if (tag == ACL_USER || tag == ACL_GROUP) {
+  if (isNamed(tag)) {
     // Signed, and nothing for root: readers of the log know these lines so.
     const auto id = static_cast<std::int32_t>(get_qualifier());
     if (id != 0) text += std::to_string(id);

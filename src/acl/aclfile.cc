@@ -13,10 +13,6 @@ bool isBase(acl_tag_t tag) {
   return tag == ACL_USER_OBJ || tag == ACL_GROUP_OBJ || tag == ACL_OTHER;
 }
 
-bool isNamed(acl_tag_t tag) {
-  return tag == ACL_USER || tag == ACL_GROUP;
-}
-
 }  // namespace
 
 void ACL::get_file(const std::string& path) {

@@ -10,17 +10,16 @@
 #include <string>
 
 // The functions of the table, in the order of their resolution.
-#define ZORF_LIBACL_FUNCTIONS(F)                                                                \
-  F(acl_init)                                                                                   \
-  F(acl_dup)                                                                                    \
-  F(acl_copy_int) F(acl_free) F(acl_create_entry) F(acl_copy_entry) F(acl_delete_entry)         \
-      F(acl_get_entry) F(acl_valid) F(acl_add_perm) F(acl_clear_perms) F(acl_delete_perm)       \
-          F(acl_get_permset) F(acl_set_permset) F(acl_calc_mask) F(acl_get_qualifier)           \
-              F(acl_set_qualifier) F(acl_get_tag_type) F(acl_set_tag_type) F(acl_get_file)      \
-                  F(acl_set_file) F(acl_get_fd) F(acl_set_fd) F(acl_from_text) F(acl_to_text)   \
-                      F(acl_size) F(acl_copy_ext) F(acl_entries) F(acl_cmp) F(acl_check)        \
-                          F(acl_equiv_mode) F(acl_get_perm) F(acl_from_mode) F(acl_to_any_text) \
-                              F(acl_error)
+// clang-format off
+#define ZORF_LIBACL_FUNCTIONS(F) \
+  F(acl_init) F(acl_dup) F(acl_copy_int) F(acl_free) F(acl_create_entry) F(acl_copy_entry) \
+  F(acl_delete_entry) F(acl_get_entry) F(acl_valid) F(acl_add_perm) F(acl_clear_perms)     \
+  F(acl_delete_perm) F(acl_get_permset) F(acl_set_permset) F(acl_calc_mask)                \
+  F(acl_get_qualifier) F(acl_set_qualifier) F(acl_get_tag_type) F(acl_set_tag_type)        \
+  F(acl_get_file) F(acl_set_file) F(acl_get_fd) F(acl_set_fd) F(acl_from_text)             \
+  F(acl_to_text) F(acl_size) F(acl_copy_ext) F(acl_entries) F(acl_cmp) F(acl_check)        \
+  F(acl_equiv_mode) F(acl_get_perm) F(acl_from_mode) F(acl_to_any_text) F(acl_error)
+// clang-format on
 
 namespace ACLUtil {
 

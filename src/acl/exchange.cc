@@ -1,0 +1,95 @@
+#include "acl/exchange.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <istream>
+#include <ostream>
+#include <string>
+
+#include "acl/aclerror.h"
+#include "jni/logger.h"
+
+namespace {
+
+// Whole or not at all: `value` stays when the stream ends inside it.
+void readInt(std::istream& in, std::int32_t& value) {
+  std::array<char, sizeof value> bytes;
+  in.read(bytes.data(), bytes.size());
+  if (in.gcount() == bytes.size()) std::memcpy(&value, bytes.data(), bytes.size());
+}
+
+bool isKnown(acl_tag_t tag) {
+  return isNamed(tag) || tag == ACL_USER_OBJ || tag == ACL_GROUP_OBJ || tag == ACL_MASK ||
+         tag == ACL_OTHER;
+}
+
+ACL& aclOfScope(ACLList& acls, std::int32_t scope) {
+  if (scope != ACL_TYPE_ACCESS && scope != ACL_TYPE_DEFAULT) {
+    // The number belongs to the text: callers match on it.
+    throwLogged("convert", "convert,807 unknown acl scope: " + std::to_string(scope), 0);
+  }
+  const auto type = static_cast<unsigned>(scope);
+  for (const auto& acl : acls) {
+    if (acl->type() == type) return *acl;
+  }
+  return *acls.emplace_back(std::make_unique<ACL>(type));
+}
+
+// Gives `put` the record of each entry.
+template <class Put>
+void report(ACL& acl, Put put) {
+  ZORF_LOG_BARE(LOG_TRACE, "AclEntry count:" << acl.size());
+  ZORF_LOG_BARE(LOG_TRACE, "convert dump: " << acl.dump());
+  for (const ACL::Entry& entry : acl) {
+    const acl_tag_t tag = entry.get_tag();
+    std::array<std::uint32_t, 4> record;
+    std::size_t fields = 0;
+    record[fields++] = acl.type();
+    record[fields++] = static_cast<std::uint32_t>(tag);
+    if (isNamed(tag)) record[fields++] = entry.get_qualifier();
+    record[fields++] = static_cast<std::uint32_t>(entry.get_perm());
+    put(reinterpret_cast<const char*>(record.data()), fields * sizeof record[0]);
+  }
+}
+
+}  // namespace
+
+void convert(std::istream& in, ACLList& acls) {
+  std::int32_t count = 0;
+  readInt(in, count);
+  ZORF_LOG(LOG_TRACE, "aclspec entry size: " << count);
+  std::int32_t id = 0;
+  std::int32_t perm = 0;
+  for (std::int32_t i = 0; i < count; ++i) {
+    std::int32_t scope = 0;
+    readInt(in, scope);
+    ACL::Entry entry(aclOfScope(acls, scope));
+    acl_tag_t tag = ACL_UNDEFINED_TAG;
+    readInt(in, tag);
+    if (!isKnown(tag)) {
+      entry.remove();
+      throwLogged(__func__, "", 0);  // without a text, as callers know it
+    }
+    entry.set_tag(tag);
+    if (isNamed(tag)) {
+      readInt(in, id);
+      entry.set_qualifier(&id);
+    }
+    readInt(in, perm);
+    entry.set_perm(perm);
+  }
+  for (const auto& acl : acls) ZORF_LOG_BARE(LOG_TRACE, "convert dump: " << acl->dump());
+}
+
+void convert(ACLList& acls, std::ostream& out) {
+  for (const auto& acl : acls) {
+    report(*acl, [&](const char* record, std::size_t size) {
+      out.write(record, static_cast<std::streamsize>(size));
+    });
+  }
+}
+
+void convert(ACL& acl, std::string& bytes) {
+  report(acl, [&](const char* record, std::size_t size) { bytes.append(record, size); });
+}

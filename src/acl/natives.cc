@@ -1,0 +1,144 @@
+// The natives that read and change ACLs, as whatever identity the calling thread has.
+#include <cerrno>
+#include <istream>
+#include <optional>
+#include <streambuf>
+
+#include "acl/exchange.h"
+#include "jni/native.h"
+#include "jni/scratch.h"
+#include "status/failedpath.h"
+#include "status/rawstatus.h"
+#include "status/stat.h"
+
+namespace {
+
+// Reads bytes where they lie.
+class BytesBuf : public std::streambuf {
+ public:
+  BytesBuf(char* bytes, std::size_t size) { setg(bytes, bytes, bytes + size); }
+};
+
+// The ACLs of a specification that Java sent. False with an exception pending when there is none;
+// throws as convert does.
+bool readSpecification(JNIEnv* env, jbyteArray spec, ACLList& acls) {
+  if (spec == nullptr) {
+    handle_error(env, EINVAL, "null argument");
+    return false;
+  }
+  const jsize size = env->GetArrayLength(spec);
+  Scratch bytes(static_cast<std::size_t>(size));
+  env->GetByteArrayRegion(spec, 0, size, reinterpret_cast<jbyte*>(bytes.data()));
+  BytesBuf buffer(bytes.data(), static_cast<std::size_t>(size));
+  std::istream in(&buffer);
+  convert(in, acls);
+  return true;
+}
+
+// Path and specification of the natives that change entries.
+bool readArguments(JNIEnv* env, jstring path, jbyteArray spec, std::string& file, ACLList& acls) {
+  return getString(env, path, file) == 0 && readSpecification(env, spec, acls);
+}
+
+// Fills `st` from Java's record, or from the file when Java has none. False with an exception
+// pending.
+bool statusOf(JNIEnv* env, const std::string& file, jbyteArray status, struct stat& st) {
+  if (status != nullptr) return readRawStatus(env, status, st);
+  const int err = getStat(file.c_str(), true, st);
+  if (err == 0) return true;
+  handle_error(env, err, file);
+  getFailedPath(file.c_str(), false, st);
+  return false;
+}
+
+void removeDefault(const std::string& file, jboolean directory) {
+  if (directory != JNI_FALSE) ACL(ACL_TYPE_DEFAULT).set_file(file, false);
+}
+
+}  // namespace
+
+ZORF_NATIVE(jbyteArray, getAclStatus)
+(JNIEnv* env, jclass, jstring path, jbyteArray status) try {
+  std::string file;
+  if (getString(env, path, file) != 0) {
+    handle_error(env, EINVAL, "failed to get path");
+    return nullptr;
+  }
+  struct stat st = {};
+  if (!statusOf(env, file, status, st)) return nullptr;
+  try {
+    ACL access(file, ACL_TYPE_ACCESS);
+    std::optional<ACL> inherited;
+    if (S_ISDIR(st.st_mode)) inherited.emplace(file, ACL_TYPE_DEFAULT);
+    std::string report;
+    report.reserve(256);
+    convert(access, report);
+    if (inherited) convert(*inherited, report);
+    return convertChar2byteArray(env, static_cast<int>(report.size()), report.data());
+  } catch (const IOException& e) {
+    handle_error(env, e.errorNumber, e.what());
+    getFailedPath(file.c_str(), false, st);
+    return nullptr;
+  }
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{});
+}
+
+ZORF_NATIVE(void, setAcl)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
+  std::string file;
+  ACLList acls;
+  if (!readArguments(env, path, spec, file, acls)) return;
+  for (const auto& acl : acls) {
+    if (!acl->empty()) acl->set_file(file, true);
+  }
+} catch (...) {
+  raiseEscaped(env);
+}
+
+ZORF_NATIVE(void, modifyAclEntries)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
+  std::string file;
+  ACLList acls;
+  if (!readArguments(env, path, spec, file, acls)) return;
+  for (const auto& acl : acls) {
+    if (acl->empty()) continue;
+    ACL current(file, acl->type());
+    (current + *acl).set_file(file, true);
+  }
+} catch (...) {
+  raiseEscaped(env);
+}
+
+// Neither completed nor given a new mask: what the other entries allow stays as it is.
+ZORF_NATIVE(void, removeAclEntries)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
+  std::string file;
+  ACLList acls;
+  if (!readArguments(env, path, spec, file, acls)) return;
+  for (const auto& acl : acls) {
+    if (acl->empty()) continue;
+    ACL current(file, acl->type());
+    (current - *acl).set_file(file, false);
+  }
+} catch (...) {
+  raiseEscaped(env);
+}
+
+ZORF_NATIVE(void, removeDefaultAcl)(JNIEnv* env, jclass, jstring path, jboolean directory) try {
+  std::string file;
+  if (getString(env, path, file) == 0) removeDefault(file, directory);
+} catch (...) {
+  raiseEscaped(env);
+}
+
+// The default ACL goes even when the access ACL can't be cleared; Java then gets the first error.
+ZORF_NATIVE(void, removeAcl)(JNIEnv* env, jclass, jstring path, jboolean directory) try {
+  std::string file;
+  if (getString(env, path, file) != 0) return;
+  try {
+    ACL(file, ACL_TYPE_ACCESS).clear();
+  } catch (...) {
+    raiseEscaped(env);
+  }
+  removeDefault(file, directory);
+} catch (...) {
+  raiseEscaped(env);
+}

@@ -1,0 +1,29 @@
+// One conversation with the file system about where the blocks of a file lie.
+#pragma once
+
+#include <cstdint>
+
+#include "zorf_fcntl.h"
+
+// The buffer of the query, some 64 KB, made once and reused for every range of one request; it
+// belongs on the stack. The accessors read the last reply that ask() took.
+class LocationsQuery {
+ public:
+  // `skipFactor`: the bytes that one entry covers; 0 leaves that to the file system.
+  explicit LocationsQuery(std::uint64_t skipFactor);
+
+  // Returns 0, or -1 with errno: the client library's, or EIO when the reply claims a negative
+  // count or more entries than its buffer holds.
+  int ask(int fd, std::uint64_t offset, std::uint64_t length);
+
+  // Never negative; replicas() x blocks() entries of 8 bytes lie within data().
+  std::int32_t replicas() const { return buffer_.query.replicas; }
+  std::int32_t blocks() const { return buffer_.query.blocks; }
+  // What the file system says one entry covers.
+  std::uint64_t metaBlockSize() const;
+  const char* data() const { return reinterpret_cast<const char*>(buffer_.query.data); }
+
+ private:
+  // All zero before the first use: the library may hand the whole of it to a daemon.
+  zorfBlockLocations_t buffer_ = {};
+};

@@ -1,0 +1,253 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "blocks/directives.h"
+#include "blocks/fileobj.h"
+#include "blocks/policy.h"
+#include "blocks/query.h"
+#include "identity/fsaccount.h"
+#include "jni/logger.h"
+#include "jni/native.h"
+#include "status/failedpath.h"
+#include "status/linktarget.h"
+#include "status/rawstatus.h"
+#include "status/stat.h"
+
+namespace {
+
+// Byte results are collected in this. Memory running out must not end in a short result.
+class ResultStream : public std::ostringstream {
+ public:
+  ResultStream() { exceptions(std::ios::badbit); }
+};
+
+jbyteArray toJava(JNIEnv* env, std::ostringstream& out) {
+  jbyteArray array = nullptr;
+  ostringstreamToByteArray(env, out, array);
+  return array;
+}
+
+// The descriptor of a directive. Descriptor 0 is never closed: a JVM started without standard input
+// relies on 0 staying taken once a directive has got it.
+class DirectiveFile {
+ public:
+  explicit DirectiveFile(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  ~DirectiveFile() {
+    if (fd_ > 0) close(fd_);
+  }
+  DirectiveFile(const DirectiveFile&) = delete;
+  DirectiveFile& operator=(const DirectiveFile&) = delete;
+
+  int fd() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// Logs `line` at error for the native `function`, raises `err` with `message` and returns false.
+jboolean failed(JNIEnv* env, const char* function, int err, const std::string& line,
+                const std::string& message) {
+  ZORF_LOG_AS(LOG_ERROR, function, line);
+  handle_error(env, err, message);
+  return JNI_FALSE;
+}
+
+// The policy that Java names. Only as much is copied as the longest name with its zero has.
+jint policyOf(JNIEnv* env, jbyteArray name) {
+  char buffer[LONGEST_POLICY_NAME + 1];
+  const jsize length = std::min<jsize>(env->GetArrayLength(name), sizeof buffer);
+  env->GetByteArrayRegion(name, 0, length, reinterpret_cast<jbyte*>(buffer));
+  return policyNamed({buffer, static_cast<std::size_t>(length)});
+}
+
+}  // namespace
+
+ZORF_NATIVE(jint, getBlkCmd)(JNIEnv* env, jclass, jbyteArray name, jlong blockSize) try {
+  if (blockSize > 0) defaultDFSBlockSize = static_cast<std::uint64_t>(blockSize);
+  const jint policy = name == nullptr ? -1 : policyOf(env, name);
+  if (policy >= 0) globalBlkCmd = static_cast<GetBlkCmd>(policy);
+  return policy;
+} catch (...) {
+  return atJavaEdge(env, jint{-1});
+}
+
+ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
+(JNIEnv* env, jclass, jstring jpath, jlong offset, jlong length, jbyteArray rawStatus) try {
+  std::string path;
+  if (getString(env, jpath, path) != 0) return nullptr;
+  struct stat st = {};
+  if (rawStatus != nullptr) {
+    if (!readRawStatus(env, rawStatus, st)) return nullptr;
+  } else if (const int err = getStat(path.c_str(), true, st); err != 0) {
+    handle_error(env, err, path);
+    getFailedPath(path.c_str(), true, st);
+    return nullptr;
+  }
+  ZORF_LOG(LOG_DEBUG, (Fmt(" ") << path << "inode" << st.st_ino << "offset" << offset
+                                << "request length" << length << "filelen" << st.st_size)
+                          .str());
+  if (!S_ISREG(st.st_mode)) {
+    offset = 0;
+    length = 0;
+    ZORF_LOG(LOG_WARN, "non-regular filemode: " << static_cast<int>(st.st_mode));
+  }
+
+  const FSAccount root(0, 0);
+  const fileObj file(path.c_str(), O_RDONLY);
+  if (file.fd() < 0) {
+    ZORF_LOG(LOG_ERROR, "open failed with " << -file.fd());
+    handle_error(env, -file.fd(), path);
+    return nullptr;
+  }
+  location loc = {.offset = static_cast<std::uint64_t>(offset),
+                  .length = static_cast<std::uint64_t>(length)};
+  ResultStream out;
+  if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, out); err != 0) {
+    handle_error(env, err, path);
+    return nullptr;
+  }
+  return toJava(env, out);
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{nullptr});
+}
+
+ZORF_NATIVE(jlong, getBlockSizeNative)
+(JNIEnv* env, jclass, jstring jpath, jbyteArray rawStatus) try {
+  std::string path;
+  if (getString(env, jpath, path) != 0) return -1;
+  ZORF_LOG(LOG_DEBUG, path);
+  const fileObj file(path.c_str(), O_RDONLY);
+  if (file.fd() < 0) {
+    handle_error(env, -file.fd(), path);
+    return -1;
+  }
+  struct stat st = {};
+  if (rawStatus != nullptr) {
+    if (!readRawStatus(env, rawStatus, st)) return -1;
+  } else if (const int err = getStat(path.c_str(), true, st); err != 0) {
+    handle_error(env, err, path);
+    return -1;
+  }
+  location loc;
+  ResultStream unread;
+  if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, unread); err != 0) {
+    handle_error(env, err, path);
+    return -1;
+  }
+  return static_cast<jlong>(loc.blocksize);
+} catch (...) {
+  return atJavaEdge(env, jlong{-1});
+}
+
+ZORF_NATIVE(jboolean, setReplication)
+(JNIEnv* env, jclass, jstring jpath, jshort replicas, jboolean restripe) try {
+  std::string path;
+  if (getString(env, jpath, path) != 0) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << replicas).str());
+  const DirectiveFile file(path);
+  if (file.fd() < 0) {
+    const int err = errno;
+    return failed(env, __func__, err, "failed to open " + path, "");
+  }
+  if (setReplication(file.fd(), replicas) != 0) {
+    const int err = errno;
+    const std::string message =
+        "failed to set replication for " + path + " replication " + std::to_string(replicas);
+    return failed(env, __func__, err, message, message);
+  }
+  if (restripe != JNI_FALSE && restripeFile(file.fd()) != 0) {
+    const int err = errno;
+    const std::string message =
+        "failed to restripe file " + path + " replication " + std::to_string(replicas);
+    return failed(env, __func__, err, message, message);
+  }
+  return JNI_TRUE;
+} catch (...) {
+  return atJavaEdge(env, jboolean{JNI_FALSE});
+}
+
+ZORF_NATIVE(jboolean, setBGF)(JNIEnv* env, jclass, jstring jpath, jint factor) try {
+  std::string path;
+  if (getString(env, jpath, path) != 0) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << factor).str());
+  if (factor < 1 || factor > 1024) {
+    const std::string message = "Invalid BGF(" + std::to_string(factor) + ")";
+    return failed(env, __func__, EINVAL, message, message);
+  }
+  const DirectiveFile file(path);
+  if (file.fd() < 0) {
+    const int err = errno;
+    return failed(env, __func__, err, "failed to open " + path, "");
+  }
+  if (setBGF(file.fd(), factor) != 0) {
+    const int err = errno;
+    const std::string message = "Failed to set BGF for " + path;
+    return failed(env, __func__, err, message, message);
+  }
+  return JNI_TRUE;
+} catch (...) {
+  return atJavaEdge(env, jboolean{JNI_FALSE});
+}
+
+ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
+(JNIEnv* env, jclass, jstring jpath, jboolean jfollowLinks, jboolean needLocation,
+ jboolean permission) try {
+  std::string path;
+  if (getString(env, jpath, path) != 0) return nullptr;
+  const bool followLinks = jfollowLinks != JNI_FALSE;
+  ZORF_LOG(LOG_DEBUG,
+           (Fmt(", ") << path << followLinks << (needLocation != JNI_FALSE ? "needLocation" : ""))
+               .str());
+  struct stat st = {};
+  if (const int err = getStat(path.c_str(), followLinks, st); err != 0) {
+    handle_error(env, err, path);
+    getFailedPath(path.c_str(), followLinks, st);
+    return nullptr;
+  }
+  ResultStream out;
+  out.write(reinterpret_cast<const char*>(&st), sizeof st);
+  if (permission != JNI_FALSE) {
+    const auto acl =
+        static_cast<std::uint16_t>(getPermissionFromMode(path, st.st_mode, followLinks));
+    out.write(reinterpret_cast<const char*>(&acl), sizeof acl);
+  }
+  if (!S_ISREG(st.st_mode)) return toJava(env, out);
+
+  // Locations are for those who may read the file; without them anyone may know its block size.
+  std::optional<FSAccount> root;
+  location loc;
+  if (needLocation != JNI_FALSE) {
+    loc.length = static_cast<std::uint64_t>(st.st_size);
+  } else {
+    root.emplace(0U, 0U);
+  }
+  int err = 0;
+  {
+    const fileObj file(path.c_str(), followLinks ? O_RDONLY : O_RDONLY | O_NOFOLLOW);
+    if (file.fd() < 0) {
+      err = -file.fd();
+      ZORF_LOG(LOG_ERROR, "open failed with " << err);
+    } else {
+      err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, out);
+    }
+  }
+  if (err != 0) {
+    handle_error(env, err, "");
+    ZORF_LOG(LOG_DEBUG, "getFile status but not found " << path);
+    return nullptr;
+  }
+  ZORF_LOG(LOG_DEBUG, (Fmt(", ") << "loc" << loc.offset << loc.length << loc.blocksize << loc.nblock
+                                 << loc.nreplica)
+                          .str());
+  return toJava(env, out);
+} catch (...) {
+  return atJavaEdge(env, jbyteArray{nullptr});
+}

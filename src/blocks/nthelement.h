@@ -1,0 +1,16 @@
+// The selection behind the rack-aware order. Which of several equal counts comes out ahead follows
+// from its exact steps, and clients see that order, so no library's selection can stand in.
+#pragma once
+
+#include <utility>
+
+// A location identifier and how many blocks of the group it holds.
+using LocationCount = std::pair<int, int>;
+
+inline bool count_greater(const LocationCount& a, const LocationCount& b) {
+  return a.second > b.second;
+}
+
+// Moves the pair that belongs at `nth` in descending order of counts there, with no lower one
+// before it and no higher one after it. Does nothing when `nth` is `last`.
+void nthElement(LocationCount* first, LocationCount* nth, LocationCount* last);
