@@ -11,7 +11,6 @@
 #include "acl/aclutil.h"
 #include "status/status_fixture.h"
 #include "support/interpose.h"
-#include "support/patched_jni.h"
 
 namespace {
 
@@ -319,25 +318,6 @@ TEST_F(FailedPathTest, ResultIsTheBytesOfThePath) {
   EXPECT_EQ(bytesOf(native(file)), file);
 }
 
-TEST_F(FailedPathTest, NullPathIsEinval) {
-  EXPECT_EQ(ZORF_CALL(getFailedPathNative)(env, nullptr, nullptr, JNI_TRUE), nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(FailedPathTest, PathThatCannotBeReadIsEnomem) {
-  jstring name = javaString("/");
-  jbyteArray array = nullptr;
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
-      return nullptr;
-    };
-    array = ZORF_CALL(getFailedPathNative)(env, nullptr, name, JNI_TRUE);
-  }
-  EXPECT_EQ(array, nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
-}
-
 // Memory may run out in either pass; the second runs under another identity.
 TEST_F(FailedPathTest, EveryAllocationMayFailAndTheIdentityIsBack) {
   SKIP_UNLESS_ROOT("to act as a stranger");
@@ -370,15 +350,6 @@ TEST_F(FailedPathTest, EveryAllocationMayFailAndTheIdentityIsBack) {
     ASSERT_LT(nth, 2000);
   }
   EXPECT_GT(asRoot, 0);
-}
-
-TEST_F(FailedPathTest, LoggerThatThrowsLeavesTheIdentityAlone) {
-  const std::string missing = path("missing");
-  const ThreadIdentity identity = threadIdentity();
-  letLoggerThrow("logger failed");
-  EXPECT_EQ(native(missing), nullptr);
-  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "logger failed"}));
-  EXPECT_EQ(threadIdentity(), identity);
 }
 
 }  // namespace

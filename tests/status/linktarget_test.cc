@@ -8,7 +8,6 @@
 
 #include "status/status_fixture.h"
 #include "support/interpose.h"
-#include "support/patched_jni.h"
 
 namespace {
 
@@ -104,25 +103,6 @@ TEST_F(LinkTargetTest, WarningsEndAboveWarn) {
   EXPECT_EQ(takeJavaError(), errorFor(ENOENT, ""));
   EXPECT_EQ(getLinkTarget(link_.c_str(), 9), "");
   EXPECT_THAT(takeLines(), IsEmpty());
-}
-
-TEST_F(LinkTargetTest, NullPathIsEinval) {
-  EXPECT_EQ(ZORF_CALL(getLinkTargetNative)(env, nullptr, nullptr, 10), nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(LinkTargetTest, PathThatCannotBeReadIsEnomem) {
-  jstring name = javaString(link_);
-  jbyteArray result = nullptr;
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
-      return nullptr;
-    };
-    result = ZORF_CALL(getLinkTargetNative)(env, nullptr, name, 10);
-  }
-  EXPECT_EQ(result, nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
 }
 
 TEST_F(LinkTargetTest, EveryAllocationMayFail) {

@@ -11,7 +11,6 @@
 
 #include "status/status_fixture.h"
 #include "support/interpose.h"
-#include "support/patched_jni.h"
 
 namespace {
 
@@ -176,25 +175,6 @@ TEST_F(MountsTest, ArgumentIsTracedOnlyAtTrace) {
   logger2::currentLevel = LOG_DEBUG;
   EXPECT_EQ(deviceAt("/zorf"), "dev");
   EXPECT_THAT(takeLines(), ElementsAre());
-}
-
-TEST_F(MountsTest, NullMountPointIsEinval) {
-  EXPECT_EQ(ZORF_CALL(getFsName)(env, nullptr, nullptr), nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(MountsTest, MountPointThatCannotBeReadIsEnomem) {
-  jstring text = javaString("/zorf");
-  jstring name = nullptr;
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
-      return nullptr;
-    };
-    name = ZORF_CALL(getFsName)(env, nullptr, text);
-  }
-  EXPECT_EQ(name, nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
 }
 
 }  // namespace

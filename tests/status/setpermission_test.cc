@@ -5,7 +5,6 @@
 
 #include "status/status_fixture.h"
 #include "support/interpose.h"
-#include "support/patched_jni.h"
 
 namespace {
 
@@ -130,25 +129,6 @@ TEST_F(SetPermissionTest, EveryErrorHasItsException) {
     hooks.fail("chmod", err);
     expectFailure(file, err);
   }
-}
-
-TEST_F(SetPermissionTest, NullPathIsEinval) {
-  EXPECT_EQ(ZORF_CALL(setPermission)(env, nullptr, nullptr, 0777), JNI_FALSE);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(SetPermissionTest, PathThatCannotBeReadIsEnomem) {
-  jstring name = javaString(makeFile("file"));
-  jboolean done = JNI_TRUE;
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
-      return nullptr;
-    };
-    done = ZORF_CALL(setPermission)(env, nullptr, name, 0777);
-  }
-  EXPECT_EQ(done, JNI_FALSE);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
 }
 
 }  // namespace

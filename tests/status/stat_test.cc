@@ -13,7 +13,6 @@
 
 #include "status/status_fixture.h"
 #include "support/interpose.h"
-#include "support/patched_jni.h"
 
 namespace {
 
@@ -100,20 +99,6 @@ TEST_F(StatTest, LayoutIsEighteenNumbersEndingInTheLength) {
   logger2::currentLevel = LOG_INFO;
   layout();
   EXPECT_THAT(takeLines(), IsEmpty());
-}
-
-TEST_F(StatTest, LayoutThatCannotBeAllocatedLeavesTheErrorOfTheVm) {
-  jintArray array = nullptr;
-  {
-    PatchedJni jni;
-    jni.table.NewIntArray = [](JNIEnv* e, jsize) -> jintArray {
-      e->ThrowNew(e->FindClass("java/lang/OutOfMemoryError"), "no heap");
-      return nullptr;
-    };
-    array = ZORF_CALL(getFileStatusFormatNative)(env, nullptr);
-  }
-  EXPECT_EQ(array, nullptr);
-  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.OutOfMemoryError", "no heap"}));
 }
 
 TEST_F(StatTest, FilesAndDirectories) {
@@ -378,49 +363,6 @@ TEST_F(StatTest, InodeNumberFollowsLinks) {
   const std::string link = makeLink("link", "file");
   EXPECT_EQ(inode(link), static_cast<jlong>(std::stoull(statOf("%i", file))));
   EXPECT_THAT(takeLines(), ElementsAre(nativeLine("trace", "getINum", link)));
-}
-
-TEST_F(StatTest, NullPathIsEinval) {
-  EXPECT_EQ(ZORF_CALL(getFileStatusNative)(env, nullptr, nullptr, JNI_TRUE), nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-  EXPECT_EQ(ZORF_CALL(getINum)(env, nullptr, nullptr), 0);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(StatTest, PathThatCannotBeReadIsEnomem) {
-  jstring name = javaString("/");
-  jbyteArray record = nullptr;
-  jlong ino = -1;
-  const auto withoutChars = [](JNIEnv*, jstring, jboolean*) -> const char* { return nullptr; };
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = withoutChars;
-    record = ZORF_CALL(getFileStatusNative)(env, nullptr, name, JNI_TRUE);
-  }
-  EXPECT_EQ(record, nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
-  {
-    PatchedJni jni;
-    jni.table.GetStringUTFChars = withoutChars;
-    ino = ZORF_CALL(getINum)(env, nullptr, name);
-  }
-  EXPECT_EQ(ino, 0);
-  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
-}
-
-TEST_F(StatTest, RecordThatCannotBeAllocatedLeavesTheErrorOfTheVm) {
-  jbyteArray record = nullptr;
-  jstring name = javaString("/");
-  {
-    PatchedJni jni;
-    jni.table.NewByteArray = [](JNIEnv* e, jsize) -> jbyteArray {
-      e->ThrowNew(e->FindClass("java/lang/OutOfMemoryError"), "no heap");
-      return nullptr;
-    };
-    record = ZORF_CALL(getFileStatusNative)(env, nullptr, name, JNI_TRUE);
-  }
-  EXPECT_EQ(record, nullptr);
-  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.OutOfMemoryError", "no heap"}));
 }
 
 TEST_F(StatTest, EveryAllocationMayFail) {
