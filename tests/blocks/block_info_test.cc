@@ -152,6 +152,14 @@ TEST_F(BlockInfo, PositiveResultIsNoFailure) {
   EXPECT_EQ(loc.blocksize, 8 * MiB);
 }
 
+TEST_F(BlockInfo, NegativeReplicaCountIsRefused) {
+  client.blockInfo(-1, {3});
+  EXPECT_EQ(ask(4 * MiB), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 0, 0, 0, 1));
+  EXPECT_THAT(takeLog(), IsEmpty());
+}
+
 TEST_F(BlockInfo, NegativeDescriptorTouchesNothing) {
   loc = request(1, 2, 3);
   const std::string before = bytesOfLocation(loc);
