@@ -132,12 +132,6 @@ TEST_F(BlockInfo, AnyErrReasonMeansNoFactor) {
   EXPECT_EQ(loc.blocksize, 8 * MiB);
 }
 
-TEST_F(BlockInfo, ReplicaCountIsPassedOnAsItIs) {
-  client.blockInfo(-3, {1});
-  EXPECT_EQ(ask(4 * MiB), 0);
-  EXPECT_EQ(loc.nreplica, -3);
-}
-
 TEST_F(BlockInfo, FailureKeepsErrnoAndTheFirstSettings) {
   client.fail(EIO);
   EXPECT_EQ(ask(4 * MiB), -1);
