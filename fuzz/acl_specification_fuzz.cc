@@ -1,4 +1,5 @@
-// Specifications as Java may send them, merged into and removed from another one. No file is touched.
+// Specifications as Java may send them, merged into and removed from another one. No file is
+// touched.
 #include <cassert>
 #include <sstream>
 

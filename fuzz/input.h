@@ -1,4 +1,4 @@
-// The bytes of one fuzz input, taken from the front.
+// The entry of a fuzz target and the bytes of one input.
 #pragma once
 
 #include <algorithm>
@@ -7,6 +7,10 @@
 #include <cstring>
 #include <string>
 
+// What every target defines, and libFuzzer or replay_main.cc calls.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+// Taken from the front.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : at_(data), end_(data + size) {}

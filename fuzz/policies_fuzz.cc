@@ -45,7 +45,9 @@ extern "C" int zorf_fcntl(int, void* buffer) {
   return 0;
 }
 
-extern "C" int zorf_restripe_file(int, void*, int) { return -1; }
+extern "C" int zorf_restripe_file(int, void*, int) {
+  return -1;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);

@@ -4,9 +4,9 @@
 #include <cassert>
 #include <vector>
 
+#include "blocks/model.h"
 #include "blocks/nthelement.h"
 #include "fuzz/input.h"
-#include "blocks/model.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);

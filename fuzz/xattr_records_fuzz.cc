@@ -1,5 +1,5 @@
-// Attribute records from names and values of any bytes, delivered by this program's own getxattr and
-// listxattr, whose values may change between the probe and the read.
+// Attribute records from names and values of any bytes, delivered by this program's own getxattr
+// and listxattr, whose values may change between the probe and the read.
 #include <sys/xattr.h>
 
 #include <cassert>
@@ -69,8 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const bool all : {false, true}) {
     char* buffer = nullptr;
     int length = -1;
-    const int rc = all ? zorf_dumpxattrs("/", &buffer, &length)
-                       : zorf_getxattrs("/", names, &buffer, &length);
+    const int rc =
+        all ? zorf_dumpxattrs("/", &buffer, &length) : zorf_getxattrs("/", names, &buffer, &length);
     const std::unique_ptr<char[]> owner(buffer);
     assert((buffer == nullptr) == (length == 0));
     if (rc != 0) {

@@ -287,7 +287,7 @@ TEST_F(BlockSizeNative, LocalIsTheFileSystemsOwn) {
   const std::string path = file("data", 100);
   client.blockLocations(1, 1, 4 * MiB, {5, 0});
   EXPECT_EQ(ask(path), static_cast<jlong>(4 * MiB));
-  EXPECT_EQ(settledPart(client.calls().at(0).request), locationsRequest(0, 0, 1));
+  EXPECT_EQ(settledBytes(client.calls().at(0).request), locationsRequest(0, 0, 1));
   EXPECT_EQ(ownLines().at(0), line("debug", SIZE, path));
 }
 
@@ -295,7 +295,7 @@ TEST_F(BlockSizeNative, LocalEmptyFileHasNone) {
   globalBlkCmd = GET_BLK_LOCAL;
   client.blockLocations(1, 0, 0, {});
   EXPECT_EQ(ask(file("empty", 0)), 0);
-  EXPECT_EQ(settledPart(client.calls().at(0).request), locationsRequest(0, 0, 0));
+  EXPECT_EQ(settledBytes(client.calls().at(0).request), locationsRequest(0, 0, 0));
 }
 
 TEST_F(BlockSizeNative, OtherPoliciesUseTheFactor) {

@@ -112,7 +112,7 @@ class Player {
       requests.emplace_back(bytes, 104);
       return information(buffer);
     }
-    requests.push_back(settledPart({bytes, 52}));
+    requests.push_back(settledBytes({bytes, 52}));
     if (next_ == file_.replies.size()) return failed(ENOSYS);
     const model::Reply& reply = file_.replies[next_++];
     if (reply.err != 0) return failed(reply.err);

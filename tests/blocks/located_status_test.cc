@@ -59,7 +59,7 @@ TEST_F(LocatedStatus, WholeFileWithLocations) {
   client.blockLocations(2, 1, 4 * MiB, {5, 6, 0, 0});
   EXPECT_EQ(ask(path, {}),
             statusBytes(path) + locationBytes(0, 100, 4 * MiB, 1, 2) + words({5, 6, 0, 0}));
-  EXPECT_EQ(settledPart(client.calls().at(0).request), locationsRequest(0, 0, 100));
+  EXPECT_EQ(settledBytes(client.calls().at(0).request), locationsRequest(0, 0, 100));
   EXPECT_THAT(ownLines(),
               ElementsAre(line("debug", path + ", 1, needLocation"),
                           "debug @getBlkLocation:# requested offset=0 length=100 returned "
@@ -73,7 +73,7 @@ TEST_F(LocatedStatus, WithoutLocationsLocalStillAnswersTheFirstBlock) {
   client.blockLocations(1, 1, 4 * MiB, {5, 0});
   EXPECT_EQ(ask(path, {.follow = false, .location = false}),
             statusBytes(path) + locationBytes(0, 0, 4 * MiB, 1, 1) + words({5, 0}));
-  EXPECT_EQ(settledPart(client.calls().at(0).request), locationsRequest(0, 0, 1));
+  EXPECT_EQ(settledBytes(client.calls().at(0).request), locationsRequest(0, 0, 1));
   EXPECT_EQ(ownLines().at(0), line("debug", path + ", 0"));
 }
 

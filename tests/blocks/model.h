@@ -53,7 +53,7 @@ struct Query {
 struct Outcome {
   int result = 0;
   std::string stream;                 // the record and what follows
-  std::vector<std::string> requests;  // the settled part of each, info requests whole
+  std::vector<std::string> requests;  // the settled bytes of each, info requests whole
 };
 
 Outcome run(const File& file, const Query& query);

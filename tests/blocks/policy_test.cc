@@ -157,7 +157,7 @@ TEST_F(Dispatch, LocalAsksTheFileSystemForItsOwnBlocks) {
   EXPECT_EQ(ask(GET_BLK_LOCAL, 0, 8 * MiB), 0);
   ASSERT_EQ(client.calls().size(), 1u);
   EXPECT_EQ(client.calls()[0].fd, 9);
-  EXPECT_EQ(settledPart(client.calls()[0].request), locationsRequest(0, 0, 8 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[0].request), locationsRequest(0, 0, 8 * MiB));
   expectStream(locationBytes(0, 8 * MiB, 4 * MiB, 2, 2), words({1, 2, 0, 0, 3, 4, 0, 0}));
 }
 
@@ -180,7 +180,8 @@ TEST_F(Dispatch, RackawareGroupsByTheHdfsBlock) {
   EXPECT_EQ(ask(GET_BLK_RACKAWARE, 17 * MiB, 16 * MiB), 0);
   ASSERT_EQ(client.calls().size(), 2u);
   EXPECT_EQ(client.calls()[0].request, blockInfoRequest());
-  EXPECT_EQ(settledPart(client.calls()[1].request), locationsRequest(16 * MiB, 16 * MiB, 17 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[1].request),
+            locationsRequest(16 * MiB, 16 * MiB, 17 * MiB));
   expectStream(locationBytes(17 * MiB, 16 * MiB, 16 * MiB, 2, 1), words({5, 0, 6, 0}));
 }
 
@@ -189,7 +190,7 @@ TEST_F(Dispatch, RackawareSortFoldsIntoHdfsBlocks) {
   client.blockLocations(2, 2, 4 * MiB, {5, 6, 0, 0, 5, 7, 0, 0});
   EXPECT_EQ(ask(GET_BLK_RACKAWARE_SORT, 0, 8 * MiB), 0);
   ASSERT_EQ(client.calls().size(), 2u);
-  EXPECT_EQ(settledPart(client.calls()[1].request), locationsRequest(0, 4 * MiB, 8 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[1].request), locationsRequest(0, 4 * MiB, 8 * MiB));
   expectStream(locationBytes(0, 8 * MiB, 8 * MiB, 1, 2), words({5, 6, 2, 1}));
 }
 
@@ -202,14 +203,14 @@ TEST_F(Dispatch, ZeroLengthNeedsNoLocationsUnlessLocal) {
   EXPECT_EQ(client.calls().size(), 2u);
   client.blockLocations(1, 1, 4 * MiB, {5, 0});
   EXPECT_EQ(ask(GET_BLK_LOCAL, 0, 0), 0);
-  EXPECT_EQ(settledPart(client.calls()[2].request), locationsRequest(0, 0, 1));
+  EXPECT_EQ(settledBytes(client.calls()[2].request), locationsRequest(0, 0, 1));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 0, 4 * MiB, 1, 1));
 }
 
 TEST_F(Dispatch, LengthIsClampedToTheFile) {
   client.blockLocations(1, 1, 64 * MiB, {5, 0});
   EXPECT_EQ(ask(GET_BLK_LOCAL, 1 * MiB, 64 * MiB), 0);
-  EXPECT_EQ(settledPart(client.calls()[0].request), locationsRequest(1 * MiB, 0, 63 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[0].request), locationsRequest(1 * MiB, 0, 63 * MiB));
   expectStream(locationBytes(1 * MiB, 63 * MiB, 64 * MiB, 1, 1), words({5, 0}));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @getBlkLocationInt:# Request length 67108864 is greater than file "
@@ -233,7 +234,7 @@ TEST_F(Dispatch, OffsetAtTheEndClampsToNothing) {
 TEST_F(Dispatch, OffsetPastTheEndIsNotClamped) {
   client.blockLocations(1, 0, 4 * MiB, {});
   EXPECT_EQ(ask(GET_BLK_LOCAL, 65 * MiB, 5 * MiB), 0);
-  EXPECT_EQ(settledPart(client.calls()[0].request), locationsRequest(65 * MiB, 0, 5 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[0].request), locationsRequest(65 * MiB, 0, 5 * MiB));
   EXPECT_EQ(loc.length, 5 * MiB);
 }
 
@@ -244,7 +245,8 @@ TEST_F(Dispatch, OffsetPastTheEndClampsWhatExceedsTheWrap) {
 }
 
 TEST_F(Dispatch, OnlyRegularFilesAreAsked) {
-  for (const unsigned type : {S_IFDIR, S_IFLNK, S_IFIFO, S_IFSOCK, S_IFCHR, S_IFBLK, 0}) {
+  for (const unsigned type :
+       std::initializer_list<unsigned>{S_IFDIR, S_IFLNK, S_IFIFO, S_IFSOCK, S_IFCHR, S_IFBLK, 0}) {
     for (int cmd = 0; cmd <= 4; ++cmd) {
       out.str("");
       EXPECT_EQ(ask(cmd, 0, 0, statusOf(4096, 4096, type | 0755)), 0);
@@ -341,7 +343,7 @@ TEST_F(Dispatch, FactorOfZeroGroupsByTheFileSystemsOwnBlocks) {
   client.blockInfo(2, {0});
   client.blockLocations(1, 1, 64 * MiB, {5, 0});
   EXPECT_EQ(ask(GET_BLK_RACKAWARE, 0, 64 * MiB), 0);
-  EXPECT_EQ(settledPart(client.calls()[1].request), locationsRequest(0, 0, 64 * MiB));
+  EXPECT_EQ(settledBytes(client.calls()[1].request), locationsRequest(0, 0, 64 * MiB));
   expectStream(locationBytes(0, 64 * MiB, 64 * MiB, 1, 1), words({5, 0}));
 }
 

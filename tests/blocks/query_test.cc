@@ -38,7 +38,7 @@ class BlockLocations : public JvmTest {
       EXPECT_EQ(call.function, "zorf_fcntl");
       EXPECT_EQ(call.fd, 9);
       EXPECT_EQ(call.request.size(), 64584u);
-      parts.push_back(settledPart(call.request));
+      parts.push_back(settledBytes(call.request));
     }
     return parts;
   }
@@ -216,7 +216,17 @@ TEST_F(BlockLocations, ReplyWithoutBlocksIsAskedForAgain) {
   EXPECT_EQ(out.str(), words({8, 0}));
 }
 
-TEST_F(BlockLocations, BlockSizeOfZeroIsInvalidForAFileWithData) {
+TEST_F(BlockLocations, ReplyWithNeitherBlocksNorTheirSizeIsAskedForAgain) {
+  client.blockLocations(1, 0, 0, {});
+  client.blockLocations(1, 1, 4 * MiB, {9, 0});
+  EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), 0);
+  EXPECT_THAT(requests(),
+              ElementsAre(locationsRequest(5 * MiB, 0, 1), locationsRequest(5 * MiB, 0, 1)));
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(5 * MiB, 1, 4 * MiB, 1, 1));
+}
+
+// They would be appended for ever, since none of them is an advance.
+TEST_F(BlockLocations, BlocksOfNoSizeAreInvalid) {
   client.blockLocations(1, 1, 0, {8, 0});
   EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), -1);
   EXPECT_EQ(errno, EINVAL);

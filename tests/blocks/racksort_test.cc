@@ -64,7 +64,7 @@ class RackSort : public JvmTest {
       EXPECT_EQ(call.function, "zorf_fcntl");
       EXPECT_EQ(call.fd, 9);
       EXPECT_EQ(call.request.size(), 64584u);
-      parts.push_back(settledPart(call.request));
+      parts.push_back(settledBytes(call.request));
     }
     return parts;
   }

@@ -45,7 +45,7 @@ std::string locationsRequest(std::uint64_t start, std::uint64_t skipFactor, std:
       .u64(40, length);
 }
 
-std::string settledPart(const std::string& request) {
+std::string settledBytes(const std::string& request) {
   std::string part = request.substr(0, 52);
   if (part.size() == 52) part.replace(8, 4, 4, '\0');
   return part;

@@ -30,7 +30,7 @@ std::string blockInfoRequest();
 // A block locations request up to its last [in] field, and that part of a recorded one. The error
 // offset is the file system's to set and counts as 0.
 std::string locationsRequest(std::uint64_t start, std::uint64_t skipFactor, std::uint64_t length);
-std::string settledPart(const std::string& request);
+std::string settledBytes(const std::string& request);
 
 // The 32 bytes of a location.
 std::string locationBytes(std::uint64_t offset, std::uint64_t length, std::uint64_t blocksize,
