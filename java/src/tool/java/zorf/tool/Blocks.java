@@ -3,6 +3,7 @@ package zorf.tool;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 
 /** Questions about blocks. The policy is one of the process, so each question sets its own. */
 final class Blocks {
@@ -23,6 +24,12 @@ final class Blocks {
 
   static BlockLocations locate(String path, long offset, long length, byte[] record) {
     return BlockLocations.decode(ZORFNative.getBlockLocationsNative(path, offset, length, record));
+  }
+
+  static void requireRegular(String path, byte[] record) {
+    if (Library.layout().decode(record).type() != FileType.REGULAR) {
+      throw new Failure(path + ": only regular files have blocks");
+    }
   }
 
   /** The block size that the file system itself uses for a file. */

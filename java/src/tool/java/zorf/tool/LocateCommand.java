@@ -11,7 +11,6 @@ import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
-import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -147,9 +146,7 @@ final class LocateCommand extends FileCommand {
   private void locate(String path) throws IOException {
     byte[] record = ZORFNative.getFileStatusNative(path, true);
     FileStatus status = Library.layout().decode(record);
-    if (status.type() != FileType.REGULAR) {
-      throw new Failure(path + ": only regular files have blocks");
-    }
+    Blocks.requireRegular(path, record);
     if (length == null) {
       length = Math.max(0, status.size() - offset);
     }
@@ -161,8 +158,10 @@ final class LocateCommand extends FileCommand {
     byte[] asked = zorfBlockSize > 0 ? RawStatus.withBlockSize(record, zorfBlockSize) : record;
     Blocks.choose(policy, defaultBlockSize);
     BlockLocations locations = Blocks.locate(path, offset, length, asked);
+    long blockSize = RawStatus.blockSize(asked);
     if (svg != null) {
-      Placement placement = new Placement(locations, policy, topology, SVG_COLUMNS);
+      Placement placement =
+          new Placement(locations, policy, blockSize, topology, SVG_COLUMNS);
       String picture = new PlacementSvg(placement, locations, policy, name(path)).render();
       Files.write(svg, picture.getBytes(StandardCharsets.UTF_8));
     }
@@ -175,7 +174,7 @@ final class LocateCommand extends FileCommand {
       Output.OUT.println();
       if (map) {
         int columns = PlacementMap.columnsIn(Output.width());
-        Placement placement = new Placement(locations, policy, topology, columns);
+        Placement placement = new Placement(locations, policy, blockSize, topology, columns);
         Output.OUT.print(
             new PlacementMap(placement, Output.colored(color), Output.unicode()).render());
       } else {

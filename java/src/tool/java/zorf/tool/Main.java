@@ -22,8 +22,16 @@ import picocli.CommandLine.Spec;
     synopsisSubcommandLabel = "COMMAND",
     subcommands = {
       StatusCommand.class,
+      LsCommand.class,
       LocateCommand.class,
-      DoctorCommand.class,
+      AclCommand.class,
+      XattrCommand.class,
+      ChmodCommand.class,
+      ReplicationCommand.class,
+      BgfCommand.class,
+      FsnameCommand.class,
+      DiagnoseCommand.class,
+      DoctorCommand.class
     },
     footer = {
       "  zorfhadoop status /zorf/data/events.dat",

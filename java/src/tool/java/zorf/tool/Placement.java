@@ -5,6 +5,7 @@ import java.util.Collections;
 import java.util.HashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Locale;
 import java.util.Map;
 import java.util.SortedSet;
 import java.util.TreeSet;
@@ -21,27 +22,41 @@ final class Placement {
 
   private final BlockLocations locations;
   private final boolean weighted;
+  private final long wholeBlock;
   private final int blocksPerColumn;
   private final int columns;
   private final Map<Integer, List<Integer>> racks = new LinkedHashMap<>();
   private final Map<Integer, long[]> held = new HashMap<>();
   private final long[] capacity;
+  private final double largestShare;
 
-  Placement(BlockLocations locations, BlockPolicy policy, Topology topology, int maxColumns) {
+  /**
+   * Counts what the locations hold.
+   *
+   * @param fileSystemBlock the size of the file system blocks that the sorting policy counts
+   * @param maxColumns how many columns there may be
+   */
+  Placement(
+      BlockLocations locations,
+      BlockPolicy policy,
+      long fileSystemBlock,
+      Topology topology,
+      int maxColumns) {
     this.locations = locations;
     weighted = policy == BlockPolicy.RACKAWARE_SORT;
+    wholeBlock = weighted ? Math.max(1, locations.blockSize() / Math.max(1, fileSystemBlock)) : 1;
     int blocks = locations.blockCount();
     blocksPerColumn = Math.max(1, (blocks + maxColumns - 1) / maxColumns);
     columns = (blocks + blocksPerColumn - 1) / blocksPerColumn;
     capacity = new long[columns];
     count();
     group(topology);
+    largestShare = largestShareOf();
   }
 
   private void count() {
     for (int block = 0; block < locations.blockCount(); block++) {
       int column = block / blocksPerColumn;
-      long most = 1;
       for (int replica = 0; replica < locations.replicaCount(); replica++) {
         int id = locations.id(block, replica);
         // What the sorting policy has no location for.
@@ -50,9 +65,8 @@ final class Placement {
         }
         long weight = weighted ? locations.secondWord(block, replica) : 1;
         held.computeIfAbsent(id, location -> new long[columns])[column] += weight;
-        most = Math.max(most, weight);
       }
-      capacity[column] += most;
+      capacity[column] += wholeBlock;
     }
   }
 
@@ -84,6 +98,33 @@ final class Placement {
   double share(int location, int column) {
     long[] counts = held.get(location);
     return counts == null ? 0 : Math.min(1, (double) counts[column] / capacity[column]);
+  }
+
+  /** The largest {@link #share}: of a column of many blocks each location holds only a little. */
+  double largestShare() {
+    return largestShare;
+  }
+
+  private double largestShareOf() {
+    double largest = 0;
+    for (int location : held.keySet()) {
+      for (int column = 0; column < columns; column++) {
+        largest = Math.max(largest, share(location, column));
+      }
+    }
+    return largest;
+  }
+
+  /** How dark a column of a location is, from 0 (nothing) to a number of steps (the most). */
+  int shade(int location, int column, int steps) {
+    double share = share(location, column);
+    return share == 0 ? 0 : (int) Math.ceil(share / largestShare * steps);
+  }
+
+  /** The largest share of a shade, such as "4.6%". */
+  String shadeText(int shade, int steps) {
+    double percent = 100 * largestShare * shade / steps;
+    return String.format(Locale.ROOT, percent < 10 ? "%.1f%%" : "%.0f%%", percent);
   }
 
   /** How many replicas a location holds; with the sorting policy, of file system blocks. */

@@ -50,9 +50,7 @@ final class PlacementMap {
     text.append(String.format("%6d  ", location));
     StringBuilder cells = new StringBuilder();
     for (int column = 0; column < placement.columns(); column++) {
-      double share = placement.share(location, column);
-      int shade = share == 0 ? 0 : Math.max(1, (int) Math.ceil(share * (shades.length() - 1)));
-      cells.append(shades.charAt(shade));
+      cells.append(shades.charAt(placement.shade(location, column, shades.length() - 1)));
     }
     colored(text, color, cells.toString());
     long total = placement.total(location);
@@ -64,15 +62,16 @@ final class PlacementMap {
 
   private void legend(StringBuilder text) {
     String shades = shades();
+    int steps = shades.length() - 1;
     text.append(String.format("%8s", ""))
-        .append("one column is ")
-        .append(Sizes.count(placement.blocksPerColumn(), "block"))
-        .append(", of which a location holds: ")
+        .append("of each ")
+        .append(placement.blocksPerColumn() == 1 ? "block" : placement.blocksPerColumn() + " blocks")
+        .append(": ")
         .append(shades.charAt(0))
         .append(" none");
-    int steps = shades.length() - 1;
     for (int i = 1; i <= steps; i++) {
-      text.append("  ").append(shades.charAt(i)).append(" <=").append(100 * i / steps).append('%');
+      text.append("  ").append(shades.charAt(i)).append(unicode ? " \u2264 " : " <= ");
+      text.append(placement.shadeText(i, steps));
     }
     text.append('\n');
   }

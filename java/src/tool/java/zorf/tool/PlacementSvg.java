@@ -41,7 +41,7 @@ final class PlacementSvg {
     this.policy = policy;
     this.name = name;
     column = Math.min(MAX_COLUMN, MATRIX_WIDTH / Math.max(1, placement.columns()));
-    width = Math.max(column * placement.columns(), 360);
+    width = column * placement.columns();
     int rows = placement.racks().values().stream().mapToInt(List::size).sum();
     row = rows > MANY_LOCATIONS ? 4 : 15;
   }
@@ -59,7 +59,7 @@ final class PlacementSvg {
     legend(y + 62);
     body.append(svg);
     svg.setLength(0);
-    open(LEFT + width + BAR_WIDTH + 76, y + 84);
+    open(LEFT + Math.max(width + BAR_WIDTH + 76, whole() ? 380 : 740), y + 84);
     heading();
     return svg.append(body).append("</svg>\n").toString();
   }
@@ -115,7 +115,7 @@ final class PlacementSvg {
         number(LEFT - 43), number(top), number(height - 1), color);
     add(
         "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\" fill=\"%s\" fill-opacity=\".09\"/>%n",
-        number(LEFT), number(top), number(column * placement.columns()), number(height - 1), INK);
+        number(LEFT), number(top), number(width), number(height - 1), INK);
     double y = top;
     for (int location : members) {
       location(location, y, color);
@@ -166,29 +166,7 @@ final class PlacementSvg {
   }
 
   private int shade(int location, int at) {
-    double share = placement.share(location, at);
-    return share == 0 ? 0 : Math.max(1, (int) Math.ceil(scaled(share) * SHADES));
-  }
-
-  /** A column of many blocks is spread over all locations: small shares must be told apart too. */
-  private double scaled(double share) {
-    return Math.min(1, share / largestShare());
-  }
-
-  private double largest;
-
-  private double largestShare() {
-    if (largest == 0) {
-      for (List<Integer> members : placement.racks().values()) {
-        for (int location : members) {
-          for (int at = 0; at < placement.columns(); at++) {
-            largest = Math.max(largest, placement.share(location, at));
-          }
-        }
-      }
-      largest = largest == 0 ? 1 : largest;
-    }
-    return largest;
+    return placement.shade(location, at, SHADES);
   }
 
   private static String opacity(int shade) {
@@ -196,7 +174,7 @@ final class PlacementSvg {
   }
 
   private void axis(double y) {
-    double end = LEFT + column * placement.columns();
+    double end = LEFT + width;
     add(
         "<path d=\"M%s %sH%s\" stroke=\"%s\" stroke-opacity=\".6\" fill=\"none\"/>%n",
         number(LEFT), number(y + 4), number(end), INK);
@@ -226,6 +204,11 @@ final class PlacementSvg {
     return step;
   }
 
+  /** Whether a location can only hold all of a column or nothing. */
+  private boolean whole() {
+    return placement.blocksPerColumn() == 1 && policy != BlockPolicy.RACKAWARE_SORT;
+  }
+
   private void legend(double y) {
     double x = LEFT;
     String held =
@@ -234,8 +217,7 @@ final class PlacementSvg {
             : "a location holds of each " + placement.blocksPerColumn() + " blocks:";
     text(x, y, "", held);
     x += 30 + 6.1 * held.length();
-    boolean whole = placement.blocksPerColumn() == 1 && policy != BlockPolicy.RACKAWARE_SORT;
-    for (int shade = whole ? SHADES : 0; shade <= SHADES; shade++) {
+    for (int shade = whole() ? SHADES : 0; shade <= SHADES; shade++) {
       String opacity = shade == 0 ? ".09" : opacity(shade);
       add(
           "<rect x=\"%s\" y=\"%s\" width=\"22\" height=\"11\" fill=\"%s\" fill-opacity=\"%s\"/>%n",
@@ -243,14 +225,10 @@ final class PlacementSvg {
       String share =
           shade == 0
               ? "none"
-              : whole ? "a replica" : "\u2264 " + percent(largestShare() * shade / SHADES);
+              : whole() ? "a replica" : "\u2264 " + placement.shadeText(shade, SHADES);
       text(x + 28, y, "", share);
       x += 84;
     }
-  }
-
-  private static String percent(double share) {
-    return String.format(Locale.ROOT, share < 0.1 ? "%.1f %%" : "%.0f %%", 100 * share);
   }
 
   private void text(double x, double y, String attributes, String text) {

@@ -35,6 +35,11 @@ final class Table {
     rows.add(cells);
   }
 
+  /** The number of rows below the header. */
+  int size() {
+    return rows.size() - 1;
+  }
+
   void print(PrintStream out) {
     int[] widths = new int[right.length];
     for (String[] row : rows) {
