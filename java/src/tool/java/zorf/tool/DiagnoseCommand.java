@@ -45,6 +45,10 @@ final class DiagnoseCommand extends FileCommand {
   private String name;
   private Exception problem;
   private Diagnosis diagnosis;
+  /** The component that stops the user, and where it leads if it is a link. */
+  private String culprit = "";
+
+  private String link;
 
   @Override
   void prepare() {
@@ -74,7 +78,7 @@ final class DiagnoseCommand extends FileCommand {
       Output.OUT.println(Output.printable(verdict));
       if (!diagnosis.components().isEmpty()) {
         Output.OUT.println();
-        table(reached).print(Output.OUT);
+        table().print(Output.OUT);
       }
     }
     return problem == null ? OK : FAILED;
@@ -115,12 +119,14 @@ final class DiagnoseCommand extends FileCommand {
           + Failure.systemText(problem);
     }
     String below = below(reached);
+    culprit = reached;
     Component last = find(reached);
     if (last != null && last.type() != FileType.DIRECTORY) {
       return name + " can't reach " + path + ": " + reached + " is not a directory";
     }
-    String link = target(below);
+    link = target(below);
     if (link != null) {
+      culprit = below;
       String rest = path.substring(below.length());
       Path beyond = Paths.get(below).resolveSibling(link);
       return name + " can't follow " + below + " to " + link + ": " + Failure.systemText(problem)
@@ -131,6 +137,7 @@ final class DiagnoseCommand extends FileCommand {
       String why = last == null ? "" : reason(last);
       return name + " is stopped at " + reached + ": may not enter it" + why;
     }
+    culprit = below;
     if (next != null && next.missing()) {
       return name + " can't reach " + path + ": " + below + " does not exist";
     }
@@ -166,12 +173,14 @@ final class DiagnoseCommand extends FileCommand {
     return null;
   }
 
-  private Table table(String reached) {
+  private Table table() {
     Table table = new Table("", "component", "mode", "owner", "group", "ACL", name + " may");
     for (Component component : diagnosis.components()) {
-      boolean stop = problem != null && component.path.equals(reached);
+      boolean stop = component.path.equals(culprit);
       String at = Output.printable(component.path);
-      if (component.described()) {
+      if (stop && link != null) {
+        table.row(">", at, "link", "", "", "", "");
+      } else if (component.described()) {
         table.row(
             stop ? ">" : "",
             at,
@@ -189,11 +198,10 @@ final class DiagnoseCommand extends FileCommand {
   }
 
   private static String modeText(Component component) {
-    return String.format("%04o", component.mode & 07777)
-        + " "
-        + AclText.bits(component.mode >> 6 & 7)
+    return AclText.bits(component.mode >> 6 & 7)
         + AclText.bits(component.mode >> 3 & 7)
-        + AclText.bits(component.mode & 7);
+        + AclText.bits(component.mode & 7)
+        + String.format(" %04o", component.mode & 07777);
   }
 
   /** What an access ACL says beyond the mode. */

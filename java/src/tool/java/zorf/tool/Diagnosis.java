@@ -3,6 +3,7 @@ package zorf.tool;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
+import java.util.Locale;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclEntry;
@@ -20,7 +21,8 @@ final class Diagnosis {
           " ino:(\\d+) u:(\\d+):(.*?) g:(\\d+):(.*?) m:([0-7]+) ctime: [^\n]*(\n.*)?",
           Pattern.DOTALL);
   private static final int ENOENT = 2;
-  private static final int EACCES = 13;
+  private static final int ENOTDIR = 20;
+  private static final int EOPNOTSUPP = 95;
 
   /** One component of the path. */
   static final class Component {
@@ -51,12 +53,12 @@ final class Diagnosis {
     }
 
     boolean missing() {
-      return aclError == ENOENT;
+      return aclError == ENOENT || aclError == ENOTDIR;
     }
 
     /** False where even the super-user got nothing, and the record is that of another component. */
     boolean described() {
-      return aclError != ENOENT && aclError != EACCES;
+      return aclError == 0 || aclError == EOPNOTSUPP;
     }
 
     FileType type() {
@@ -112,49 +114,28 @@ final class Diagnosis {
   private static List<AclEntry> entries(String path, String text) {
     List<AclEntry> entries = new ArrayList<>();
     for (String acl : text.split("\nACLs: ")) {
-      boolean user = false;
-      boolean group = false;
       // The ACL starts with its path, which may hold anything.
       String body = acl.startsWith(path) ? acl.substring(path.length()) : acl;
       for (String line : body.split("\n")) {
         boolean inherited = line.startsWith("default:");
         String[] fields = (inherited ? line.substring(8) : line).split(":", -1);
-        if (fields.length != 3) {
-          continue;
+        if (fields.length == 3) {
+          entries.add(entry(inherited ? AclScope.DEFAULT : AclScope.ACCESS, fields));
         }
-        AclScope scope = inherited ? AclScope.DEFAULT : AclScope.ACCESS;
-        // Root's id is left out: a second "user::" is the named user root.
-        boolean root = fields[0].equals("user") && user || fields[0].equals("group") && group;
-        entries.add(entry(scope, fields, !fields[1].isEmpty() || root));
-        user |= fields[0].equals("user");
-        group |= fields[0].equals("group");
       }
     }
     return Collections.unmodifiableList(entries);
   }
 
-  private static AclEntry entry(AclScope scope, String[] fields, boolean named) {
-    int permission = 0;
-    for (char bit : fields[2].toCharArray()) {
-      permission |=
-          bit == 'r'
-              ? AclEntry.READ
-              : bit == 'w' ? AclEntry.WRITE : bit == 'x' ? AclEntry.EXECUTE : 0;
-    }
-    switch (fields[0]) {
-      case "user":
-        return named
-            ? AclEntry.of(scope, AclTag.USER, id(fields[1]), permission)
-            : AclEntry.of(scope, AclTag.USER_OBJ, permission);
-      case "group":
-        return named
-            ? AclEntry.of(scope, AclTag.GROUP, id(fields[1]), permission)
-            : AclEntry.of(scope, AclTag.GROUP_OBJ, permission);
-      case "mask":
-        return AclEntry.of(scope, AclTag.MASK, permission);
-      default:
-        return AclEntry.of(scope, AclTag.OTHER, permission);
-    }
+  private static AclEntry entry(AclScope scope, String[] fields) {
+    int permission =
+        (fields[2].contains("r") ? AclEntry.READ : 0)
+            | (fields[2].contains("w") ? AclEntry.WRITE : 0)
+            | (fields[2].contains("x") ? AclEntry.EXECUTE : 0);
+    AclTag tag = AclTag.valueOf(fields[0].toUpperCase(Locale.ROOT));
+    return tag.isQualified()
+        ? AclEntry.of(scope, tag, id(fields[1]), permission)
+        : AclEntry.of(scope, tag, permission);
   }
 
   /** Ids are logged signed, and root's not at all. */

@@ -5,6 +5,7 @@ import java.time.Instant;
 import java.time.ZoneOffset;
 import java.time.format.DateTimeFormatter;
 import java.util.List;
+import java.util.Locale;
 import java.util.concurrent.Callable;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclFormat;
@@ -69,7 +70,7 @@ final class StatusCommand extends FileCommand {
     }
     began = true;
     row("path", path + (target == null ? "" : " -> " + target));
-    row("type", status.type().name().toLowerCase().replace('_', ' '));
+    row("type", status.type().name().toLowerCase(Locale.ROOT).replace('_', ' '));
     row("mode", status.permissionOctal() + " " + status.permissionText());
     row("owner", named(Names.user(status.uid()), status.uid()));
     row("group", named(Names.group(status.gid()), status.gid()));
@@ -149,7 +150,7 @@ final class StatusCommand extends FileCommand {
   }
 
   static void putStatus(Json json, FileStatus status) {
-    json.put("type", status.type().name().toLowerCase())
+    json.put("type", status.type().name().toLowerCase(Locale.ROOT))
         .put("mode", status.permissionOctal())
         .put("owner", Names.user(status.uid()))
         .put("uid", status.uid())
