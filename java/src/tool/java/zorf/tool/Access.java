@@ -1,7 +1,10 @@
 package zorf.tool;
 
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.List;
+import java.util.function.Supplier;
+import java.util.stream.Collectors;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclEntry;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclScope;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclTag;
@@ -9,9 +12,9 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.AclTag;
 /** What somebody may do with a file, and which entry of its ACL or mode says so. */
 final class Access {
   private final int permission;
-  private final String reason;
+  private final Supplier<String> reason;
 
-  private Access(int permission, String reason) {
+  private Access(int permission, Supplier<String> reason) {
     this.permission = permission;
     this.reason = reason;
   }
@@ -23,23 +26,24 @@ final class Access {
 
   /** Such as "other::---" or "user:alice:rwx under mask::r--". */
   String reason() {
-    return reason;
+    return reason.get();
   }
 
   /** Decides as the kernel does: the first kind of entry that fits decides alone. */
   static Access of(Identity who, Diagnosis.Component file) {
     if (who.uid() == 0) {
-      return new Access(7, "root");
+      return new Access(7, () -> "root");
     }
     List<AclEntry> acl = accessEntries(file);
     if (who.uid() == file.uid) {
       AclEntry owner = first(acl, AclTag.USER_OBJ);
-      return new Access(owner.permission(), "the owner's " + AclText.format(owner, false));
+      return new Access(
+          owner.permission(), () -> "the owner's " + AclText.format(owner, false));
     }
     AclEntry mask = first(acl, AclTag.MASK);
     for (AclEntry entry : acl) {
       if (entry.tag() == AclTag.USER && entry.qualifier() == who.uid()) {
-        return masked(entry.permission(), AclText.format(entry, false), mask);
+        return masked(Collections.singletonList(entry), mask);
       }
     }
     List<AclEntry> groups = new ArrayList<>();
@@ -51,22 +55,23 @@ final class Access {
       }
     }
     if (!groups.isEmpty()) {
-      // For each single permission one of them is enough.
-      int granted = 0;
-      StringBuilder texts = new StringBuilder();
-      for (AclEntry entry : groups) {
-        granted |= entry.permission();
-        texts.append(texts.length() == 0 ? "" : ",").append(AclText.format(entry, false));
-      }
-      return masked(granted, texts.toString(), mask);
+      return masked(groups, mask);
     }
     AclEntry other = first(acl, AclTag.OTHER);
-    return new Access(other.permission(), AclText.format(other, false));
+    return new Access(other.permission(), () -> AclText.format(other, false));
   }
 
-  private static Access masked(int granted, String text, AclEntry mask) {
+  /** For each single permission one of the entries is enough. */
+  private static Access masked(List<AclEntry> entries, AclEntry mask) {
+    int granted = entries.stream().mapToInt(AclEntry::permission).reduce(0, (a, b) -> a | b);
     int left = mask == null ? granted : granted & mask.permission();
-    return new Access(left, left == granted ? text : text + " under " + mask);
+    return new Access(
+        left,
+        () ->
+            entries.stream()
+                    .map(entry -> AclText.format(entry, false))
+                    .collect(Collectors.joining(","))
+                + (left == granted ? "" : " under " + mask));
   }
 
   private static AclEntry first(List<AclEntry> acl, AclTag tag) {

@@ -93,12 +93,12 @@ final class Diagnosis {
       if (start < 0) {
         continue;
       }
-      int end = line.indexOf("\n@@@fails @", start);
+      int body = start + 2 + climb.get(i).length();
+      int end = line.indexOf("\n@@@fails @", body);
       for (int j = i + 1; j < climb.size(); j++) {
-        int next = line.indexOf("\n@" + climb.get(j) + " ino:", start);
+        int next = line.indexOf("\n@" + climb.get(j) + " ino:", body);
         end = next >= 0 && (end < 0 || next < end) ? next : end;
       }
-      int body = start + 2 + climb.get(i).length();
       Matcher record = RECORD.matcher(line.substring(body, end < 0 ? line.length() : end));
       if (record.matches()) {
         components.add(new Component(climb.get(i), record));

@@ -16,7 +16,7 @@ final class Identity {
   private final long uid;
   private final Set<Long> gids;
 
-  private Identity(long uid, Set<Long> gids) {
+  Identity(long uid, Set<Long> gids) {
     this.uid = uid;
     this.gids = gids;
   }
