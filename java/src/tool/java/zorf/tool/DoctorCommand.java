@@ -177,7 +177,7 @@ final class DoctorCommand extends ToolCommand {
 
   private static void rights() throws IOException {
     long have = ProcessFacts.capabilities();
-    say("ok", "acting as", "uid " + Identity.current().uid());
+    say("ok", "acting as", "uid " + Identity.current().uid() + " on the file system");
     for (Object[] right : RIGHTS) {
       Capability capability = (Capability) right[0];
       boolean there = capability.isIn(have);

@@ -60,11 +60,9 @@ public final class Main implements Runnable {
   public static void main(String[] arguments) {
     ToolLog.install();
     int result = commandLine().execute(arguments);
-    Output.OUT.flush();
-    if (Output.OUT.checkError() && result == ToolCommand.OK) {
+    if (!Output.finish() && result == ToolCommand.OK) {
       result = ToolCommand.FAILED;
     }
-    Output.ERR.flush();
     System.exit(result);
   }
 

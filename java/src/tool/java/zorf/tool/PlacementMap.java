@@ -63,6 +63,10 @@ final class PlacementMap {
   private void legend(StringBuilder text) {
     String shades = shades();
     int steps = shades.length() - 1;
+    if (placement.allOrNothing()) {
+      text.append(String.format("%8s%s a replica%n", "", shades.charAt(steps)));
+      return;
+    }
     text.append(String.format("%8s", ""))
         .append("of each ")
         .append(placement.blocksPerColumn() == 1 ? "block" : placement.blocksPerColumn() + " blocks")
