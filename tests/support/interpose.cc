@@ -21,6 +21,7 @@ enum Function : std::size_t {
   FN_newArray,
   FN_newNothrow,
   FN_newArrayNothrow,
+  FN_anyAllocation,
   FUNCTIONS,
 };
 
@@ -32,6 +33,7 @@ constexpr std::string_view names[] = {
     "operator new[]",
     "operator new(nothrow)",
     "operator new[](nothrow)",
+    "any allocation",
 };
 static_assert(std::size(names) == FUNCTIONS);
 
@@ -97,6 +99,10 @@ void Hooks::fail(std::string_view function, int err, int nth) {
   Fault& fault = faults_[indexOf(function)];
   fault.countdown = nth;
   fault.err = err;
+}
+
+bool Hooks::awaits(std::string_view function) const {
+  return faults_[indexOf(function)].countdown > 0;
 }
 
 int Hooks::calls(std::string_view function) const {
@@ -192,7 +198,8 @@ template <class Real, class... Nothrow>
 void* allocate(std::size_t index, Real real, std::size_t size, Nothrow... nothrow) {
   Hooks* scope = hooks();
   if (scope == nullptr) return real(size, nothrow...);
-  if (scope->enter(index) != 0) return nullptr;
+  const bool refused = scope->enter(index) != 0;
+  if (scope->enter(FN_anyAllocation) != 0 || refused) return nullptr;
   const Inside guard;
   void* block = real(size, nothrow...);
   if (block != nullptr) scope->allocated(1);
