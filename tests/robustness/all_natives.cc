@@ -305,16 +305,13 @@ void AllNatives::addAclNatives() {
   remove("removeAcl", "missing file", NATIVE(removeAcl), missing);
 }
 
-Outcome AllNatives::settle(const Returned& returned) const {
+void AllNatives::settle(const Returned& returned, Outcome& outcome) const {
   JNIEnv* env = jniEnv();
-  Outcome outcome;
-  outcome.error = takeJavaError();
-  if (outcome.error) outcome.error->message = anonymous(outcome.error->message);
   jobject value = returned.object;
   const bool isObject = returned.kind >= Returned::TEXT;
   if (isObject && value == nullptr) {
     outcome.text = "null";
-    return outcome;
+    return;
   }
   switch (returned.kind) {
     case Returned::NOTHING:
@@ -359,7 +356,6 @@ Outcome AllNatives::settle(const Returned& returned) const {
       break;
     }
   }
-  return outcome;
 }
 
 Attempt AllNatives::attempt(const NativeCall& call, const std::function<void(Hooks&)>& inject,
@@ -388,8 +384,13 @@ Attempt AllNatives::attempt(const NativeCall& call, const std::function<void(Hoo
   for (const std::string& function : jni_.takeMisuse()) {
     result.damage += function + " called with an exception pending; ";
   }
-  result.outcome = settle(returned);
+  result.outcome.error = takeJavaError();
+  if (result.outcome.error) {
+    result.outcome.error->message = anonymous(result.outcome.error->message);
+  }
+  letLoggerThrow("");
   result.log = takeLog();
+  settle(returned, result.outcome);
 
   Footprint now = Footprint::take(files_.root());
   if (call.native.starts_with("setFsUid")) {

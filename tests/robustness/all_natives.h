@@ -82,7 +82,8 @@ class AllNatives {
   void addBlockNatives();
   void addXattrNatives();
   void addAclNatives();
-  Outcome settle(const Returned& returned) const;
+  // Fills in what was returned, and gives back what Java would have to.
+  void settle(const Returned& returned, Outcome& outcome) const;
 
   ScratchFiles files_;
   FaultyAcl acl_;
