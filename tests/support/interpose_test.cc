@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -90,6 +91,13 @@ TEST(Interpose, OtherThreadsAreLeftAlone) {
     EXPECT_EQ(::stat("/", &st), 0);
   }).join();
   EXPECT_EQ(hooks.calls("stat"), 0);
+}
+
+TEST(Interpose, SharedLibrariesAreLeftAlone) {
+  Hooks hooks;
+  hooks.fail("readlink", EIO);
+  EXPECT_NE(std::filesystem::read_symlink("/proc/self/exe"), "");
+  EXPECT_EQ(hooks.calls("readlink"), 0);
 }
 
 TEST(Interpose, InnerScopeHidesTheOuterUntilItEnds) {
