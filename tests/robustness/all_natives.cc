@@ -4,6 +4,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <utility>
+
 #include "blocks/policy.h"
 #include "blocks/query.h"
 #include "support/java_values.h"
@@ -138,6 +141,16 @@ void AllNatives::addStatusNatives() {
       return object(Returned::BYTES, NATIVE(getFileStatusNative)(env, nullptr, path, JNI_TRUE));
     });
   }
+  add("getFileStatusNative", "access denied", "null", [=](JNIEnv* env) {
+    return object(Returned::BYTES, NATIVE(getFileStatusNative)(env, nullptr, file, JNI_TRUE));
+  });
+  calls_.back().arm = [](Hooks& hooks) {
+    hooks.lstat = [first = true](const char* path, struct stat* st) mutable {
+      if (!std::exchange(first, false)) return ::lstat(path, st);
+      errno = EACCES;
+      return -1;
+    };
+  };
   add("getFileStatusFormatNative", "", "null", [](JNIEnv* env) {
     return object(Returned::INTS, NATIVE(getFileStatusFormatNative)(env, nullptr));
   });
@@ -197,18 +210,20 @@ void AllNatives::addBlockNatives() {
   });
   add("setBGF", "", "false",
       [=](JNIEnv* env) { return boolean(NATIVE(setBGF)(env, nullptr, file, 4)); });
-  const auto located = [this](const char* situation, jstring path, jboolean need) {
+  const auto located = [this](const char* situation, jstring path, jboolean need,
+                              jboolean follow = JNI_TRUE) {
     add(
         "getLocatedFileStatusNative", situation, "null",
         [=](JNIEnv* env) {
           return object(Returned::BYTES, NATIVE(getLocatedFileStatusNative)(
-                                             env, nullptr, path, JNI_TRUE, need, JNI_TRUE));
+                                             env, nullptr, path, follow, need, JNI_TRUE));
         },
         [] { policy(GET_BLK_RACKAWARE_SORT); });
   };
   located("", file, JNI_TRUE);
   located("without locations", file, JNI_FALSE);
   located("missing file", missing, JNI_TRUE);
+  located("a link not followed", globalString(files_.path("link")), JNI_TRUE, JNI_FALSE);
 }
 
 void AllNatives::addXattrNatives() {
@@ -375,6 +390,7 @@ Attempt AllNatives::attempt(const NativeCall& call, const std::function<void(Hoo
     hooks.setmntent = [table = files_.path("mtab")](const char*, const char* mode) {
       return ::setmntent(table.c_str(), mode);
     };
+    if (call.arm) call.arm(hooks);
     if (inject) inject(hooks);
     const long kept = hooks.allocations();
     returned = call.call(env);

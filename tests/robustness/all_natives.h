@@ -28,8 +28,9 @@ struct NativeCall {
   std::string native;     // the method, with its overload suffix
   std::string situation;  // what is special about this call; empty for the plain one
   std::function<Returned(JNIEnv*)> call;
-  std::function<void()> prepare = nullptr;  // before every call
-  std::string neutral;                      // the text of what it returns when it fails
+  std::function<void()> prepare = nullptr;    // before every call
+  std::string neutral;                        // the text of what it returns when it fails
+  std::function<void(Hooks&)> arm = nullptr;  // before every call, once its scope has begun
 
   std::string name() const { return situation.empty() ? native : native + ", " + situation; }
 };
