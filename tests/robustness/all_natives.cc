@@ -406,6 +406,7 @@ Attempt AllNatives::attempt(const NativeCall& call, const std::function<void(Hoo
   }
   letLoggerThrow("");
   result.log = takeLog();
+  for (std::string& line : result.log) line = anonymous(line);
   settle(returned, result.outcome);
 
   Footprint now = Footprint::take(files_.root());

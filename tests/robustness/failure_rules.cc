@@ -230,9 +230,11 @@ FailureRule ruleFor(const NativeCall& native, const std::string& call, int nth, 
     return {.effect = Effect::RAISES, .messages = {"setxattr failed for disk quota exceeded"}};
   }
   // A default ACL that may not be read counts as none.
-  const bool isReport = native.native == "getAclStatus" && native.situation.empty();
-  if (call == "acl_get_file" && err == EACCES && isReport && nth == 2) {
-    return {.effect = Effect::RETURNS, .messages = {"64 bytes"}};
+  if (call == "acl_get_file" && err == EACCES && nth == 2 && native.situation.empty()) {
+    if (native.native == "getAclStatus") {
+      return {.effect = Effect::RETURNS, .messages = {"64 bytes"}};
+    }
+    return {};
   }
   for (const FailureRule& rule : allRules()) {
     if (rule.native == native.native && rule.call == call && nth >= rule.first &&

@@ -11,8 +11,8 @@ struct FailureRule {
     NONE,       // the answer is the usual one
     RAISES,     // the exception of the errno, and the neutral value
     RETURNS,    // another value: `messages` holds its text
-    UNCHECKED,  // the library doesn't look: the usual answer with less in it, or an ACL that libacl
-                // then finds malformed
+    UNCHECKED,  // the library doesn't look: the usual answer with less in it, or EINVAL because an
+                // ACL has become malformed
   };
 
   std::string native = {};

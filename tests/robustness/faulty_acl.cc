@@ -64,6 +64,7 @@ int countedFree(void* object) {
 }  // namespace
 
 FaultyAcl::FaultyAcl() {
+  ACLUtil::init();  // before the virtual machine loads the library, which then leaves it alone
 #define ZORF_INSTALL(function)                    \
   Faulty<&ACLUtil::function>::install(#function); \
   faults_.push_back(&Faulty<&ACLUtil::function>::fault);

@@ -53,7 +53,6 @@ const std::map<std::string, Errors> errors = {
     {"acl_delete_entry", {EINVAL, ENOSYS}},
     {"acl_get_entry", {EINVAL}},
     {"acl_add_perm", {EINVAL}},
-    {"acl_clear_perms", {EINVAL}},
     {"acl_get_permset", {EINVAL}},
     {"acl_calc_mask", {EINVAL, ENOMEM}},
     {"acl_get_qualifier", {EINVAL, ENOMEM}},
@@ -73,4 +72,10 @@ const std::map<std::string, Errors> errors = {
 std::vector<int> documentedErrors(const std::string& call) {
   const auto found = errors.find(call);
   return found == errors.end() ? Errors{} : found->second;
+}
+
+std::vector<std::string> documentedCalls() {
+  std::vector<std::string> calls;
+  for (const auto& [call, some] : errors) calls.push_back(call);
+  return calls;
 }

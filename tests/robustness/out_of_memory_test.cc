@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "robustness/fault_sites.h"
 #include "robustness/robustness_fixture.h"
 
 namespace {
@@ -46,33 +47,42 @@ class OutOfMemoryTest : public RobustnessTest {
     EXPECT_TRUE(mayKeep(call, attempt)) << attempt.kept << " allocations kept";
   }
 
-  void failEachAllocation(std::int32_t level) {
+  // Lets each allocation of `call` fail, after `inject`; returns how many there were.
+  static int failEachAllocation(const NativeCall& call, const Outcome& usual,
+                                const std::function<void(Hooks&)>& inject) {
+    for (int n = 1; n < 5000; ++n) {
+      SCOPED_TRACE(call.name() + ", allocation " + std::to_string(n));
+      bool failed = false;
+      const Attempt attempt = all->attempt(
+          call,
+          [&](Hooks& hooks) {
+            inject(hooks);
+            hooks.fail("any allocation", ENOMEM, n);
+          },
+          [&](Hooks& hooks) { failed = !hooks.awaits("any allocation"); });
+      expectUndamaged(call, attempt);
+      if (!failed) {
+        EXPECT_EQ(attempt.outcome, usual);
+        return n - 1;
+      }
+      EXPECT_TRUE(isExpected(call, usual, attempt.outcome)) << attempt.outcome;
+    }
+    ADD_FAILURE() << call.name() << " never ends";
+    return 0;
+  }
+
+  static void failEachAllocation(std::int32_t level) {
     int failures = 0;
     for (const NativeCall& call : all->calls()) {
       logger2::currentLevel = level;
       const Outcome usual = undisturbed(call).outcome;
-      bool failed = true;
-      for (int n = 1; failed; ++n) {
-        SCOPED_TRACE(call.name() + ", allocation " + std::to_string(n));
-        ASSERT_LT(n, 5000);
-        const Attempt attempt = all->attempt(
-            call, [&](Hooks& hooks) { hooks.fail("any allocation", ENOMEM, n); },
-            [&](Hooks& hooks) { failed = !hooks.awaits("any allocation"); });
-        if (failed) {
-          ++failures;
-          EXPECT_TRUE(isExpected(call, usual, attempt.outcome)) << attempt.outcome;
-        } else {
-          EXPECT_EQ(attempt.outcome, usual);
-        }
-        expectUndamaged(call, attempt);
-      }
+      failures += failEachAllocation(call, usual, [](Hooks&) {});
       EXPECT_EQ(all->attempt(call).outcome, usual) << call.name() << " afterwards";
     }
-    RecordProperty("failed_allocations", failures);
     std::cout << failures << " failed allocations\n";
   }
 
-  void failEachJavaAllocation(std::int32_t level) {
+  static void failEachJavaAllocation(std::int32_t level) {
     int failures = 0;
     for (const NativeCall& call : all->calls()) {
       logger2::currentLevel = level;
@@ -130,6 +140,25 @@ TEST_F(OutOfMemoryTest, NativeAnswersWhicheverAllocationFailsWhileNothingIsLogge
 
 TEST_F(OutOfMemoryTest, NativeAnswersWhicheverAllocationFailsWhileAllIsLogged) {
   failEachAllocation(LOG_TRACE);
+}
+
+TEST_F(OutOfMemoryTest, FailingNativeAnswersWhicheverAllocationFails) {
+  int failures = 0;
+  for (const NativeCall& call : all->calls()) {
+    for (const FaultSite& site : faultSites(all->acl())) {
+      bool failed = false;
+      const auto fail = [&](Hooks& hooks) {
+        site.reset();
+        site.fail(hooks, EIO, 1);
+      };
+      const Attempt failing =
+          all->attempt(call, fail, [&](Hooks& hooks) { failed = site.calls(hooks) > 0; });
+      SCOPED_TRACE(site.name() + " fails");
+      if (failed) failures += failEachAllocation(call, failing.outcome, fail);
+      site.reset();
+    }
+  }
+  std::cout << failures << " failed allocations\n";
 }
 
 TEST_F(OutOfMemoryTest, NativeAnswersWhicheverJavaAllocationFailsWhileNothingIsLogged) {
