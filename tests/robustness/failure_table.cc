@@ -62,6 +62,7 @@ std::string toldLine(std::string line) {
       {std::regex("Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_"), "..._"},
       {std::regex("(error:?|failed with|rc:) ?[0-9]+"), "$1 <errno>"},
       {std::regex("stat for [0-9]+$"), "stat for <fd>"},
+      {std::regex("(for [ug]id:) [0-9]+"), "$1 <id>"},
       {std::regex("(dump group ids\\):).*"), "$1 ..."},
       {std::regex("user\\.[ab]\\b"), "user.a"},
       {std::regex("\n"), " "},
