@@ -22,9 +22,8 @@ struct Footprint {
     // -1 is no id: the kernel changes nothing and tells the present one.
     now.fsuid = setfsuid(static_cast<uid_t>(-1));
     now.fsgid = setfsgid(static_cast<gid_t>(-1));
-    now.groups.resize(65536);
-    const int count = getgroups(static_cast<int>(now.groups.size()), now.groups.data());
-    now.groups.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    now.groups.resize(static_cast<std::size_t>(getgroups(0, nullptr)));
+    getgroups(static_cast<int>(now.groups.size()), now.groups.data());
     DIR* directory = opendir("/proc/self/fd");
     while (const dirent* entry = readdir(directory)) {
       char file[256] = {};
