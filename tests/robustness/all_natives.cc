@@ -108,7 +108,7 @@ void AllNatives::addIdentityNatives() {
   jstring nobody = globalString("nobody");
   for (const auto& [situation, name] :
        {std::pair{"", nobody}, std::pair{"unknown user", unknown}}) {
-    add("setFsUid__Ljava_lang_String_2", situation, "0", [=](JNIEnv* env) {
+    add("setFsUid__Ljava_lang_String_2", situation, "0", [name = name](JNIEnv* env) {
       const jlong handle = NATIVE(setFsUid__Ljava_lang_String_2)(env, nullptr, name);
       return Returned{Returned::HANDLE, handle, nullptr};
     });
@@ -137,7 +137,7 @@ void AllNatives::addStatusNatives() {
   jstring mount = globalString("/zorf");
   jstring noMount = globalString("/no/mount/point");
   for (const auto& [situation, path] : {std::pair{"", link}, std::pair{"missing file", missing}}) {
-    add("getFileStatusNative", situation, "null", [=](JNIEnv* env) {
+    add("getFileStatusNative", situation, "null", [path = path](JNIEnv* env) {
       return object(Returned::BYTES, NATIVE(getFileStatusNative)(env, nullptr, path, JNI_TRUE));
     });
   }
@@ -155,7 +155,7 @@ void AllNatives::addStatusNatives() {
     return object(Returned::INTS, NATIVE(getFileStatusFormatNative)(env, nullptr));
   });
   for (const auto& [situation, path] : {std::pair{"", file}, std::pair{"missing file", missing}}) {
-    add("getINum", situation, "-1", [=](JNIEnv* env) {
+    add("getINum", situation, "-1", [path = path](JNIEnv* env) {
       return Returned{Returned::INODE, NATIVE(getINum)(env, nullptr, path), nullptr};
     });
   }
@@ -166,14 +166,15 @@ void AllNatives::addStatusNatives() {
     return object(Returned::PATH, NATIVE(getLinkTargetNative)(env, nullptr, link, 5000));
   });
   for (const auto& [situation, path] : {std::pair{"", link}, std::pair{"missing file", missing}}) {
-    add("getFailedPathNative", situation, "null", [=](JNIEnv* env) {
+    add("getFailedPathNative", situation, "null", [path = path](JNIEnv* env) {
       return object(Returned::PATH, NATIVE(getFailedPathNative)(env, nullptr, path, JNI_TRUE));
     });
   }
   for (const auto& [situation, path] :
        {std::pair{"", mount}, std::pair{"no mount point", noMount}}) {
-    add("getFsName", situation, "null",
-        [=](JNIEnv* env) { return object(Returned::TEXT, NATIVE(getFsName)(env, nullptr, path)); });
+    add("getFsName", situation, "null", [path = path](JNIEnv* env) {
+      return object(Returned::TEXT, NATIVE(getFsName)(env, nullptr, path));
+    });
   }
   add("setPermission", "", "false",
       [=](JNIEnv* env) { return boolean(NATIVE(setPermission)(env, nullptr, changed, 0750)); });
@@ -279,7 +280,7 @@ void AllNatives::addAclNatives() {
   jbyteArray twice = globalBytes(words({2, ACCESS, 1, 7, ACCESS, 1, 7}));
   for (const auto& [situation, path] :
        {std::pair{"", directory}, std::pair{"missing file", missing}}) {
-    add("getAclStatus", situation, "null", [=](JNIEnv* env) {
+    add("getAclStatus", situation, "null", [path = path](JNIEnv* env) {
       return object(Returned::BYTES, NATIVE(getAclStatus)(env, nullptr, path, nullptr));
     });
   }
