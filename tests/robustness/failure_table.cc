@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <regex>
 #include <tuple>
 
 namespace {
@@ -52,24 +51,52 @@ std::string displayName(const NativeCall& native) {
   return native.native;
 }
 
+void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (auto at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+// Puts `name` in the place of the number that follows `before` wherever it stands.
+void nameNumber(std::string& text, const std::string& before, const std::string& name) {
+  constexpr const char* DIGITS = "0123456789";
+  for (auto at = text.find(before); at != text.npos; at = text.find(before, at)) {
+    at += before.size();
+    const auto digits = at + (text.compare(at, 1, " ") == 0 ? 1 : 0);
+    const auto end = std::min(text.find_first_not_of(DIGITS, digits), text.size());
+    if (end > digits) text.replace(at, end - at, " " + name);
+  }
+}
+
+// The number of the source line is the compiler's.
+void dropSourceLine(std::string& line) {
+  const auto at = line.find(" @");
+  if (at == line.npos || line.find(' ') != at) return;
+  const auto colon = line.find(':', at);
+  line.erase(colon, line.find(' ', colon) - colon);
+}
+
 // Without what differs from run to run or with the errno; empty for a line that is not told.
 std::string toldLine(std::string line) {
-  static const std::regex untold(
-      "^trace |@(handle_error|getFailedPathInt|setfsid|cmp):|@getStat:[0-9]+ tid:");
-  if (std::regex_search(line, untold)) return "";
-  static const std::pair<std::regex, const char*> changes[] = {
-      {std::regex("^(\\w+ @\\w+):[0-9]+ "), "$1 "},
-      {std::regex("Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_"), "..._"},
-      {std::regex("(error:?|failed with|rc:) ?[0-9]+"), "$1 <errno>"},
-      {std::regex("stat for [0-9]+$"), "stat for <fd>"},
-      {std::regex("(for [ug]id:) [0-9]+"), "$1 <id>"},
-      {std::regex("(dump group ids\\):).*"), "$1 ..."},
-      {std::regex("user\\.[ab]\\b"), "user.a"},
-      {std::regex("\n"), " "},
-  };
-  for (const auto& [pattern, replacement] : changes) {
-    line = std::regex_replace(line, pattern, replacement);
+  if (line.starts_with("trace ")) return "";
+  dropSourceLine(line);
+  for (const char* untold :
+       {"@handle_error ", "@getFailedPathInt ", "@setfsid ", "@cmp ", "@getStat tid:"}) {
+    if (line.find(untold) != line.npos) return "";
   }
+  replaceAll(line, "Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_", "..._");
+  for (const char* before : {"error", "error:", "failed with", "rc:"}) {
+    nameNumber(line, before, "<errno>");
+  }
+  nameNumber(line, "extended stat for", "<fd>");
+  nameNumber(line, "uid:", "<id>");
+  nameNumber(line, "gid:", "<id>");
+  const std::string groups = "(dump group ids):";
+  if (const auto at = line.find(groups); at != line.npos) {
+    line = line.substr(0, at + groups.size()) + " ...";
+  }
+  replaceAll(line, "user.b", "user.a");
+  replaceAll(line, "\n", " ");
   return line;
 }
 
@@ -98,7 +125,8 @@ std::string newLines(const Attempt& usual, const Attempt& failing) {
   if (hasDiagnosis(failing) && !hasDiagnosis(usual)) {
     all += all.empty() ? "(diagnosis)" : "<br>(diagnosis)";
   }
-  return std::regex_replace(all, std::regex("\\|"), "\\|");
+  replaceAll(all, "|", "\\|");
+  return all;
 }
 
 std::string names(const std::set<int>& errnos) {
