@@ -37,9 +37,11 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& os, jbyteArray& o
 
 void raiseEscaped(JNIEnv* env) noexcept {
   try {
-    throw;
-  } catch (const IOException& e) {
-    handle_error(env, e.errorNumber, e.what());
+    try {
+      throw;
+    } catch (const IOException& e) {
+      handle_error(env, e.errorNumber, e.what());  // the copy of its text may find no memory
+    }
   } catch (...) {
     handle_error(env, ENOMEM, "");
   }
