@@ -52,11 +52,10 @@ class PlacementTest {
   @Test
   void theMapExplainsItsShades() {
     Placement placement = placement(many(100), BlockPolicy.RACKAWARE, 10);
+    String map = new PlacementMap(placement, false, false).render();
     assertTrue(
-        new PlacementMap(placement, false, false)
-            .render()
-            .endsWith("        of each 10 blocks: . none  : <= 25%  + <= 50%  * <= 75%  # <= 100%\n"));
-    assertTrue(new PlacementMap(placement, false, false).render().contains("    11  ++++++++++  "));
+        map.endsWith("  of each 10 blocks: . none  : <= 25%  + <= 50%  * <= 75%  # <= 100%\n"));
+    assertTrue(map.contains("    11  ++++++++++  "));
   }
 
   @Test

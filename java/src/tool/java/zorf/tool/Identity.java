@@ -68,8 +68,8 @@ final class Identity {
   }
 
   /**
-   * Does something as a user, named or numbered, or as the process itself if null. The library would
-   * take nobody for an unknown user and go on when the process may not switch; here both are
+   * Does something as a user, named or numbered, or as the process itself if null. The library
+   * would take nobody for an unknown user and go on when the process may not switch; here both are
    * failures, for an answer about somebody else would mislead.
    */
   static <T> T as(String user, Callable<T> action) throws Exception {

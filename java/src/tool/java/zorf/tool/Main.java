@@ -17,7 +17,8 @@ import picocli.CommandLine.Spec;
     version = "zorfhadoop 2.7",
     description = {
       "Asks a zorf file system what libzorfhadoop tells an HDFS NameNode, through the same natives:"
-          + " status, block placement, ACLs and attributes of files, and why a user can't reach one."
+          + " status, block placement, ACLs and attributes of files, and why a user can't reach"
+          + " one."
     },
     synopsisSubcommandLabel = "COMMAND",
     subcommands = {

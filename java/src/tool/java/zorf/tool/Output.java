@@ -8,8 +8,8 @@ import java.io.PrintStream;
 import java.io.UnsupportedEncodingException;
 
 /**
- * Where the tool writes, and what the reader there can see. Java can't tell a terminal from a file on
- * every release, so the launcher says it in properties; without them nothing is a terminal.
+ * Where the tool writes, and what the reader there can see. Not every release of Java can tell a
+ * terminal from a file, so the launcher says it in properties; without them nothing is a terminal.
  */
 final class Output {
   /** When to colour. */

@@ -220,7 +220,9 @@ final class PlacementSvg {
       String share =
           shade == 0
               ? "none"
-              : placement.allOrNothing() ? "a replica" : "\u2264 " + placement.shadeText(shade, SHADES);
+              : placement.allOrNothing()
+                  ? "a replica"
+                  : "\u2264 " + placement.shadeText(shade, SHADES);
       text(x + 28, y, "", share);
       x += 84;
     }
