@@ -45,23 +45,6 @@ std::vector<std::string> paths(const DataSet& data, bool plain) {
   return all;
 }
 
-int getAttribute(const char* path, const char* name) {
-  char value[256];
-  const auto length = getxattr(path, name, nullptr, 0);
-  must(length >= 0 && static_cast<std::size_t>(length) <= sizeof value);
-  return static_cast<int>(getxattr(path, name, value, static_cast<std::size_t>(length)));
-}
-
-void dumpAttributes(const char* path) {
-  char names[1024];
-  const auto length = listxattr(path, nullptr, 0);
-  must(length > 0 && static_cast<std::size_t>(length) <= sizeof names);
-  must(listxattr(path, names, static_cast<std::size_t>(length)) == length);
-  for (const char* name = names; name < names + length; name += std::strlen(name) + 1) {
-    if (std::strncmp(name, "user.", 5) == 0) getAttribute(path, name);
-  }
-}
-
 // Reads every entry of an ACL, as whoever reports it must.
 void readEntries(acl_t acl) {
   acl_entry_t entry = nullptr;
@@ -84,12 +67,46 @@ void readEntries(acl_t acl) {
   }
 }
 
+}  // namespace
+
+int getAttribute(const char* path, const char* name) {
+  char value[256];
+  const auto length = getxattr(path, name, nullptr, 0);
+  must(length >= 0 && static_cast<std::size_t>(length) <= sizeof value);
+  return static_cast<int>(getxattr(path, name, value, static_cast<std::size_t>(length)));
+}
+
+void dumpAttributes(const char* path) {
+  char names[1024];
+  const auto length = listxattr(path, nullptr, 0);
+  must(length > 0 && static_cast<std::size_t>(length) <= sizeof names);
+  must(listxattr(path, names, static_cast<std::size_t>(length)) == length);
+  for (const char* name = names; name < names + length; name += std::strlen(name) + 1) {
+    if (std::strncmp(name, "user.", 5) == 0) getAttribute(path, name);
+  }
+}
+
 void reportAcl(const char* path) {
   acl_t acl = acl_get_file(path, ACL_TYPE_ACCESS);
   must(acl != nullptr);
   readEntries(acl);
   acl_free(acl);
 }
+
+OpenAsRoot::OpenAsRoot(const char* path)
+    : uid_(static_cast<unsigned>(setfsuid(0))),
+      gid_(static_cast<unsigned>(setfsgid(0))),
+      fd_(open(path, O_RDONLY | O_CLOEXEC)) {
+  must(fd_ >= 0);
+}
+
+OpenAsRoot::~OpenAsRoot() {
+  close(fd_);
+  setfsuid(uid_);
+  setfsgid(gid_);
+}
+
+namespace {
 
 void addUser1(acl_t* acl) {
   acl_entry_t entry = nullptr;
@@ -156,29 +173,6 @@ void changeAcl(const char* path, bool named) {
   }
   writeAcl(path, acl);
 }
-
-class OpenAsRoot {
- public:
-  explicit OpenAsRoot(const char* path)
-      : uid_(static_cast<unsigned>(setfsuid(0))),
-        gid_(static_cast<unsigned>(setfsgid(0))),
-        fd_(open(path, O_RDONLY | O_CLOEXEC)) {
-    must(fd_ >= 0);
-  }
-  ~OpenAsRoot() {
-    close(fd_);
-    setfsuid(uid_);
-    setfsgid(gid_);
-  }
-  OpenAsRoot(const OpenAsRoot&) = delete;
-  OpenAsRoot& operator=(const OpenAsRoot&) = delete;
-  int fd() const { return fd_; }
-
- private:
-  unsigned uid_;
-  unsigned gid_;
-  int fd_;
-};
 
 // One query of the length that finds out the block size.
 void oneQuery(int fd) {

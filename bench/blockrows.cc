@@ -1,19 +1,14 @@
 #include "blockrows.h"
 
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
 #include <iostream>
-#include <memory>
-#include <sstream>
 #include <string>
-#include <vector>
 
+#include "blocks/location.h"
 #include "blocks/policy.h"
-#include "blocks/racksort.h"
 #include "client/bench_client.h"
 #include "crossing.h"
 #include "dataset.h"
@@ -36,69 +31,17 @@ std::uint64_t streamBytes(int policy, const FileSize& size) {
   return sizeof(location) + size.bytes / unitOf(policy) * 8 * BENCH_REPLICAS;
 }
 
-// NativeLoops.blocks or EmptyLoops.blocks.
-Loop blocksLoop(jclass cls, int policy, int size, bool takeArguments) {
-  jmethodID method = javaEnv()->GetStaticMethodID(cls, "blocks", "(III)V");
-  requireNoException(javaEnv(), "blocks");
+// The method `blocks` or `plainBlocks` of a class of loops.
+Loop blocksLoop(jclass cls, const char* name, int policy, int size) {
+  jmethodID method = javaEnv()->GetStaticMethodID(cls, name, "(III)V");
+  requireNoException(javaEnv(), name);
   return {[=](int calls, int) {
-            crossingTakesArguments = takeArguments;
+            crossing = Crossing::VALUES;
             JNIEnv* env = javaEnv();
             env->CallStaticVoidMethod(cls, method, jint{calls}, jint{policy}, jint{size});
             requireNoException(env, "blocks");
           },
           true};
-}
-
-// What all C++ rows of one size share.
-struct Case {
-  struct stat st;
-  std::uint64_t bytes;
-  std::vector<char> javaArray;  // stands for the result that the virtual machine makes
-  int fd;
-
-  location request() const { return {.length = bytes, .blocksize = 0}; }
-  void deliver(std::string_view stream) {
-    std::memcpy(javaArray.data(), stream.data(), stream.size());
-    benchmark::DoNotOptimize(javaArray.data());
-  }
-};
-
-template <class Once>
-Loop caseLoop(const std::shared_ptr<Case>& shared, Once once) {
-  return {[shared, once](int calls, int) {
-    for (int i = 0; i < calls; ++i) once(*shared);
-  }};
-}
-
-void addCppRows(const DataSet& data, int fd, const FileSize& size) {
-  auto shared = std::make_shared<Case>(Case{data.statusOfSize(size.bytes), size.bytes, {}, fd});
-  shared->javaArray.resize(streamBytes(GET_BLK_LOCAL, size));
-  const std::string name = size.name;
-  addRow("c++local/" + name + "/client",
-         caseLoop(shared, [](Case& c) { clientOnly(c.fd, c.st, 0); }));
-  addRow("c++local/" + name + "/ours", caseLoop(shared, [](Case& c) {
-           std::ostringstream out;
-           location loc = c.request();
-           getBlkLocationInt(c.fd, GET_BLK_LOCAL, c.st, loc, out);
-           c.deliver(out.view());
-         }));
-  addRow("c++local/" + name + "/plain", caseLoop(shared, [](Case& c) {
-           location loc = c.request();
-           c.deliver(plainLocal(c.fd, c.st, loc));
-         }));
-  addRow("c++sort/" + name + "/client",
-         caseLoop(shared, [](Case& c) { clientOnly(c.fd, c.st, BENCH_FS_BLOCK); }));
-  const auto sortRow = [&](const char* how, auto sort) {
-    addRow("c++sort/" + name + "/" + how, caseLoop(shared, [sort](Case& c) {
-             std::ostringstream out;
-             location loc = c.request();
-             loc.blocksize = HDFS_BLOCK;
-             sort(c.fd, c.st, loc, out);
-             c.deliver(out.view());
-           }));
-  };
-  sortRow("ours", getBlkLocation_sort);
-  sortRow("plain", plainSort);
 }
 
 // A figure in kB out of /proc/self/status.
@@ -122,8 +65,8 @@ void addBlockRows(const DataSet& data, jclass nativeLoops, jclass emptyLoops) {
       setBlocksResult(policy, s, streamBytes(policy, size));
       const std::string name =
           std::string(policies[static_cast<std::size_t>(policy)]) + "/" + size.name;
-      addRow(name + "/native", blocksLoop(nativeLoops, policy, s, false));
-      addRow(name + "/values", blocksLoop(emptyLoops, policy, s, true));
+      addRow(name + "/native", blocksLoop(nativeLoops, "blocks", policy, s));
+      addRow(name + "/values", blocksLoop(emptyLoops, "blocks", policy, s));
       if (policy == GET_BLK_SHARED) continue;
       const std::uint64_t skip = policy == GET_BLK_LOCAL       ? 0
                                  : policy == GET_BLK_RACKAWARE ? HDFS_BLOCK
@@ -131,8 +74,9 @@ void addBlockRows(const DataSet& data, jclass nativeLoops, jclass emptyLoops) {
       addRow(name + "/client", cppLoop([=, st = data.statusOfSize(size.bytes)](int calls, int) {
                for (int i = 0; i < calls; ++i) clientOnly(fd, st, skip);
              }));
+      if (policy == GET_BLK_RACKAWARE) continue;
+      addRow(name + "/plain", blocksLoop(emptyLoops, "plainBlocks", policy, s));
     }
-    addCppRows(data, fd, size);
   }
 }
 
@@ -154,10 +98,10 @@ int printPeak(int policy, int s) {
     env->CallStaticVoidMethod(cls, setBig, jint{index}, javaBytes(&st, sizeof st));
   }
   jclass natives = nativeLoopsAtLevel(LOG_OFF, data.directory());
-  blocksLoop(natives, policy, 0, false).run(2, 0);
+  blocksLoop(natives, "blocks", policy, 0).run(2, 0);
   std::ofstream("/proc/self/clear_refs") << "5";
   const std::uint64_t before = ownMemory("VmRSS");
-  blocksLoop(natives, policy, s, false).run(1, 0);
+  blocksLoop(natives, "blocks", policy, s).run(1, 0);
   const std::uint64_t grown = ownMemory("VmHWM") - before;
   std::cout << policies[static_cast<std::size_t>(policy)] << " " << size.name << " "
             << streamBytes(policy, size) << " " << grown << "\n";

@@ -15,9 +15,9 @@ struct FileSize {
 inline constexpr std::array<FileSize, 4> fileSizes = {
     {{"1GiB", 1ULL << 30}, {"64GiB", 1ULL << 36}, {"1TiB", 1ULL << 40}, {"16TiB", 1ULL << 44}}};
 
-// "local/1TiB/native" and so on for every policy and size; "client" is the client library's own
-// share. And from C++ alone, "sort/1TiB" and "local/1TiB" by the library's functions ("ours") and
-// the plain way ("plain").
+// "local/1TiB/native" and so on for every policy and size. Beside it "values", an empty native of a
+// result of that size; "client", the client library's own share; and "plain", the same result made
+// the plain way.
 void addBlockRows(const DataSet& data, jclass nativeLoops, jclass emptyLoops);
 
 // In a process of its own: prints the bytes of the stream of that policy and size index, and by how

@@ -1,12 +1,23 @@
 #include "crossing.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <sstream>
 #include <vector>
 
+#include "bare.h"
+#include "blocks/policy.h"
+#include "client/bench_client.h"
 #include "java.h"
+#include "plain.h"
 
-bool crossingTakesArguments = false;
+Crossing crossing = Crossing::EMPTY;
 
 namespace {
 
@@ -17,21 +28,35 @@ jclass hashMapClass = nullptr;
 jmethodID newHashMap = nullptr;
 jmethodID putIntoHashMap = nullptr;
 
+class Chars {
+ public:
+  Chars(JNIEnv* env, jstring text)
+      : env_(env), text_(text), chars_(env->GetStringUTFChars(text, nullptr)) {}
+  ~Chars() { env_->ReleaseStringUTFChars(text_, chars_); }
+  Chars(const Chars&) = delete;
+  Chars& operator=(const Chars&) = delete;
+  operator const char*() const { return chars_; }
+
+ private:
+  JNIEnv* env_;
+  jstring text_;
+  const char* chars_;
+};
+
 void take(JNIEnv* env, jstring text) {
-  if (!crossingTakesArguments) return;
-  const char* chars = env->GetStringUTFChars(text, nullptr);
-  env->ReleaseStringUTFChars(text, chars);
+  if (crossing == Crossing::EMPTY) return;
+  const Chars chars(env, text);
 }
 
 void take(JNIEnv* env, jbyteArray bytes) {
-  if (!crossingTakesArguments) return;
+  if (crossing == Crossing::EMPTY) return;
   std::array<jbyte, 256> copy;
   const jsize length = env->GetArrayLength(bytes);
   env->GetByteArrayRegion(bytes, 0, std::min<jsize>(length, copy.size()), copy.data());
 }
 
 void take(JNIEnv* env, jobjectArray names) {
-  if (!crossingTakesArguments) return;
+  if (crossing == Crossing::EMPTY) return;
   const jsize length = env->GetArrayLength(names);
   for (jsize i = 0; i < length; ++i) {
     auto name = static_cast<jstring>(env->GetObjectArrayElement(names, i));
@@ -40,10 +65,12 @@ void take(JNIEnv* env, jobjectArray names) {
   }
 }
 
-jbyteArray bytes(JNIEnv* env, std::size_t count) {
+jbyteArray bytes(JNIEnv* env, std::size_t count, const void* from = nullptr) {
   const auto length = static_cast<jsize>(count);
   jbyteArray array = env->NewByteArray(length);
-  if (array != nullptr) env->SetByteArrayRegion(array, 0, length, zeros.data());
+  if (array == nullptr) return nullptr;
+  env->SetByteArrayRegion(array, 0, length,
+                          from == nullptr ? zeros.data() : static_cast<const jbyte*>(from));
   return array;
 }
 
@@ -81,11 +108,25 @@ jlong JNICALL nameToHandle(JNIEnv* env, jclass, jstring name) {
   take(env, name);
   return 1;
 }
+jlong JNICALL inode(JNIEnv* env, jclass, jstring path) {
+  if (crossing == Crossing::FLOOR) {
+    struct stat st;
+    stat(Chars(env, path), &st);
+    return static_cast<jlong>(st.st_ino);
+  }
+  take(env, path);
+  return 1;
+}
 void JNICALL endHandle(JNIEnv*, jclass, jlong) {}
 jint JNICALL mask(JNIEnv*, jclass, jshort) {
   return 1;
 }
 jbyteArray JNICALL status(JNIEnv* env, jclass, jstring path, jboolean) {
+  if (crossing == Crossing::FLOOR) {
+    struct stat st;
+    lstat(Chars(env, path), &st);
+    return bytes(env, sizeof st, &st);
+  }
   take(env, path);
   return bytes(env, 144);
 }
@@ -95,6 +136,11 @@ jintArray JNICALL format(JNIEnv* env, jclass) {
   return array;
 }
 jbyteArray JNICALL target(JNIEnv* env, jclass, jstring path, jint) {
+  if (crossing == Crossing::FLOOR) {
+    char text[4096];
+    const auto length = readlink(Chars(env, path), text, sizeof text);
+    return bytes(env, static_cast<std::size_t>(length), text);
+  }
   take(env, path);
   return bytes(env, 30);
 }
@@ -103,6 +149,9 @@ jbyteArray JNICALL failedPath(JNIEnv* env, jclass, jstring path, jboolean) {
   return bytes(env, 0);
 }
 jboolean JNICALL permission(JNIEnv* env, jclass, jstring path, jshort) {
+  if (crossing == Crossing::FLOOR) {
+    return chmod(Chars(env, path), 0640) == 0 ? JNI_TRUE : JNI_FALSE;
+  }
   take(env, path);
   return JNI_TRUE;
 }
@@ -121,6 +170,27 @@ jbyteArray JNICALL blocks(JNIEnv* env, jclass, jstring path, jlong, jlong, jbyte
   take(env, record);
   return bytes(env,
                blocksResult[static_cast<std::size_t>(policyIndex)][static_cast<std::size_t>(size)]);
+}
+// getBlockLocationsNative, the plain way.
+jbyteArray JNICALL plainBlocks(JNIEnv* env, jclass, jstring jpath, jbyteArray record,
+                               jint policyIndex) {
+  const Chars path(env, jpath);
+  struct stat st;
+  env->GetByteArrayRegion(record, 0, sizeof st, reinterpret_cast<jbyte*>(&st));
+  const OpenAsRoot file(path);
+  location loc = {.length = static_cast<std::uint64_t>(st.st_size)};
+  if (policyIndex == GET_BLK_LOCAL) {
+    const std::string stream = plainLocal(file.fd(), st, loc);
+    return bytes(env, stream.size(), stream.data());
+  }
+  std::ostringstream out;
+  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
+  loc.blocksize = BENCH_FS_BLOCK * BENCH_GROUP_FACTOR;
+  plainSort(file.fd(), st, loc, out);
+  out.seekp(0);
+  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
+  const std::string stream = out.str();
+  return bytes(env, stream.size(), stream.data());
 }
 jlong JNICALL blockSize(JNIEnv* env, jclass, jstring path, jbyteArray record) {
   take(env, path);
@@ -156,15 +226,31 @@ jobjectArray JNICALL noNames(JNIEnv* env, jclass, jstring path) {
   return env->NewObjectArray(0, stringClass, nullptr);
 }
 jobject JNICALL oneAttribute(JNIEnv* env, jclass, jstring path, jobjectArray names) {
+  if (crossing == Crossing::FLOOR) {
+    const Chars file(env, path);
+    auto name = static_cast<jstring>(env->GetObjectArrayElement(names, 0));
+    getAttribute(file, Chars(env, name));
+    env->DeleteLocalRef(name);
+    return mapOf(env, 1);
+  }
   take(env, path);
   take(env, names);
   return mapOf(env, 1);
 }
 jobject JNICALL allAttributes(JNIEnv* env, jclass, jstring path) {
+  if (crossing == Crossing::FLOOR) {
+    dumpAttributes(Chars(env, path));
+    return mapOf(env, 20);
+  }
   take(env, path);
   return mapOf(env, 20);
 }
 jbyteArray JNICALL aclStatus(JNIEnv* env, jclass, jstring path, jbyteArray record) {
+  if (crossing == Crossing::FLOOR) {
+    take(env, record);
+    reportAcl(Chars(env, path));
+    return bytes(env, 7 * 12 + 3 * 4);
+  }
   take(env, path);
   take(env, record);
   return bytes(env, 7 * 12 + 3 * 4);
@@ -183,6 +269,12 @@ JNINativeMethod method(const char* name, const char* signature, Function functio
 }
 
 }  // namespace
+
+bool hasFloor(const std::string& name) {
+  const auto with = {"getFileStatusNative", "getINum",       "getLinkTargetNative", "getAclStatus",
+                     "getXAttrs",           "setPermission", "dumpXAttrs"};
+  return std::find(with.begin(), with.end(), name) != with.end();
+}
 
 void setBlocksResult(int policyIndex, int size, std::uint64_t count) {
   blocksResult[static_cast<std::size_t>(policyIndex)][static_cast<std::size_t>(size)] = count;
@@ -205,7 +297,7 @@ void registerCrossings(JNIEnv* env, jclass emptyLoops) {
       method("setUMask", "(S)I", mask),
       method("getFileStatusNative", "(Ljava/lang/String;Z)[B", status),
       method("getFileStatusFormatNative", "()[I", format),
-      method("getINum", "(Ljava/lang/String;)J", nameToHandle),
+      method("getINum", "(Ljava/lang/String;)J", inode),
       method("getLinkTargetNative", "(Ljava/lang/String;I)[B", target),
       method("getFailedPathNative", "(Ljava/lang/String;Z)[B", failedPath),
       method("getFsName", "(Ljava/lang/String;)Ljava/lang/String;", nameToName),
@@ -213,6 +305,7 @@ void registerCrossings(JNIEnv* env, jclass emptyLoops) {
       method("getBlkCmd", "([BJ)I", policy),
       method("getBlockLocationsNative", "(Ljava/lang/String;JJ[B)[B", fewBlocks),
       method("blocksOfSize", "(Ljava/lang/String;JJ[BII)[B", blocks),
+      method("plainBlocks", "(Ljava/lang/String;[BI)[B", plainBlocks),
       method("getBlockSizeNative", "(Ljava/lang/String;[B)J", blockSize),
       method("setReplication", "(Ljava/lang/String;SZ)Z", replication),
       method("setBGF", "(Ljava/lang/String;I)Z", factor),

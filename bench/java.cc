@@ -42,7 +42,8 @@ void createVm(const std::vector<std::string>& options) {
       "-Dorg.apache.commons.logging.Log=zorf.bench.DroppingLog",
       "-Xms2g",
       "-Xmx2g",
-      "-Xmn512m",
+      "-Xmn64m",
+      "-XX:+AlwaysPreTouch",  // a NameNode that has run for a while touches no new pages
       "-XX:+UseSerialGC",
       "-XX:-UsePerfData",
   };

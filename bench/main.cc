@@ -4,6 +4,7 @@
 //   bare     the system and libacl calls that the native must make, in a C++ loop
 //   empty    a native of the same arguments and result that does nothing, in a Java loop
 //   values   an empty native that also takes its arguments apart
+//   floor    a native that takes them apart, makes the bare calls and a result, and nothing else
 //   java     what a Java programmer would use instead
 //   debug, trace   as native, with the log at that level and dropping its lines
 // report.py makes the table of it.
@@ -114,7 +115,6 @@ int run(int argc, char** argv) {
   const std::string groupName = userGroup != nullptr ? userGroup->gr_name : "root";
   initData(data, *user, groupName);
 
-  logger2::currentLevel = LOG_OFF;  // of the library code that this program itself is linked with
   const auto any = [](const std::string&) { return true; };
   jclass natives = nativeLoopsAtLevel(LOG_OFF, data.directory());
   jclass empty = benchClass("EmptyLoops");
@@ -123,8 +123,9 @@ int run(int argc, char** argv) {
   registerJava(natives, "native", true, any);
   registerJava(nativeLoopsAtLevel(LOG_DEBUG, data.directory()), "debug", false, isSampled);
   registerJava(nativeLoopsAtLevel(LOG_TRACE, data.directory()), "trace", false, isSampled);
-  registerJava(empty, "empty", false, any, [] { crossingTakesArguments = false; });
-  registerJava(empty, "values", false, any, [] { crossingTakesArguments = true; });
+  registerJava(empty, "empty", false, any, [] { crossing = Crossing::EMPTY; });
+  registerJava(empty, "values", false, any, [] { crossing = Crossing::VALUES; });
+  registerJava(empty, "floor", false, hasFloor, [] { crossing = Crossing::FLOOR; });
   registerJava(benchClass("JavaLoops"), "java", false, any);
   for (const auto& [name, loop] :
        bareLoops(data, user->pw_name, groupName, user->pw_uid, user->pw_gid)) {

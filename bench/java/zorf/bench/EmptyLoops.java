@@ -15,6 +15,15 @@ final class EmptyLoops {
     }
   }
 
+  /** The same results as of {@link NativeLoops#blocks}, made the plain way. */
+  static void plainBlocks(int calls, int policy, int size) {
+    for (int i = 0; i < calls; ++i) {
+      plainBlocks(Data.FILE[0], Data.BIG[size], policy);
+    }
+  }
+
+  private static native byte[] plainBlocks(String path, byte[] rawStatus, int policy);
+
   private static native byte[] blocksOfSize(
       String path, long offset, long length, byte[] rawStatus, int policy, int size);
 
