@@ -14,3 +14,8 @@ elseif(ZORF_SANITIZE STREQUAL "thread")
 elseif(ZORF_SANITIZE)
   message(FATAL_ERROR "ZORF_SANITIZE is '${ZORF_SANITIZE}'; use address or thread")
 endif()
+
+option(ZORF_FUZZ "Build the fuzz targets with libFuzzer (needs clang)" OFF)
+if(ZORF_FUZZ)
+  target_compile_options(zorf_sanitizers INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -60,26 +60,19 @@ jboolean failed(JNIEnv* env, const char* function, int err, const std::string& l
   return JNI_FALSE;
 }
 
-// The policy of that name, or -1. A name may carry its terminating zero and more after it; a
-// leading part counts for the first name that starts with it, the empty one for "local".
-jint policyNamed(JNIEnv* env, jbyteArray name) {
-  static constexpr const char* names[] = {"local", "shared", "rackaware", "rackaware-sort"};
-  char buffer[sizeof "rackaware-sort"];
+// The policy that Java names. Only as much is copied as the longest name with its zero has.
+jint policyOf(JNIEnv* env, jbyteArray name) {
+  char buffer[LONGEST_POLICY_NAME + 1];
   const jsize length = std::min<jsize>(env->GetArrayLength(name), sizeof buffer);
   env->GetByteArrayRegion(name, 0, length, reinterpret_cast<jbyte*>(buffer));
-  for (jint policy = 0; policy < 4; ++policy) {
-    const std::size_t compared =
-        std::min(static_cast<std::size_t>(length), std::strlen(names[policy]) + 1);
-    if (std::strncmp(buffer, names[policy], compared) == 0) return policy;
-  }
-  return -1;
+  return policyNamed({buffer, static_cast<std::size_t>(length)});
 }
 
 }  // namespace
 
 ZORF_NATIVE(jint, getBlkCmd)(JNIEnv* env, jclass, jbyteArray name, jlong blockSize) try {
   if (blockSize > 0) defaultDFSBlockSize = static_cast<std::uint64_t>(blockSize);
-  const jint policy = name == nullptr ? -1 : policyNamed(env, name);
+  const jint policy = name == nullptr ? -1 : policyOf(env, name);
   if (policy >= 0) globalBlkCmd = static_cast<GetBlkCmd>(policy);
   return policy;
 } catch (...) {

@@ -1,5 +1,6 @@
 #include "blocks/policy.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "blocks/query.h"
@@ -15,6 +16,19 @@ void write(std::ostream& out, const location& loc) {
 }
 
 }  // namespace
+
+int policyNamed(std::string_view name) {
+  using namespace std::string_view_literals;
+  // Each with its zero, which keeps "rackaware-sort" from being "rackaware".
+  static constexpr std::string_view names[] = {"local\0"sv, "shared\0"sv, "rackaware\0"sv,
+                                               "rackaware-sort\0"sv};
+  for (int policy = 0; policy < 4; ++policy) {
+    const std::string_view candidate = names[policy];
+    const std::size_t compared = std::min(name.size(), candidate.size());
+    if (name.substr(0, compared) == candidate.substr(0, compared)) return policy;
+  }
+  return -1;
+}
 
 int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, std::ostream& out) {
   const std::ostream::pos_type start = out.tellp();

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <ostream>
+#include <string_view>
 
 #include "blocks/location.h"
 
@@ -18,6 +19,11 @@ enum GetBlkCmd : std::int32_t {
 
 // The policy of the process. Set by the native getBlkCmd, meant to run before any query.
 extern std::atomic<GetBlkCmd> globalBlkCmd;
+
+constexpr std::size_t LONGEST_POLICY_NAME = 14;
+// The policy with that name, which may carry its terminating zero and more after it, or -1. A
+// leading part counts for the first name that starts with it, nothing at all for "local".
+int policyNamed(std::string_view name);
 
 // Appends the block location stream of the range `loc.offset`, `loc.length` to `out`: `loc` itself,
 // in its final state whatever happens, then its block entries. Clamps the range to the file size

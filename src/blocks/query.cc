@@ -39,7 +39,9 @@ struct Range {
   std::uint64_t offset;
   std::uint64_t length;
 
+  // To a multiple of `blocksize`; 0 leaves the range alone.
   void alignDown(std::uint64_t blocksize) {
+    if (blocksize == 0) return;
     // The remainder passes through 32 signed bits; callers know the ranges that this gives.
     const auto remainder = static_cast<std::int32_t>(offset % blocksize);
     offset -= static_cast<std::uint64_t>(std::int64_t{remainder});
@@ -58,8 +60,7 @@ int getBlkInfoInternal(int fd, location& loc) {
 
   zorfBlockInfo_t info = blockInfoRequest();
   if (zorf_fcntl(fd, &info) < 0) return -1;
-  const std::int32_t replicas = info.replication.words[2];
-  if (replicas < 0) {
+  if (info.replication.words[2] < 0) {
     errno = EIO;
     return -1;
   }
@@ -82,7 +83,7 @@ int getBlkInfoInternal(int fd, location& loc) {
     ZORF_LOG(LOG_WARN, "fs blocksize " << static_cast<std::int64_t>(fsBlockSize)
                                        << " returns aligned blocksize " << loc.blocksize);
   }
-  loc.nreplica = replicas;
+  loc.nreplica = info.replication.words[2];
   return 0;
 }
 
@@ -93,7 +94,7 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
   const auto size = static_cast<std::uint64_t>(st.st_size);
   std::uint64_t skipFactor = loc.blocksize;
   Range range = {loc.offset, loc.length};
-  if (skipFactor != 0) range.alignDown(skipFactor);
+  range.alignDown(skipFactor);
   if (range.length == 0 && size != 0) range.length = 1;
 
   LocationsQuery query(skipFactor);
@@ -103,12 +104,13 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
     const std::int32_t blocks = query.blocks();
     const std::uint64_t metaBlockSize = query.metaBlockSize();
     if (skipFactor == 0) {
-      // The reply is for the range as it was before this alignment, and is used as it is.
+      // The reply is for the range as it was before this alignment, and is used as it is. One
+      // without a block size is no advance: the next may have it.
       skipFactor = metaBlockSize;
       loc.blocksize = metaBlockSize;
-      if (skipFactor != 0) {
-        range.alignDown(skipFactor);
-      } else if (size != 0) {  // only an empty file may have no block size
+      range.alignDown(skipFactor);
+      // Entries that cover nothing would be asked for, and appended, without an end.
+      if (skipFactor == 0 && blocks > 0 && size != 0) {
         errno = EINVAL;
         return -1;
       }

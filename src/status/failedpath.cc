@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <optional>
 
 #include "acl/acl.h"
 #include "identity/fsaccount.h"
@@ -18,20 +19,19 @@ std::string parentOf(std::string path) {
   return dirname(path.data());
 }
 
-// The component's ACLs, or what kept them from being read.
+// The component's ACLs, as far as they can be read, and what kept the rest from it.
 std::string aclsOf(const std::string& component, bool directory) {
+  std::string text;
   try {
     ACL access(component, ACL_TYPE_ACCESS);
-    std::string text = "\nACLs: " + access.dump();
-    if (directory) {
-      ACL inherited(ACL_TYPE_DEFAULT);
-      inherited.get_file(component);
-      text += "\nACLs: " + inherited.dump();
-    }
-    return text;
+    std::optional<ACL> inherited;
+    if (directory) inherited.emplace(ACL_TYPE_DEFAULT).get_file(component);
+    text += "\nACLs: " + access.dump();
+    if (inherited) text += "\nACLs: " + inherited->dump();
   } catch (const IOException& e) {
-    return "\nACL error:" + std::to_string(e.errorNumber) + " " + e.what();
+    text += "\nACL error:" + std::to_string(e.errorNumber) + " " + e.what();
   }
+  return text;
 }
 
 void describe(Fmt& text, const std::string& component, const struct stat& st) {

@@ -24,7 +24,7 @@ jclass recordingLog = nullptr;
 
 void createVm() {
   const char* home = std::getenv("JAVA_HOME");
-  if (home == nullptr) die("JAVA_HOME is not set");
+  if (home == nullptr) home = ZORF_TEST_JDK;
   const std::string libjvm = std::string(home) + "/lib/server/libjvm.so";
   void* handle = dlopen(libjvm.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (handle == nullptr) die(dlerror());

@@ -44,12 +44,19 @@ class ScriptedClient {
   void blockLocations(int replicas, int blocks, std::uint64_t metaBlockSize,
                       const std::vector<std::int32_t>& entries);
 
+  // From now on `answer` takes every call, and none is recorded: for tests of very many calls.
+  void answerWith(std::function<int(unsigned char* buffer)> answer) {
+    generator_ = std::move(answer);
+  }
+
   const std::vector<ScriptedCall>& calls() const { return calls_; }
 
   // For the C functions.
   int answer(ScriptedCall call, unsigned char* buffer);
+  const std::function<int(unsigned char* buffer)>& generator() const { return generator_; }
 
  private:
+  std::function<int(unsigned char* buffer)> generator_;
   std::vector<ScriptedReply> replies_;
   std::size_t next_ = 0;
   std::vector<ScriptedCall> calls_;

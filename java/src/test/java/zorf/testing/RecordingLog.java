@@ -5,13 +5,13 @@ import java.util.List;
 import org.apache.commons.logging.Log;
 
 /**
- * A commons-logging Log that keeps what it is given. One store for the process, safe from any thread.
+ * A commons-logging Log that keeps what it is given. One store for the process, for any thread.
  * Chosen with {@code -Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog}.
  */
-public final class RecordingLog implements Log {
+public class RecordingLog implements Log {
   /**
-   * The levels that is*Enabled() answers true for, from the system property {@code zorf.test.levels}:
-   * words such as "info,fatal". All by default.
+   * The levels that is*Enabled() answers true for, from the system property {@code
+   * zorf.test.levels}: words such as "info,fatal". All by default.
    */
   private static final String LEVELS =
       System.getProperty("zorf.test.levels", "trace,debug,info,warn,error,fatal");
@@ -35,7 +35,7 @@ public final class RecordingLog implements Log {
     }
   }
 
-  private static void record(String level, Object message) {
+  protected static void record(String level, Object message) {
     Runnable hook = onLine;
     if (hook != null) {
       hook.run();

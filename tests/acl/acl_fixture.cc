@@ -1,0 +1,251 @@
+#include "acl/acl_fixture.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/fsuid.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The real functions behind the watching ones below.
+struct Real {
+  decltype(ACLUtil::acl_init) init;
+  decltype(ACLUtil::acl_get_file) getFile;
+  decltype(ACLUtil::acl_from_text) fromText;
+  decltype(ACLUtil::acl_to_text) toText;
+  decltype(ACLUtil::acl_get_qualifier) getQualifier;
+  decltype(ACLUtil::acl_free) free;
+} real;
+
+// What libacl gave out and did not get back. Watching must not allocate: tests count allocations
+// and let them fail.
+std::array<void*, 64> live{};
+
+template <class T>
+T* watched(T* object) {
+  if (object == nullptr) return object;
+  const auto free = std::find(live.begin(), live.end(), nullptr);
+  if (free == live.end()) {
+    ADD_FAILURE() << "more objects of libacl than are watched";
+  } else {
+    *free = object;
+  }
+  return object;
+}
+
+int watchedFree(void* object) {
+  const auto known = object == nullptr ? live.end() : std::find(live.begin(), live.end(), object);
+  if (known == live.end()) {
+    ADD_FAILURE() << "acl_free of something libacl did not give out, or twice";
+    return -1;
+  }
+  *known = nullptr;
+  return real.free(object);
+}
+
+void watchLibacl() {
+  real = {ACLUtil::acl_init,    ACLUtil::acl_get_file,      ACLUtil::acl_from_text,
+          ACLUtil::acl_to_text, ACLUtil::acl_get_qualifier, ACLUtil::acl_free};
+  live.fill(nullptr);
+  ACLUtil::acl_init = [](int count) { return watched(real.init(count)); };
+  ACLUtil::acl_get_file = [](const char* path, acl_type_t type) {
+    return watched(real.getFile(path, type));
+  };
+  ACLUtil::acl_from_text = [](const char* text) { return watched(real.fromText(text)); };
+  ACLUtil::acl_to_text = [](acl_t acl, ssize_t* length) {
+    return watched(real.toText(acl, length));
+  };
+  ACLUtil::acl_get_qualifier = [](acl_entry_t entry) { return watched(real.getQualifier(entry)); };
+  ACLUtil::acl_free = watchedFree;
+}
+
+void unwatchLibacl() {
+  ACLUtil::acl_init = real.init;
+  ACLUtil::acl_get_file = real.getFile;
+  ACLUtil::acl_from_text = real.fromText;
+  ACLUtil::acl_to_text = real.toText;
+  ACLUtil::acl_get_qualifier = real.getQualifier;
+  ACLUtil::acl_free = real.free;
+}
+
+std::vector<std::string> openDescriptors() {
+  std::vector<std::string> targets;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;  // the listing's own descriptor
+    const auto target = fs::read_symlink(entry.path(), gone);
+    if (!gone && target.string().find("/proc/") == std::string::npos) {
+      targets.push_back(entry.path().filename().string() + " " + target.string());
+    }
+  }
+  std::sort(targets.begin(), targets.end());
+  return targets;
+}
+
+}  // namespace
+
+std::string int32Bytes(long long value) {
+  const auto word = static_cast<std::int32_t>(value);
+  std::string bytes(sizeof word, '\0');
+  std::memcpy(bytes.data(), &word, sizeof word);
+  return bytes;
+}
+
+std::string reportOf(const std::vector<AclRecord>& records) {
+  std::string bytes;
+  for (const AclRecord& r : records) {
+    bytes += int32Bytes(r.scope) + int32Bytes(r.tag);
+    if (r.tag == kUser || r.tag == kGroup) bytes += int32Bytes(r.id);
+    bytes += int32Bytes(r.perm);
+  }
+  return bytes;
+}
+
+std::string specOf(const std::vector<AclRecord>& records) {
+  return int32Bytes(static_cast<long long>(records.size())) + reportOf(records);
+}
+
+ACL::Entry addEntry(ACL& acl, int tag, unsigned id, int perm) {
+  ACL::Entry entry(acl);
+  entry.set_tag(tag);
+  if (tag == kUser || tag == kGroup) entry.set_qualifier(&id);
+  entry.set_perm(perm);
+  return entry;
+}
+
+std::string entriesOf(ACL& acl) {
+  std::string text;
+  for (auto it = acl.begin(); !it.cmp(acl.end()); it++) {
+    if (!text.empty()) text += ",";
+    text += it.dump();
+  }
+  return text;
+}
+
+CommandResult runCommand(const std::vector<std::string>& words, const std::string& input) {
+  int in[2];
+  int out[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return {-1, "no pipe"};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+  posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+  posix_spawn_file_actions_adddup2(&actions, out[1], 2);
+  std::vector<char*> argv;
+  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = -1;
+  const int failed = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(in[0]);
+  close(out[1]);
+  CommandResult result;
+  if (failed != 0) {
+    result.output = std::strerror(failed);
+  } else {
+    // Inputs are small: they fit the pipe.
+    if (write(in[1], input.data(), input.size()) < 0) result.output = "no input";
+    close(std::exchange(in[1], -1));
+    char buffer[4096];
+    ssize_t n = 0;
+    while ((n = read(out[0], buffer, sizeof buffer)) > 0) {
+      result.output.append(buffer, static_cast<std::size_t>(n));
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  }
+  if (in[1] >= 0) close(in[1]);
+  close(out[0]);
+  return result;
+}
+
+std::string getfacl(const std::string& path) {
+  CommandResult result = runCommand({"getfacl", "-nEcp", path});
+  if (result.status != 0) return "getfacl: " + result.output;
+  std::string text = result.output;
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', ',');
+  return text;
+}
+
+void setfacl(const std::string& spec, const std::string& path) {
+  const CommandResult result = runCommand({"setfacl", "-m", spec, path});
+  ASSERT_EQ(result.status, 0) << result.output;
+}
+
+ClosedDirectory::ClosedDirectory(std::string path) : path_(std::move(path)) {
+  EXPECT_EQ(chmod(path_.c_str(), 0), 0);
+  gid_ = static_cast<unsigned>(setfsgid(65534));
+  uid_ = static_cast<unsigned>(setfsuid(65534));
+}
+
+ClosedDirectory::~ClosedDirectory() {
+  setfsuid(uid_);
+  setfsgid(gid_);
+  EXPECT_EQ(chmod(path_.c_str(), 0700), 0);
+}
+
+void AclTest::SetUp() {
+  JvmTest::SetUp();
+  ASSERT_NE(ACLUtil::libacl_handle, nullptr) << "libacl.so.1 is needed here";
+  std::string pattern = (fs::temp_directory_path() / "zorf-acl-XXXXXX").string();
+  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+  root_ = pattern;
+  ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
+  descriptors_ = openDescriptors();
+  identity_ = threadIdentity();
+  watchLibacl();
+}
+
+void AclTest::TearDown() {
+  if (!root_.empty()) {
+    EXPECT_THAT(live, ::testing::Each(nullptr)) << "objects of libacl not freed";
+    unwatchLibacl();
+    EXPECT_EQ(openDescriptors(), descriptors_);
+    EXPECT_EQ(threadIdentity(), identity_);
+    std::error_code ignored;
+    fs::remove_all(root_, ignored);
+  }
+  JvmTest::TearDown();
+}
+
+std::string AclTest::file(const std::string& name, unsigned mode) {
+  const std::string path = at(name);
+  std::ofstream{path} << name;
+  EXPECT_EQ(chmod(path.c_str(), mode), 0);
+  return path;
+}
+
+std::string AclTest::directory(const std::string& name, unsigned mode) {
+  const std::string path = at(name);
+  fs::create_directories(path);
+  EXPECT_EQ(chmod(path.c_str(), mode), 0);
+  return path;
+}
+
+bool AclTest::isRoot() {
+  return geteuid() == 0;
+}
+
+std::vector<std::string> AclTest::logAt(LOG_LEVEL level) {
+  static const char* const names[] = {"trace", "debug", "info", "warn", "error", "fatal"};
+  std::vector<std::string> kept;
+  for (const std::string& line : takeLogWithoutLines()) {
+    const std::string name = line.substr(0, line.find(' '));
+    const auto rank = std::find(std::begin(names), std::end(names), name) - std::begin(names);
+    if (rank >= level && line.find(" @cmp:#") == std::string::npos) kept.push_back(line);
+  }
+  return kept;
+}

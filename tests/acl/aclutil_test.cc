@@ -1,0 +1,244 @@
+// The run-time binding of libacl. Each test leaves the real library bound.
+#include "acl/aclutil.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "acl/acl_fixture.h"
+#include "zorf_native.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+#define NATIVE(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
+
+// A library opened by its file, for as long as a test looks into it.
+class OpenLibrary {
+ public:
+  explicit OpenLibrary(const std::string& file) : handle_(dlopen(file.c_str(), RTLD_LAZY)) {
+    EXPECT_NE(handle_, nullptr) << dlerror();
+  }
+  ~OpenLibrary() { dlclose(handle_); }
+  OpenLibrary(const OpenLibrary&) = delete;
+  OpenLibrary& operator=(const OpenLibrary&) = delete;
+
+  void* handle() const { return handle_; }
+
+ private:
+  void* handle_;
+};
+
+class AclBinding : public JvmTest {
+ protected:
+  void SetUp() override {
+    JvmTest::SetUp();
+    ASSERT_TRUE(ACLUtil::init());
+    takeLog();
+  }
+  void TearDown() override {
+    EXPECT_TRUE(ACLUtil::init());
+    JvmTest::TearDown();
+  }
+};
+
+TEST_F(AclBinding, LoadingTheLibraryBindsLibacl) {
+  EXPECT_NE(ACLUtil::libacl_handle, nullptr);
+#define EXPECT_RESOLVED(function)                                                                 \
+  EXPECT_EQ(reinterpret_cast<void*>(ACLUtil::function), dlsym(ACLUtil::libacl_handle, #function)) \
+      << #function;
+  ZORF_LIBACL_FUNCTIONS(EXPECT_RESOLVED)
+#undef EXPECT_RESOLVED
+}
+
+TEST_F(AclBinding, ASecondInitChangesNothing) {
+  void* handle = ACLUtil::libacl_handle;
+  EXPECT_TRUE(ACLUtil::init());
+  EXPECT_EQ(ACLUtil::libacl_handle, handle);
+  EXPECT_THAT(takeLogWithoutLines(), ElementsAre("trace @init:# ACLUtil"));
+}
+
+TEST_F(AclBinding, UninitAndInitLogWhatTheyDid) {
+  const auto freeBefore = ACLUtil::acl_free;
+  ACLUtil::uninit();
+  EXPECT_EQ(ACLUtil::libacl_handle, nullptr);
+  EXPECT_EQ(ACLUtil::acl_free, freeBefore) << "the pointers stay";
+  EXPECT_THAT(takeLogWithoutLines(), ElementsAre("debug @uninit:# libacl.so unloaded"));
+
+  EXPECT_TRUE(ACLUtil::init());
+  EXPECT_THAT(takeLogWithoutLines(),
+              ElementsAre("trace @init:# ACLUtil", "debug @init:# libacl.so loaded"));
+}
+
+TEST_F(AclBinding, UninitWhileUnboundDoesNothing) {
+  ACLUtil::uninit();
+  takeLog();
+  ACLUtil::uninit();
+  EXPECT_EQ(ACLUtil::libacl_handle, nullptr);
+  EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(AclBinding, LinesNeedTheirLevel) {
+  logger2::currentLevel = LOG_DEBUG;
+  ACLUtil::uninit();
+  EXPECT_TRUE(ACLUtil::init());
+  EXPECT_THAT(takeLogWithoutLines(),
+              ElementsAre("debug @uninit:# libacl.so unloaded", "debug @init:# libacl.so loaded"));
+  logger2::currentLevel = LOG_INFO;
+  ACLUtil::uninit();
+  EXPECT_TRUE(ACLUtil::init());
+  EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(AclBinding, LoadSymWhileUnboundLeavesTheError) {
+  ACLUtil::uninit();
+  int target = 0;
+  void* slot = &target;
+  std::string error = "before";
+  EXPECT_FALSE(ACLUtil::loadSym("acl_init", &slot, error));
+  EXPECT_EQ(slot, &target);
+  EXPECT_EQ(error, "before");
+}
+
+TEST_F(AclBinding, LoadSymNamesWhatIsMissing) {
+  int target = 0;
+  void* slot = &target;
+  std::string error;
+  EXPECT_FALSE(ACLUtil::loadSym("acl_nonsense", &slot, error));
+  EXPECT_EQ(slot, nullptr) << "what dlsym returned is stored";
+  dlerror();
+  dlsym(ACLUtil::libacl_handle, "acl_nonsense");
+  EXPECT_EQ(error, std::string("acl_nonsense: ") + dlerror());
+}
+
+TEST_F(AclBinding, LoadSymIsNotMisledByAnEarlierError) {
+  dlsym(ACLUtil::libacl_handle, "acl_nonsense");
+  void* slot = nullptr;
+  std::string error;
+  EXPECT_TRUE(ACLUtil::loadSym("acl_init", &slot, error));
+  EXPECT_EQ(slot, dlsym(ACLUtil::libacl_handle, "acl_init"));
+  EXPECT_EQ(error, "");
+}
+
+TEST_F(AclBinding, ASymbolWhoseValueIsNullIsResolved) {
+  const OpenLibrary fake(ZORF_FAKE_LIBACL_EMPTY);
+  void* const bound = std::exchange(ACLUtil::libacl_handle, fake.handle());
+  int target = 0;
+  void* slot = &target;
+  std::string error;
+  EXPECT_TRUE(ACLUtil::loadSym("zorf_null_symbol", &slot, error));
+  ACLUtil::libacl_handle = bound;
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(error, "");
+}
+
+// Every native of a host without libacl.
+void expectNativesToSayNotLoaded(JNIEnv* env) {
+  jstring path = javaString("/tmp");
+  jbyteArray spec = javaBytes(specOf({{kAccess, kUser, 1001, 5}}));
+  const JavaError notLoaded = errorFor(ENOSYS, "libacl.so.1 is not loaded");
+  EXPECT_EQ(notLoaded.message, "Function not implemented: libacl.so.1 is not loaded");
+
+  EXPECT_EQ(NATIVE(getAclStatus)(env, nullptr, path, javaBytes(std::string(144, '\0'))), nullptr);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+  NATIVE(setAcl)(env, nullptr, path, spec);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+  NATIVE(modifyAclEntries)(env, nullptr, path, spec);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+  NATIVE(removeAclEntries)(env, nullptr, path, spec);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+  NATIVE(removeDefaultAcl)(env, nullptr, path, JNI_TRUE);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+  NATIVE(removeAcl)(env, nullptr, path, JNI_TRUE);
+  EXPECT_EQ(takeJavaError(), notLoaded);
+}
+
+TEST_F(AclBinding, NativesWhileUnboundRaiseNotLoaded) {
+  ACLUtil::uninit();
+  expectNativesToSayNotLoaded(env);
+}
+
+// What a host with another libacl, or none, makes of it: this program once more, with a folder in
+// front of the library path, and the one test `name` of AclOtherHost in it.
+void expectToPassWith(const std::string& folder, const std::string& name) {
+  const char* inherited = std::getenv("LD_LIBRARY_PATH");
+  const CommandResult child = runCommand(
+      {"env",
+       "LD_LIBRARY_PATH=" + folder +
+           (inherited == nullptr ? "" : std::string(":").append(inherited)),
+       std::filesystem::read_symlink("/proc/self/exe").string(),
+       "--gtest_filter=AclOtherHost.DISABLED_" + name, "--gtest_also_run_disabled_tests"});
+  EXPECT_EQ(child.status, 0) << child.output;
+  EXPECT_THAT(child.output, HasSubstr("[  PASSED  ] 1 test.")) << child.output;
+}
+
+std::string folderOf(const char* library) {
+  return std::filesystem::path(library).parent_path().string();
+}
+
+TEST(AclOnOtherHosts, WithoutLibacl) {
+  std::string folder = (std::filesystem::temp_directory_path() / "zorf-no-acl-XXXXXX").string();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  std::ofstream{folder + "/libacl.so.1"} << "not a library";
+  expectToPassWith(folder, "NothingIsLoggedAndNativesRaiseNotLoaded");
+  std::filesystem::remove_all(folder);
+}
+
+TEST(AclOnOtherHosts, WithALibaclThatLacksAFunction) {
+  expectToPassWith(folderOf(ZORF_FAKE_LIBACL_PARTIAL), "AMissingFunctionLeavesItUnbound");
+}
+
+TEST(AclOnOtherHosts, WithALibaclThatLacksEveryFunction) {
+  expectToPassWith(folderOf(ZORF_FAKE_LIBACL_EMPTY), "TheFirstMissingFunctionIsTheOneNamed");
+}
+
+// Run by the tests above only.
+class AclOtherHost : public JvmTest {};
+
+TEST_F(AclOtherHost, DISABLED_NothingIsLoggedAndNativesRaiseNotLoaded) {
+  EXPECT_EQ(ACLUtil::libacl_handle, nullptr) << "the library has loaded all the same";
+  EXPECT_FALSE(ACLUtil::init());
+  EXPECT_EQ(ACLUtil::libacl_handle, nullptr);
+  EXPECT_THAT(takeLogWithoutLines(), ElementsAre("trace @init:# ACLUtil"));
+  expectNativesToSayNotLoaded(env);
+}
+
+TEST_F(AclOtherHost, DISABLED_AMissingFunctionLeavesItUnbound) {
+  const OpenLibrary fake(ZORF_FAKE_LIBACL_PARTIAL);
+  dlerror();
+  ASSERT_EQ(dlsym(fake.handle(), "acl_to_any_text"), nullptr);
+  const std::string reason = dlerror();
+  EXPECT_EQ(ACLUtil::libacl_handle, nullptr);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    EXPECT_FALSE(ACLUtil::init());
+    EXPECT_EQ(ACLUtil::libacl_handle, nullptr);
+    EXPECT_THAT(takeLogWithoutLines(),
+                ElementsAre("trace @init:# ACLUtil",
+                            "debug @init:# failed to resolve: acl_to_any_text: " + reason));
+  }
+  // What was resolved before the failure is kept; what comes after it was not looked for.
+  EXPECT_EQ(reinterpret_cast<void*>(ACLUtil::acl_init), dlsym(fake.handle(), "acl_init"));
+  EXPECT_EQ(reinterpret_cast<void*>(ACLUtil::acl_from_mode), dlsym(fake.handle(), "acl_from_mode"));
+  EXPECT_EQ(ACLUtil::acl_error, nullptr);
+  logger2::currentLevel = LOG_INFO;
+  EXPECT_FALSE(ACLUtil::init());
+  EXPECT_THAT(takeLog(), IsEmpty());
+  expectNativesToSayNotLoaded(env);
+}
+
+TEST_F(AclOtherHost, DISABLED_TheFirstMissingFunctionIsTheOneNamed) {
+  EXPECT_FALSE(ACLUtil::init());
+  EXPECT_THAT(takeLogWithoutLines(),
+              ElementsAre("trace @init:# ACLUtil",
+                          HasSubstr("debug @init:# failed to resolve: acl_init: ")));
+  EXPECT_EQ(ACLUtil::acl_init, nullptr);
+}
+
+}  // namespace

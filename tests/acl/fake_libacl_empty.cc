@@ -1,0 +1,3 @@
+// A libacl without any of its functions.
+extern "C" int zorf_empty_library;
+int zorf_empty_library = 0;

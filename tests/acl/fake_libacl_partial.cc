@@ -1,0 +1,40 @@
+// A libacl that has every function the binding looks for, except acl_to_any_text and acl_error.
+#define ZORF_FAKE(function)      \
+  extern "C" int function(void); \
+  int function(void) {           \
+    return -1;                   \
+  }
+
+ZORF_FAKE(acl_init)
+ZORF_FAKE(acl_dup)
+ZORF_FAKE(acl_copy_int)
+ZORF_FAKE(acl_free)
+ZORF_FAKE(acl_create_entry)
+ZORF_FAKE(acl_copy_entry)
+ZORF_FAKE(acl_delete_entry)
+ZORF_FAKE(acl_get_entry)
+ZORF_FAKE(acl_valid)
+ZORF_FAKE(acl_add_perm)
+ZORF_FAKE(acl_clear_perms)
+ZORF_FAKE(acl_delete_perm)
+ZORF_FAKE(acl_get_permset)
+ZORF_FAKE(acl_set_permset)
+ZORF_FAKE(acl_calc_mask)
+ZORF_FAKE(acl_get_qualifier)
+ZORF_FAKE(acl_set_qualifier)
+ZORF_FAKE(acl_get_tag_type)
+ZORF_FAKE(acl_set_tag_type)
+ZORF_FAKE(acl_get_file)
+ZORF_FAKE(acl_set_file)
+ZORF_FAKE(acl_get_fd)
+ZORF_FAKE(acl_set_fd)
+ZORF_FAKE(acl_from_text)
+ZORF_FAKE(acl_to_text)
+ZORF_FAKE(acl_size)
+ZORF_FAKE(acl_copy_ext)
+ZORF_FAKE(acl_entries)
+ZORF_FAKE(acl_cmp)
+ZORF_FAKE(acl_check)
+ZORF_FAKE(acl_equiv_mode)
+ZORF_FAKE(acl_get_perm)
+ZORF_FAKE(acl_from_mode)

@@ -1,0 +1,88 @@
+// What the tests of this folder share: a scratch directory, what stat(1) and getfacl(1) say about a
+// file, another identity for the thread, and log lines without what differs from run to run.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/java_values.h"
+#include "support/jvm.h"
+#include "support/scripted_client.h"
+#include "zorf_native.h"
+
+#define ZORF_CALL(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
+
+// The log line of a native's own site.
+std::string nativeLine(const std::string& level, const std::string& method,
+                       const std::string& text);
+
+// Owner of nothing and no one in the databases.
+constexpr unsigned STRANGER_UID = 54321;
+constexpr unsigned STRANGER_GID = 54322;
+
+// Every test leaves the thread's identity and the open files as it found them.
+class StatusTest : public JvmTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Absolute; "" is the scratch directory itself, which everyone may search.
+  std::string path(const std::string& name) const;
+  std::string makeFile(const std::string& name, mode_t mode = 0644);
+  std::string makeDirectory(const std::string& name, mode_t mode = 0755);
+  std::string makeLink(const std::string& name, const std::string& target);
+
+ private:
+  std::string dir_;
+  ThreadIdentity identity_;
+  std::vector<std::string> open_;
+};
+
+#define SKIP_UNLESS_ROOT(why) \
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root: " << (why)
+
+// File-system ids of the calling thread for a scope, by the system calls alone.
+class AsUser {
+ public:
+  AsUser(unsigned uid, unsigned gid);
+  ~AsUser();
+  AsUser(const AsUser&) = delete;
+  AsUser& operator=(const AsUser&) = delete;
+
+ private:
+  long uid_;
+  long gid_;
+};
+
+// What a command prints, without the last newline; the test fails when it does.
+std::string outputOf(std::vector<std::string> command);
+// stat(1) of a path, of the link itself unless `follow`.
+std::string statOf(const std::string& format, const std::string& path, bool follow = false);
+// "<seconds>.<9 digits>", as stat(1) prints it, in nanoseconds.
+std::int64_t nanoseconds(const std::string& decimal);
+
+// The lines of takeLogWithoutLines, with the address that setfsid logs replaced by "@ADDRESS".
+std::vector<std::string> takeLines();
+// "tid:" and the kernel's id of this thread.
+std::string tid();
+// The lines getStat logs: on success, and for a failing lstat and a failing stat of a link target.
+std::string statLine(const std::string& path, bool resolveLink = false);
+std::string lstatFailed(const std::string& path, int err, bool resolveLink);
+std::string targetFailed(const std::string& path, int err);
+// The line of handle_error.
+std::string errorLine(int err, const std::string& message);
+// The line of dump_gid for this thread.
+std::string groupsLine(const std::string& prefix);
+// The line of a switch of identity.
+std::string identityLine(unsigned fromUid, unsigned fromGid, unsigned toUid, unsigned toGid);
+
+// How the failed-path diagnosis describes a component that can be stat'ed. Its access ACL, and the
+// default one of a directory, are those of a link's target: they are read by path.
+std::string described(const std::string& path, bool resolveLink = false);
+// Only its first line: record and names. `record` is the file whose status is printed, normally
+// `path` itself.
+std::string describedRecord(const std::string& path, const std::string& record,
+                            bool resolveLink = false);

@@ -1,0 +1,223 @@
+#include "xattr/xattr_test.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "support/java_values.h"
+#include "zorf_native.h"
+
+namespace {
+
+// Those of the virtual machine's own files come and go with the code that it happens to run.
+std::size_t openDescriptors() {
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
+    const bool ours = target.find(".so") == target.npos && target.find(".jar") == target.npos &&
+                      target.find("/jvm/") == target.npos;
+    if (ours) ++count;
+  }
+  return count;
+}
+
+// For the replaced functions, which get no closure.
+struct {
+  const JNINativeInterface_* original = nullptr;
+  int taken = 0;
+  int released = 0;
+  int countdown = 0;
+} patched;
+
+const char* JNICALL takeCharacters(JNIEnv* env, jstring s, jboolean* isCopy) {
+  if (patched.countdown > 0 && --patched.countdown == 0) return nullptr;
+  ++patched.taken;
+  return patched.original->GetStringUTFChars(env, s, isCopy);
+}
+
+void JNICALL releaseCharacters(JNIEnv* env, jstring s, const char* characters) {
+  ++patched.released;
+  patched.original->ReleaseStringUTFChars(env, s, characters);
+}
+
+jobjectArray arrayFrom(jobject collection, jclass cls) {
+  JNIEnv* env = jniEnv();
+  return static_cast<jobjectArray>(
+      env->CallObjectMethod(collection, env->GetMethodID(cls, "toArray", "()[Ljava/lang/Object;")));
+}
+
+}  // namespace
+
+void XattrTest::SetUp() {
+  JvmTest::SetUp();
+  directory = base + "/zorf-xattr-XXXXXX";
+  ASSERT_NE(mkdtemp(directory.data()), nullptr);
+  std::filesystem::permissions(directory, std::filesystem::perms(0755));
+  path = newFile("file");
+  identity_ = threadIdentity();
+  descriptors_ = openDescriptors();
+}
+
+void XattrTest::TearDown() {
+  EXPECT_EQ(threadIdentity(), identity_);
+  // The virtual machine's threads open files for moments; what a test leaked stays.
+  for (int tries = 0; tries < 100 && openDescriptors() != descriptors_; ++tries) ::usleep(10000);
+  EXPECT_EQ(openDescriptors(), descriptors_);
+  std::filesystem::remove_all(directory);
+  JvmTest::TearDown();
+}
+
+std::string XattrTest::newFile(const std::string& name) const {
+  const std::string file = directory + "/" + name;
+  std::ofstream{file};
+  return file;
+}
+
+std::string XattrTest::newLink() const {
+  const std::string link = directory + "/link";
+  std::filesystem::create_symlink(path, link);
+  return link;
+}
+
+void put(const std::string& path, const std::string& name, std::string_view value) {
+  ASSERT_EQ(::setxattr(path.c_str(), name.c_str(), value.data(), value.size(), 0), 0)
+      << name << ": " << std::strerror(errno);
+}
+
+std::optional<std::string> valueOf(const std::string& path, const std::string& name) {
+  std::string value(65536, '\0');
+  const ssize_t length = ::getxattr(path.c_str(), name.c_str(), value.data(), value.size());
+  if (length < 0) return std::nullopt;
+  value.resize(static_cast<std::size_t>(length));
+  return value;
+}
+
+void serve(Hooks& hooks, const Attributes& attributes) {
+  std::string names;
+  for (const auto& [name, value] : attributes) names += name + '\0';
+  const auto deliver = [](const std::string& bytes, void* buffer, std::size_t size) -> ssize_t {
+    if (size != 0 && size < bytes.size()) {
+      errno = ERANGE;
+      return -1;
+    }
+    if (size != 0) std::memcpy(buffer, bytes.data(), bytes.size());
+    return static_cast<ssize_t>(bytes.size());
+  };
+  hooks.listxattr = [=](const char*, char* list, std::size_t size) {
+    return deliver(names, list, size);
+  };
+  hooks.getxattr = [=](const char*, const char* name, void* value, std::size_t size) -> ssize_t {
+    const auto found = attributes.find(name);
+    if (found != attributes.end()) return deliver(found->second, value, size);
+    errno = ENODATA;
+    return -1;
+  };
+}
+
+jint setExtendedAttribute(const std::string& path, const std::string& name,
+                          const std::optional<std::string>& value, jshort flags) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(
+      jniEnv(), nullptr, javaString(path), javaString(name), value ? javaBytes(*value) : nullptr,
+      flags);
+}
+
+jint removeXAttr(const std::string& path, const std::string& name) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeXAttr(
+      jniEnv(), nullptr, javaString(path), javaString(name));
+}
+
+jobjectArray listXAttrs(const std::string& path) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_listXAttrs(jniEnv(), nullptr,
+                                                                           javaString(path));
+}
+
+jobject getXAttrs(const std::string& path, const std::vector<std::string>& names) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getXAttrs(
+      jniEnv(), nullptr, javaString(path), javaNames(names));
+}
+
+jobject dumpXAttrs(const std::string& path) {
+  return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_dumpXAttrs(jniEnv(), nullptr,
+                                                                           javaString(path));
+}
+
+jobjectArray javaNames(const std::vector<std::string>& names) {
+  JNIEnv* env = jniEnv();
+  jclass cls = env->FindClass("java/lang/String");
+  jobjectArray array = env->NewObjectArray(static_cast<jsize>(names.size()), cls, nullptr);
+  env->DeleteLocalRef(cls);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    jstring name = javaString(names[i]);
+    env->SetObjectArrayElement(array, static_cast<jsize>(i), name);
+    env->DeleteLocalRef(name);
+  }
+  return array;
+}
+
+std::vector<std::optional<std::string>> namesOf(jobjectArray names) {
+  JNIEnv* env = jniEnv();
+  std::vector<std::optional<std::string>> result;
+  const jsize count = env->GetArrayLength(names);
+  for (jsize i = 0; i < count; ++i) {
+    auto name = static_cast<jstring>(env->GetObjectArrayElement(names, i));
+    result.push_back(name == nullptr ? std::nullopt : std::optional(stringOf(name)));
+    env->DeleteLocalRef(name);
+  }
+  return result;
+}
+
+Attributes attributesOf(jobject hashMap) {
+  JNIEnv* env = jniEnv();
+  if (hashMap == nullptr) {
+    ADD_FAILURE() << "no map";
+    return {};
+  }
+  env->PushLocalFrame(16);
+  jclass cls = env->FindClass("java/util/HashMap");
+  EXPECT_TRUE(env->IsSameObject(env->GetObjectClass(hashMap), cls));
+  jclass collection = env->FindClass("java/util/Collection");
+  jobjectArray keys = arrayFrom(
+      env->CallObjectMethod(hashMap, env->GetMethodID(cls, "keySet", "()Ljava/util/Set;")),
+      collection);
+  jobjectArray values = arrayFrom(
+      env->CallObjectMethod(hashMap, env->GetMethodID(cls, "values", "()Ljava/util/Collection;")),
+      collection);
+  Attributes result;
+  const jsize count = env->GetArrayLength(keys);
+  for (jsize i = 0; i < count; ++i) {
+    auto key = static_cast<jstring>(env->GetObjectArrayElement(keys, i));
+    auto value = static_cast<jbyteArray>(env->GetObjectArrayElement(values, i));
+    result.emplace(stringOf(key), bytesOf(value));
+    env->DeleteLocalRef(key);
+    env->DeleteLocalRef(value);
+  }
+  EXPECT_EQ(result.size(), static_cast<std::size_t>(count));
+  env->PopLocalFrame(nullptr);
+  return result;
+}
+
+PatchedJni::PatchedJni()
+    : functions(*jniEnv()->functions), env_(jniEnv()), original_(env_->functions) {
+  patched = {original_, 0, 0, 0};
+  functions.GetStringUTFChars = takeCharacters;
+  functions.ReleaseStringUTFChars = releaseCharacters;
+  env_->functions = &functions;
+}
+
+PatchedJni::~PatchedJni() {
+  env_->functions = original_;
+}
+
+int PatchedJni::taken() const {
+  return patched.taken;
+}
+
+int PatchedJni::released() const {
+  return patched.released;
+}
+
+void PatchedJni::failCharacters(int nth) {
+  patched.countdown = nth;
+}
