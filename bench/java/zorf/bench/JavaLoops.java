@@ -36,6 +36,13 @@ final class JavaLoops {
     }
   }
 
+  /** The same from a String, as the native gets it. */
+  static void posixFileAttributesOfString(int calls, int thread) throws IOException {
+    for (int i = 0; i < calls; ++i) {
+      sink = Files.readAttributes(Paths.get(Data.FILE[thread]), PosixFileAttributes.class);
+    }
+  }
+
   /** As many puts of as large values as {@code dumpXAttrs} makes, all made in Java. */
   static void hashMapOf20(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
