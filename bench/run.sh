@@ -47,7 +47,7 @@ options=(--benchmark_enable_random_interleaving=true --benchmark_out_format=json
 if [[ $quick ]]; then
   options+=(--benchmark_repetitions=3 --benchmark_min_time=0.01)
 else
-  options+=(--benchmark_repetitions=11 --benchmark_min_time=0.05)
+  options+=(--benchmark_repetitions=9 --benchmark_min_time=0.05)
 fi
 build/bin/zorf_bench "${options[@]}" >"$scratch/log" 2>&1 || {
   cat "$scratch/log" >&2

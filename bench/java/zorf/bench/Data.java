@@ -28,7 +28,6 @@ public final class Data {
 
   public static String directory;
   public static String link;
-  public static Path linkPath;
   public static String user;
   public static String group;
   public static int uid;
@@ -50,7 +49,6 @@ public final class Data {
       PLAIN[thread] = directory + "/plain" + thread;
     }
     link = directory + "/link";
-    linkPath = Paths.get(link);
     user = userName;
     group = groupName;
     uid = userId;

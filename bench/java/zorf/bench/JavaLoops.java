@@ -18,7 +18,10 @@ import java.nio.file.attribute.UserPrincipalLookupService;
 import java.util.HashMap;
 import java.util.Set;
 
-/** Loops over what a Java programmer would use instead of the native of the same name. */
+/**
+ * Loops over what a Java programmer would use instead of the native of the same name, with the same
+ * arguments: a path is a String at first.
+ */
 final class JavaLoops {
   private static final UserPrincipalLookupService PRINCIPALS =
       FileSystems.getDefault().getUserPrincipalLookupService();
@@ -29,7 +32,7 @@ final class JavaLoops {
 
   private JavaLoops() {}
 
-  /** The PosixFileAttributes of {@link #getFileStatusNative}'s file. */
+  /** The PosixFileAttributes of {@link #getFileStatusNative}'s file, from a Path that was made before. */
   static void posixFileAttributes(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
       sink = Files.readAttributes(Data.FILE_PATH[thread], PosixFileAttributes.class);
@@ -56,14 +59,14 @@ final class JavaLoops {
 
   static void getUser(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
-      sink = Files.getOwner(Data.FILE_PATH[thread]).getName();
+      sink = Files.getOwner(Paths.get(Data.FILE[thread])).getName();
     }
   }
 
   static void getGroup(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
       sink =
-          Files.readAttributes(Data.FILE_PATH[thread], PosixFileAttributes.class).group().getName();
+          Files.readAttributes(Paths.get(Data.FILE[thread]), PosixFileAttributes.class).group().getName();
     }
   }
 
@@ -81,25 +84,25 @@ final class JavaLoops {
 
   static void getFileStatusNative(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
-      sink = Files.readAttributes(Data.FILE_PATH[thread], "unix:*");
+      sink = Files.readAttributes(Paths.get(Data.FILE[thread]), "unix:*");
     }
   }
 
   static void getINum(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
-      sink = Files.getAttribute(Data.FILE_PATH[thread], "unix:ino");
+      sink = Files.getAttribute(Paths.get(Data.FILE[thread]), "unix:ino");
     }
   }
 
   static void getLinkTargetNative(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
-      sink = Files.readSymbolicLink(Data.linkPath);
+      sink = Files.readSymbolicLink(Paths.get(Data.link));
     }
   }
 
   static void setPermission(int calls, int thread) throws IOException {
-    Path path = Paths.get(Data.PLAIN[thread]);
     for (int i = 0; i < calls; ++i) {
+      Path path = Paths.get(Data.PLAIN[thread]);
       Files.getFileAttributeView(path, PosixFileAttributeView.class).setPermissions(PERMISSIONS);
     }
   }
@@ -119,15 +122,15 @@ final class JavaLoops {
   }
 
   static void setExtendedAttribute(int calls, int thread) throws IOException {
-    UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
     for (int i = 0; i < calls; ++i) {
+      UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
       view.write("bench", ByteBuffer.wrap(Data.VALUE));
     }
   }
 
   static void removeXAttr(int calls, int thread) throws IOException {
-    UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
     for (int i = 0; i < calls; ++i) {
+      UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
       view.write("other", ByteBuffer.wrap(Data.VALUE));
       view.delete("other");
     }
