@@ -60,7 +60,7 @@ void readEntries(acl_t acl) {
     acl_permset_t permissions = nullptr;
     acl_get_permset(entry, &permissions);
     int bits = 0;
-    for (const unsigned bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
+    for (const unsigned bit : {unsigned{ACL_READ}, unsigned{ACL_WRITE}, unsigned{ACL_EXECUTE}}) {
       bits = bits * 2 + acl_get_perm(permissions, bit);
     }
     benchmark::DoNotOptimize(bits);

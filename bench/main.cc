@@ -9,20 +9,16 @@
 //   debug, trace   as native, with the log at that level and dropping its lines
 // report.py makes the table of it.
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/statfs.h>
 #include <sys/utsname.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <iostream>
-#include <map>
-#include <memory>
 #include <string>
 
 #include "bare.h"
