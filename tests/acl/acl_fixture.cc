@@ -215,8 +215,13 @@ void AclTest::TearDown() {
     unwatchLibacl();
     EXPECT_EQ(openDescriptors(), descriptors_);
     EXPECT_EQ(threadIdentity(), identity_);
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
+    // Tests leave directories that their owner may not list.
+    for (const auto& entry : fs::directory_iterator(root_)) {
+      if (entry.is_directory()) fs::permissions(entry.path(), fs::perms::owner_all);
+    }
+    std::error_code failed;
+    fs::remove_all(root_, failed);
+    EXPECT_FALSE(failed) << failed.message();
   }
   JvmTest::TearDown();
 }

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <regex>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -158,11 +157,11 @@ std::int64_t nanoseconds(const std::string& decimal) {
 }
 
 std::vector<std::string> takeLines() {
-  static const std::regex address("@0x[0-9a-f]+ ");
+  const std::string prefix = "debug @setfsid:# @";
   std::vector<std::string> lines = takeLogWithoutLines();
   for (std::string& line : lines) {
-    if (line.starts_with("debug @setfsid:# "))
-      line = std::regex_replace(line, address, "@ADDRESS ");
+    if (!line.starts_with(prefix + "0x")) continue;
+    line.replace(prefix.size(), line.find(' ', prefix.size()) - prefix.size(), "ADDRESS");
   }
   return lines;
 }
