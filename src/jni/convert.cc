@@ -4,18 +4,20 @@
 #include <limits>
 #include <new>
 
-int getString(JNIEnv* env, jstring s, std::string& out) {
+RequiredChars::RequiredChars(JNIEnv* env, jstring s) : UtfChars(env, s) {
+  if (get() != nullptr) return;
   if (s == nullptr) {
     handle_error(env, EINVAL, "null argument");
-    return -1;
+    return;
   }
-  const UtfChars chars(env, s);
-  if (chars.get() == nullptr) {
-    // The virtual machine's own OutOfMemoryError gives way to the exception callers expect.
-    if (env->ExceptionCheck()) env->ExceptionClear();
-    handle_error(env, ENOMEM, "");
-    return -1;
-  }
+  // The virtual machine's own OutOfMemoryError gives way to the exception callers expect.
+  if (env->ExceptionCheck()) env->ExceptionClear();
+  handle_error(env, ENOMEM, "");
+}
+
+int getString(JNIEnv* env, jstring s, std::string& out) {
+  const RequiredChars chars(env, s);
+  if (chars.get() == nullptr) return -1;
   out = chars.get();
   return 0;
 }
