@@ -15,6 +15,8 @@
 #include <fstream>
 #include <utility>
 
+#include "support/open_files.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -78,19 +80,6 @@ void unwatchLibacl() {
   ACLUtil::acl_to_text = real.toText;
   ACLUtil::acl_get_qualifier = real.getQualifier;
   ACLUtil::acl_free = real.free;
-}
-
-std::vector<std::string> openDescriptors() {
-  std::vector<std::string> targets;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;  // the listing's own descriptor
-    const auto target = fs::read_symlink(entry.path(), gone);
-    if (!gone && target.string().find("/proc/") == std::string::npos) {
-      targets.push_back(entry.path().filename().string() + " " + target.string());
-    }
-  }
-  std::sort(targets.begin(), targets.end());
-  return targets;
 }
 
 }  // namespace
@@ -204,7 +193,6 @@ void AclTest::SetUp() {
   ASSERT_NE(mkdtemp(pattern.data()), nullptr);
   root_ = pattern;
   ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
-  descriptors_ = openDescriptors();
   identity_ = threadIdentity();
   watchLibacl();
 }
@@ -213,7 +201,7 @@ void AclTest::TearDown() {
   if (!root_.empty()) {
     EXPECT_THAT(live, ::testing::Each(nullptr)) << "objects of libacl not freed";
     unwatchLibacl();
-    EXPECT_EQ(openDescriptors(), descriptors_);
+    EXPECT_THAT(openFilesBelow(root_), ::testing::IsEmpty());
     EXPECT_EQ(threadIdentity(), identity_);
     // Tests leave directories that their owner may not list.
     for (const auto& entry : fs::directory_iterator(root_)) {

@@ -112,6 +112,5 @@ class AclTest : public JvmTest {
 
  private:
   std::string root_;
-  std::vector<std::string> descriptors_;
   ThreadIdentity identity_;
 };

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "support/java_values.h"
+#include "support/open_files.h"
 
 namespace {
 
@@ -59,7 +60,8 @@ void BlockNativesTest::SetUp() {
 
 void BlockNativesTest::TearDown() {
   EXPECT_EQ(threadIdentity(), identity_) << "the native left another identity";
-  EXPECT_EQ(openFiles(), std::set<std::string>{}) << "the native left a descriptor open";
+  EXPECT_THAT(openFilesBelow(directory_), ::testing::IsEmpty())
+      << "the native left a descriptor open";
   if (!directory_.empty()) std::filesystem::remove_all(directory_);
   JvmTest::TearDown();
 }
@@ -88,14 +90,4 @@ std::vector<std::string> BlockNativesTest::ownLines() {
 std::string BlockNativesTest::line(const std::string& level, const std::string& native,
                                    const std::string& text) {
   return level + " @" + jniPrefix + native + ":# " + text;
-}
-
-std::set<std::string> BlockNativesTest::openFiles() const {
-  std::set<std::string> open;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;
-    const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
-    if (target.starts_with(directory_)) open.insert(target);
-  }
-  return open;
 }

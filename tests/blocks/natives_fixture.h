@@ -65,8 +65,6 @@ class BlockNativesTest : public JvmTest {
   ScriptedClient client;
 
  private:
-  std::set<std::string> openFiles() const;
-
   std::string directory_;
   ThreadIdentity identity_;
 };

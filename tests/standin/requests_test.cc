@@ -188,7 +188,8 @@ TEST_F(Requests, FieldsAreChecked) {
   refuses(factor, 48, htobe32(0x80000000U), 16);
   const std::string replication = bytesOf(replicationRequest(3));
   for (const std::uint32_t count : {0U, 17U, ~0U, 0x8000U}) refuses(replication, 32, count, 16);
-  for (const std::size_t offset : {24U, 28U, 36U, 40U, 44U, 48U, 52U}) refuses(replication, offset, 1, 16);
+  for (const std::size_t offset : {24U, 28U, 36U, 40U, 44U, 48U, 52U})
+    refuses(replication, offset, 1, 16);
   const std::string places = bytesOf(locationsRequest(0, 0, 1));
   refuses(places, 48, 1, 16);
   for (const std::uint32_t skip : {1U, 512U, 4095U, 4194303U}) refuses(places, 32, skip, 16);

@@ -14,22 +14,11 @@
 #include <filesystem>
 #include <sstream>
 
+#include "support/open_files.h"
+
 namespace fs = std::filesystem;
 
 namespace {
-
-// What the descriptors of the process refer to, apart from what the JVM opens when it likes.
-std::vector<std::string> openFiles() {
-  std::vector<std::string> files;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;
-    const std::string target = fs::read_symlink(entry.path(), gone).string();
-    if (gone || target.ends_with(".jar") || target.starts_with("/proc/")) continue;
-    files.push_back(target);
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
 
 // getfacl(1) writes the tags of the owner's entries short, and the id 0 of a named entry.
 std::string aclText(const std::string& path, const char* option, const std::string& prefix) {
@@ -66,12 +55,11 @@ void StatusTest::SetUp() {
   ASSERT_NE(mkdtemp(dir_.data()), nullptr);
   ASSERT_EQ(::chmod(dir_.c_str(), 0755), 0);
   identity_ = threadIdentity();
-  open_ = openFiles();
 }
 
 void StatusTest::TearDown() {
   EXPECT_EQ(threadIdentity(), identity_);
-  EXPECT_EQ(openFiles(), open_);
+  EXPECT_THAT(openFilesBelow(dir_), ::testing::IsEmpty());
   fs::remove_all(dir_);
   JvmTest::TearDown();
 }

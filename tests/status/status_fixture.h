@@ -38,7 +38,6 @@ class StatusTest : public JvmTest {
  private:
   std::string dir_;
   ThreadIdentity identity_;
-  std::vector<std::string> open_;
 };
 
 #define SKIP_UNLESS_ROOT(why) \

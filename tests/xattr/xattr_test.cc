@@ -6,22 +6,10 @@
 #include <fstream>
 
 #include "support/java_values.h"
+#include "support/open_files.h"
 #include "zorf_native.h"
 
 namespace {
-
-// Those of the virtual machine's own files come and go with the code that it happens to run.
-std::size_t openDescriptors() {
-  std::size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;
-    const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
-    const bool ours = target.find(".so") == target.npos && target.find(".jar") == target.npos &&
-                      target.find("/jvm/") == target.npos;
-    if (ours) ++count;
-  }
-  return count;
-}
 
 // For the replaced functions, which get no closure.
 struct {
@@ -57,14 +45,11 @@ void XattrTest::SetUp() {
   std::filesystem::permissions(directory, std::filesystem::perms(0755));
   path = newFile("file");
   identity_ = threadIdentity();
-  descriptors_ = openDescriptors();
 }
 
 void XattrTest::TearDown() {
   EXPECT_EQ(threadIdentity(), identity_);
-  // The virtual machine's threads open files for moments; what a test leaked stays.
-  for (int tries = 0; tries < 100 && openDescriptors() != descriptors_; ++tries) ::usleep(10000);
-  EXPECT_EQ(openDescriptors(), descriptors_);
+  EXPECT_THAT(openFilesBelow(directory), ::testing::IsEmpty());
   std::filesystem::remove_all(directory);
   JvmTest::TearDown();
 }

@@ -35,7 +35,6 @@ class XattrTest : public JvmTest {
   std::string base = "/tmp";  // where the directory is made; set before SetUp
 
  private:
-  std::size_t descriptors_ = 0;
   ThreadIdentity identity_;
 };
 
