@@ -6,10 +6,12 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.concurrent.TimeUnit;
+import zorf.testing.JniReports;
 
 /**
  * Starts a JVM of the same JDK that loads the library: it is loaded once per process, and each test
@@ -17,6 +19,9 @@ import java.util.concurrent.TimeUnit;
  */
 final class ChildJvm {
   private static final int TIMEOUT_SECONDS = 120;
+
+  /** Whether every child checks the library's use of JNI, and fails the test if that is wrong. */
+  private static final boolean CHECKED = Boolean.getBoolean("zorf.test.xcheck");
 
   private final Map<String, String> environment = new LinkedHashMap<>();
   private final List<String> options = new ArrayList<>();
@@ -30,6 +35,9 @@ final class ChildJvm {
     options.add("-Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog");
     if (javaVersion() >= 24) {
       options.add("--enable-native-access=ALL-UNNAMED");
+    }
+    if (CHECKED) {
+      options.add(JniReports.OPTION);
     }
   }
 
@@ -101,7 +109,14 @@ final class ChildJvm {
         process.destroyForcibly();
         throw new IOException("child JVM still runs after " + TIMEOUT_SECONDS + " s: " + command);
       }
-      return new Outcome(process.exitValue(), Files.readAllLines(out), Files.readAllLines(err));
+      List<String> lines = Files.readAllLines(out);
+      // A test that asks for the checks itself wants to see what they report.
+      if (CHECKED && Collections.frequency(options, JniReports.OPTION) == 1) {
+        JniReports reports = new JniReports();
+        lines.removeIf(reports::take);
+        reports.expectNoOthers();
+      }
+      return new Outcome(process.exitValue(), lines, Files.readAllLines(err));
     } finally {
       Files.delete(out);
       Files.delete(err);
