@@ -1,0 +1,87 @@
+package zorf.tool;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.util.ArrayList;
+import java.util.List;
+import org.junit.jupiter.api.Test;
+import picocli.CommandLine;
+import picocli.CommandLine.Model.OptionSpec;
+import picocli.CommandLine.Model.PositionalParamSpec;
+
+/** Every command explains itself, and its examples are right. */
+class HelpTest {
+  private static List<CommandLine> all(CommandLine line) {
+    List<CommandLine> commands = new ArrayList<>();
+    commands.add(line);
+    line.getSubcommands().values().forEach(each -> commands.addAll(all(each)));
+    return commands;
+  }
+
+  private static List<CommandLine> all() {
+    return all(Main.commandLine());
+  }
+
+  /** The words of an example as the shell would give them, without redirections and comments. */
+  private static String[] words(String example) {
+    String line = example.trim().replaceFirst("^.*?zorfhadoop ", "");
+    line = line.replaceFirst(" {4,}.*", "").replaceFirst(" *\\|.*", "").replaceFirst(" *>.*", "");
+    return line.replace("''", "\u0000").split(" +");
+  }
+
+  @Test
+  void examplesParse() {
+    int examples = 0;
+    for (CommandLine command : all()) {
+      for (String example : command.getCommandSpec().usageMessage().footer()) {
+        if (example.startsWith("  ")) {
+          Main.commandLine().parseArgs(words(example));
+          examples++;
+        }
+      }
+    }
+    assertTrue(examples > 40, "there are " + examples);
+  }
+
+  @Test
+  void everyCommandHasExamplesExitStatusAndDescriptions() {
+    for (CommandLine command : all()) {
+      String name = command.getCommandSpec().qualifiedName();
+      String help = command.getUsageMessage();
+      assertTrue(help.contains("\nExamples:\n  zorfhadoop "), name);
+      assertTrue(help.contains("\nExit status:\n  0   "), name);
+      assertTrue(help.startsWith("Usage: " + name + " "), help);
+      assertTrue(command.getCommandSpec().usageMessage().description().length > 0, name);
+      for (OptionSpec option : command.getCommandSpec().options()) {
+        assertTrue(option.description().length > 0, name + " " + option);
+      }
+      for (PositionalParamSpec parameter : command.getCommandSpec().positionalParameters()) {
+        assertTrue(parameter.description().length > 0, name + " " + parameter);
+      }
+      assertFalse(help.contains("${"), help);
+      for (String line : help.split("\n")) {
+        assertTrue(line.length() <= 96, line);
+      }
+    }
+  }
+
+  @Test
+  void theManualPageHasEveryCommandAndOption() {
+    String page = ManPage.text().replace("\\-", "-");
+    for (CommandLine command : all()) {
+      if (command.getSubcommands().isEmpty()) {
+        String name = command.getCommandSpec().qualifiedName().substring("zorfhadoop ".length());
+        assertTrue(page.contains("\n.SS " + name + "\n"), name);
+      }
+      for (OptionSpec option : command.getCommandSpec().options()) {
+        if (!option.usageHelp() && !option.versionHelp() && !option.longestName().equals("--debug")) {
+          assertTrue(page.contains("\\fB" + option.longestName() + "\\fR"), option.longestName());
+        }
+      }
+    }
+    assertFalse(page.contains("${"));
+    assertEquals(-1, page.indexOf("\n\n"));
+  }
+}

@@ -1,0 +1,57 @@
+package zorf.tool;
+
+import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
+
+/** Questions about blocks. The policy is one of the process, so each question sets its own. */
+final class Blocks {
+  /** What a NameNode takes for files without a block group factor unless it is told otherwise. */
+  static final long DEFAULT_BLOCK_SIZE = 128L << 20;
+
+  /** No block group factor gives this many blocks of one byte. */
+  private static final long NO_FACTOR = 1L << 40;
+
+  private Blocks() {}
+
+  static void choose(BlockPolicy policy, long defaultBlockSize) {
+    int chosen = ZORFNative.getBlkCmd(policy.bytes(), defaultBlockSize);
+    if (chosen != policy.ordinal()) {
+      throw new IllegalStateException("policy " + policy.text() + " gave " + chosen);
+    }
+  }
+
+  static BlockLocations locate(String path, long offset, long length, byte[] record) {
+    return BlockLocations.decode(ZORFNative.getBlockLocationsNative(path, offset, length, record));
+  }
+
+  static void requireRegular(String path, byte[] record) {
+    if (Library.layout().decode(record).type() != FileType.REGULAR) {
+      throw new Failure(path + ": only regular files have blocks");
+    }
+  }
+
+  /** The block size that the file system itself uses for a file. */
+  static long fileSystemBlockSize(String path) {
+    choose(BlockPolicy.LOCAL, 0);
+    return ZORFNative.getBlockSizeNative(path, null);
+  }
+
+  /** A file's replica count, and nothing else of its blocks. */
+  static int replicas(String path, byte[] record) {
+    choose(BlockPolicy.SHARED, DEFAULT_BLOCK_SIZE);
+    return locate(path, 0, 0, record).replicaCount();
+  }
+
+  /**
+   * A file's block group factor, 0 if it has none. There is no native for it: but an HDFS block is as
+   * many file system blocks as the factor says, so with file system blocks of one byte its size is
+   * the factor, or the default where there is none.
+   */
+  static long groupFactor(String path, byte[] record) {
+    choose(BlockPolicy.SHARED, NO_FACTOR);
+    long size = locate(path, 0, 0, RawStatus.withBlockSize(record, 1)).blockSize();
+    return size == NO_FACTOR ? 0 : size;
+  }
+}

@@ -1,0 +1,125 @@
+package zorf.tool;
+
+import java.io.PrintWriter;
+import java.util.LinkedHashMap;
+import java.util.Map;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Help;
+import picocli.CommandLine.Model.CommandSpec;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.ParameterException;
+import picocli.CommandLine.Spec;
+
+/** The command line of {@code zorfhadoop}. */
+@Command(
+    name = "zorfhadoop",
+    version = "zorfhadoop 2.7",
+    description = {
+      "Asks a zorf file system what libzorfhadoop tells an HDFS NameNode, through the same natives:"
+          + " status, block placement, ACLs and attributes of files, and why a user can't reach one."
+    },
+    synopsisSubcommandLabel = "COMMAND",
+    subcommands = {
+      StatusCommand.class,
+      LsCommand.class,
+      LocateCommand.class,
+      AclCommand.class,
+      XattrCommand.class,
+      ChmodCommand.class,
+      ReplicationCommand.class,
+      BgfCommand.class,
+      FsnameCommand.class,
+      DiagnoseCommand.class,
+      DoctorCommand.class
+    },
+    footer = {
+      "  zorfhadoop status /zorf/data/events.dat",
+      "  zorfhadoop locate --map /zorf/data/events.dat",
+      "  zorfhadoop diagnose /zorf/data/private/key --as alice",
+      "  zorfhadoop doctor",
+      "",
+      "zorfhadoop COMMAND --help tells more about each command."
+    })
+public final class Main implements Runnable {
+  @Spec private CommandSpec spec;
+
+  @Option(
+      names = {"-h", "--help"},
+      usageHelp = true,
+      description = "Show this help and exit.")
+  private boolean help;
+
+  @Option(
+      names = {"-V", "--version"},
+      versionHelp = true,
+      description = "Show the version and exit.")
+  private boolean version;
+
+  /** Runs one command; the exit status is 0 (done), 1 (failed) or 2 (wrong command line). */
+  public static void main(String[] arguments) {
+    ToolLog.install();
+    int result = commandLine().execute(arguments);
+    Output.OUT.flush();
+    if (Output.OUT.checkError() && result == ToolCommand.OK) {
+      result = ToolCommand.FAILED;
+    }
+    Output.ERR.flush();
+    System.exit(result);
+  }
+
+  /** All commands, ready to execute. */
+  static CommandLine commandLine() {
+    CommandLine line = new CommandLine(new Main());
+    line.setOut(new PrintWriter(Output.OUT));
+    line.setErr(new PrintWriter(Output.ERR));
+    // A file may be called "@x": it is no list of further arguments.
+    line.setExpandAtFiles(false);
+    line.setCaseInsensitiveEnumValuesAllowed(true);
+    line.setColorScheme(
+        Help.defaultColorScheme(
+            Output.colored(Output.Color.auto) ? Help.Ansi.ON : Help.Ansi.OFF));
+    line.setParameterExceptionHandler((e, words) -> misuse(e));
+    line.setExecutionExceptionHandler(
+        (e, command, result) -> {
+          ((ToolCommand) command.getCommand()).report("failed", e);
+          return ToolCommand.FAILED;
+        });
+    finish(line);
+    return line;
+  }
+
+  private static int misuse(ParameterException e) {
+    String name = e.getCommandLine().getCommandSpec().qualifiedName();
+    String text = Output.printable(e.getMessage()).replaceFirst("\\.$", "");
+    Output.complain(text + " (see: " + name + " --help)");
+    return ToolCommand.USAGE;
+  }
+
+  /** What the help of every command has in common. */
+  private static void finish(CommandLine line) {
+    Map<String, String> exits = new LinkedHashMap<>();
+    exits.put("0", "done");
+    exits.put("1", "failed, at least for one of the paths");
+    exits.put("2", "wrong command line");
+    CommandLine.Model.UsageMessageSpec usage = line.getCommandSpec().usageMessage();
+    usage.width(96);
+    usage.sortOptions(false);
+    usage.synopsisHeading("Usage: ");
+    usage.descriptionHeading("%n");
+    usage.parameterListHeading("%n");
+    usage.optionListHeading("%nOptions:%n");
+    usage.commandListHeading("%nCommands:%n");
+    usage.footerHeading("%nExamples:%n");
+    usage.exitCodeListHeading("%nExit status:%n");
+    if (usage.exitCodeList().isEmpty()) {
+      usage.exitCodeList(exits);
+    }
+    line.getSubcommands().values().forEach(Main::finish);
+  }
+
+  @Override
+  public void run() {
+    throw new ParameterException(spec.commandLine(), "which command?");
+  }
+}
