@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# make.sh: builds build/packages/*.deb and *.tar.gz, and has lintian look at them where it is installed.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build-package
+out=$root/build/packages
+
+umask 022
+
+# A build of its own: the prefix decides where Debian's library directory is, and no test is built.
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+  -DCPACK_PACKAGE_DIRECTORY="$out" -DBUILD_TESTING=OFF >/dev/null
+cmake --build "$build" -- --quiet
+mkdir -p "$out"
+rm -f "$out"/*.deb "$out"/*.tar.gz
+(cd "$build" && cpack >cpack.log 2>&1) || {
+  cat "$build/cpack.log" >&2
+  exit 1
+}
+(cd "$out" && ls -1 ./*.deb ./*.tar.gz)
+
+if command -v lintian >/dev/null; then
+  lintian --allow-root --fail-on error,warning --display-info --show-overrides "$out"/*.deb
+fi
