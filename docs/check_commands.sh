@@ -14,12 +14,12 @@ scratch=$(mktemp -d "$PWD/build/docs-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 export PATH scratch
 
-# script PAGE: its runnable blocks, each command line announced by set -v.
+# script PAGE: its runnable blocks.
 script() {
   awk '/^```sh$/ { inside = 1; next } /^```/ { inside = 0 } inside' "$1"
 }
 
-# anchor TEXT: what a heading is called in a link.
+# anchors PAGE: what its headings are called in links.
 anchors() {
   sed -n 's/^##* //p' "$1" | tr '[:upper:]' '[:lower:]' | sed 's/[^a-z0-9 _-]//g; s/ /-/g'
 }
