@@ -75,6 +75,7 @@ fails() {
   ! "$@"
 }
 is_installed() {
+  # shellcheck disable=SC2016  # dpkg's own variable
   inside dpkg-query -W -f '${db:Status-Status}\n' "$1" | grep -qx installed
 }
 

@@ -43,6 +43,7 @@ lib=$prefix/usr/$libdir
   fail "the link for Java leads nowhere"
 LC_ALL=C readelf -d "$lib/libzorfhadoop.so.2.7" >"$prefix/dynamic"
 grep -q 'soname: \[libzorfhadoop\.so\.2\.7\]' "$prefix/dynamic" || fail "the soname"
+# shellcheck disable=SC2016  # the loader's own variable
 grep -q 'runpath: \[$ORIGIN\]' "$prefix/dynamic" || fail "the run path"
 
 tool=$prefix/usr/bin/zorfhadoop
