@@ -1,18 +1,23 @@
 #!/usr/bin/env bash
 # make_tool_doc.sh [--check]: writes tool.md and placement.svg by running every command that they
-# show; with --check it compares them with what is there. Needs a build in ../build, and root: the
-# users, the mount table and the files of the page exist in a mount namespace of its own only.
+# show; with --check it compares them with what is there. Needs a build, in ../build or where
+# ZORF_BUILD says, and root: the users, the mount table and the files of the page exist in a mount
+# namespace of its own only. Exits with 77 where there can be none.
 set -euo pipefail
 
 docs=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(dirname "$docs")
-tool=$root/build/bin/zorfhadoop
+build=${ZORF_BUILD:-$root/build}
+tool=$build/bin/zorfhadoop
 
-if [[ $EUID != 0 ]]; then
-  echo "make_tool_doc.sh: run it as root" >&2
-  exit 1
-fi
+impossible() {
+  echo "make_tool_doc.sh: $*" >&2
+  exit 77
+}
+
+[[ $EUID == 0 ]] || impossible "run it as root"
 if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
+  unshare --mount true || impossible "there can't be a mount namespace here"
   ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
 fi
 
@@ -20,6 +25,10 @@ fi
 
 # On a fresh tmpfs inode numbers are the same every time, and with them the stand-in's placement.
 mount -t tmpfs -o mode=755 tmpfs /mnt
+touch /mnt/probe
+setfattr -n user.probe -v 1 /mnt/probe 2>/dev/null ||
+  impossible "this kernel's tmpfs has no user attributes"
+rm /mnt/probe
 mkdir -m 755 /mnt/.etc /mnt/.etc/upper /mnt/.etc/work
 mount -t overlay -o lowerdir=/etc,upperdir=/mnt/.etc/upper,workdir=/mnt/.etc/work overlay /etc
 printf '%s\n' alice:x:1501:1501::/:/bin/false bob:x:1502:1502::/:/bin/false >>/etc/passwd
@@ -61,7 +70,7 @@ say() { cat >>"$page"; }
 
 # What differs from machine to machine and from run to run.
 same_everywhere() {
-  sed -E -e "s#$root/##g" \
+  sed -E -e "s#$build/#build/#g" \
     -e 's#^(ok    Java +).*#\117.0.15 in /usr/lib/jvm/java-17-openjdk-amd64#' \
     -e 's#libacl\.so\.1\.[0-9.]+#libacl.so.1.1.2301#' \
     -e 's#[0-9]{4}-[0-9]{2}-[0-9]{2}([ T])[0-9]{2}:[0-9]{2}:[0-9]{2}(\.[0-9]+)?#2026-01-05\109:30:00#g' \

@@ -27,3 +27,12 @@ class LocationsQuery {
   // All zero before the first use: the library may hand the whole of it to a daemon.
   zorfBlockLocations_t buffer_ = {};
 };
+
+// How many pieces of `unit` bytes the part of a range that lies in a file of `size` bytes touches,
+// when the range starts with one.
+inline std::uint64_t unitsIn(std::uint64_t offset, std::uint64_t length, std::uint64_t size,
+                             std::uint64_t unit) {
+  if (size <= offset) return 0;
+  const std::uint64_t inFile = length < size - offset ? length : size - offset;
+  return inFile / unit + (inFile % unit != 0 ? 1 : 0);
+}

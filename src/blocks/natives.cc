@@ -6,13 +6,13 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "blocks/directives.h"
 #include "blocks/fileobj.h"
 #include "blocks/policy.h"
 #include "blocks/query.h"
+#include "blocks/resultstream.h"
 #include "identity/fsaccount.h"
 #include "jni/logger.h"
 #include "jni/native.h"
@@ -22,18 +22,6 @@
 #include "status/stat.h"
 
 namespace {
-
-// Byte results are collected in this. Memory running out must not end in a short result.
-class ResultStream : public std::ostringstream {
- public:
-  ResultStream() { exceptions(std::ios::badbit); }
-};
-
-jbyteArray toJava(JNIEnv* env, std::ostringstream& out) {
-  jbyteArray array = nullptr;
-  ostringstreamToByteArray(env, out, array);
-  return array;
-}
 
 // The descriptor of a directive. Descriptor 0 is never closed: a JVM started without standard input
 // relies on 0 staying taken once a directive has got it.
@@ -109,12 +97,12 @@ ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
   }
   location loc = {.offset = static_cast<std::uint64_t>(offset),
                   .length = static_cast<std::uint64_t>(length)};
-  ResultStream out;
+  ResultStream out(env);
   if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, out); err != 0) {
     handle_error(env, err, path);
     return nullptr;
   }
-  return toJava(env, out);
+  return out.take();
 } catch (...) {
   return atJavaEdge(env, jbyteArray{nullptr});
 }
@@ -137,7 +125,7 @@ ZORF_NATIVE(jlong, getBlockSizeNative)
     return -1;
   }
   location loc;
-  ResultStream unread;
+  ResultStream unread(env);
   if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, unread); err != 0) {
     handle_error(env, err, path);
     return -1;
@@ -212,14 +200,14 @@ ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
     getFailedPath(path.c_str(), followLinks, st);
     return nullptr;
   }
-  ResultStream out;
+  ResultStream out(env);
   out.write(reinterpret_cast<const char*>(&st), sizeof st);
   if (permission != JNI_FALSE) {
     const auto acl =
         static_cast<std::uint16_t>(getPermissionFromMode(path, st.st_mode, followLinks));
     out.write(reinterpret_cast<const char*>(&acl), sizeof acl);
   }
-  if (!S_ISREG(st.st_mode)) return toJava(env, out);
+  if (!S_ISREG(st.st_mode)) return out.take();
 
   // Locations are for those who may read the file; without them anyone may know its block size.
   std::optional<FSAccount> root;
@@ -247,7 +235,7 @@ ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
   ZORF_LOG(LOG_DEBUG, (Fmt(", ") << "loc" << loc.offset << loc.length << loc.blocksize << loc.nblock
                                  << loc.nreplica)
                           .str());
-  return toJava(env, out);
+  return out.take();
 } catch (...) {
   return atJavaEdge(env, jbyteArray{nullptr});
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "blocks/locationsquery.h"
+#include "blocks/resultstream.h"
 #include "jni/logger.h"
 #include "zorf_fcntl.h"
 
@@ -123,6 +124,10 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
                                             << " returned length=" << returned
                                             << " replicas=" << replicas << " blocks=" << blocks
                                             << " skipfactor=" << skipFactor);
+    if (entries == 0 && skipFactor != 0) {
+      const std::uint64_t expected = unitsIn(range.offset, range.length, size, skipFactor);
+      expectBytes(out, expected, 8 * static_cast<std::uint64_t>(replicas));
+    }
     out.write(query.data(), std::streamsize{8} * replicas * blocks);
     entries += static_cast<std::uint32_t>(blocks);
     range.offset += returned;

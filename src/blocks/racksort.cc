@@ -8,6 +8,7 @@
 
 #include "blocks/locationcounts.h"
 #include "blocks/locationsquery.h"
+#include "blocks/resultstream.h"
 #include "jni/logger.h"
 
 namespace {
@@ -134,6 +135,12 @@ int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& ou
                                             << returned << " replicas=" << query.replicas()
                                             << " blocks=" << query.blocks()
                                             << " skipfactor=" << fsBlockSize);
+    if (writer.entries() == 0) {
+      const std::uint64_t expected = unitsIn(offset, length, size, fsBlockSize);
+      const std::uint32_t group = magnitude(groupBlocks);
+      expectBytes(out, expected / group + (expected % group != 0 ? 1 : 0),
+                  8 * static_cast<std::uint64_t>(query.replicas()));
+    }
     writer.add(query, magnitude(groupBlocks));
     offset += returned;
     if (size <= offset || length <= returned) break;

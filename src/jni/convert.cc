@@ -4,18 +4,20 @@
 #include <limits>
 #include <new>
 
-int getString(JNIEnv* env, jstring s, std::string& out) {
+RequiredChars::RequiredChars(JNIEnv* env, jstring s) : UtfChars(env, s) {
+  if (get() != nullptr) return;
   if (s == nullptr) {
     handle_error(env, EINVAL, "null argument");
-    return -1;
+    return;
   }
-  const UtfChars chars(env, s);
-  if (chars.get() == nullptr) {
-    // The virtual machine's own OutOfMemoryError gives way to the exception callers expect.
-    if (env->ExceptionCheck()) env->ExceptionClear();
-    handle_error(env, ENOMEM, "");
-    return -1;
-  }
+  // The virtual machine's own OutOfMemoryError gives way to the exception callers expect.
+  if (env->ExceptionCheck()) env->ExceptionClear();
+  handle_error(env, ENOMEM, "");
+}
+
+int getString(JNIEnv* env, jstring s, std::string& out) {
+  const RequiredChars chars(env, s);
+  if (chars.get() == nullptr) return -1;
   out = chars.get();
   return 0;
 }
@@ -37,9 +39,11 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& os, jbyteArray& o
 
 void raiseEscaped(JNIEnv* env) noexcept {
   try {
-    throw;
-  } catch (const IOException& e) {
-    handle_error(env, e.errorNumber, e.what());
+    try {
+      throw;
+    } catch (const IOException& e) {
+      handle_error(env, e.errorNumber, e.what());  // the copy of its text may find no memory
+    }
   } catch (...) {
     handle_error(env, ENOMEM, "");
   }

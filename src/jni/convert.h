@@ -33,6 +33,13 @@ class UtfChars {
   const char* chars_;
 };
 
+// The characters of a string that Java must not leave out, without a copy of our own. null with the
+// exception of getString pending when there are none.
+class RequiredChars : public UtfChars {
+ public:
+  RequiredChars(JNIEnv* env, jstring s);
+};
+
 // Copies `s`, up to its first NUL and in modified UTF-8, to `out` and returns 0. Returns -1 with a
 // Java exception pending, and `out` unchanged, when `s` is null (EINVAL, "null argument") or its
 // characters can't be had (ENOMEM).

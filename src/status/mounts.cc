@@ -3,6 +3,7 @@
 #include <mntent.h>
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -15,8 +16,11 @@ struct EndMntent {
 }  // namespace
 
 std::optional<std::string> zorfDeviceAt(const std::string& mountPoint) {
+  std::array<char, 16384> buffer;
   const std::unique_ptr<FILE, EndMntent> table(setmntent("/etc/mtab", "re"));
   if (table == nullptr) return std::nullopt;
+  // The C library would read the kernel's table in pieces of a kilobyte.
+  std::setvbuf(table.get(), buffer.data(), _IOFBF, buffer.size());
   std::optional<std::string> device;
   mntent entry{};
   // A line that does not fit is cut by getmntent_r: room for two paths and a long list of options.

@@ -13,12 +13,12 @@
 
 ZORF_NATIVE(jbyteArray, getFileStatusNative)
 (JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const RequiredChars path(env, javaPath);
+  if (path.get() == nullptr) return nullptr;
   struct stat st;
-  if (const int err = getStat(path.c_str(), resolveLink != JNI_FALSE, st)) {
-    handle_error(env, err, path);
-    getFailedPath(path.c_str(), resolveLink != JNI_FALSE, st);  // for its log lines
+  if (const int err = getStat(path.get(), resolveLink != JNI_FALSE, st)) {
+    handle_error(env, err, path.get());
+    getFailedPath(path.get(), resolveLink != JNI_FALSE, st);  // for its log lines
     return nullptr;
   }
   return convertChar2byteArray(env, sizeof st, reinterpret_cast<const char*>(&st));
@@ -42,13 +42,13 @@ ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
 }
 
 ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring javaPath) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return 0;
-  ZORF_LOG(LOG_TRACE, path);
+  const RequiredChars path(env, javaPath);
+  if (path.get() == nullptr) return 0;
+  ZORF_LOG(LOG_TRACE, path.get());
   struct stat st;
-  if (stat(path.c_str(), &st) != 0) {
+  if (stat(path.get(), &st) != 0) {
     const int err = errno;
-    handle_error(env, err, "stat failed for " + path);
+    handle_error(env, err, std::string("stat failed for ") + path.get());
     return -1;
   }
   return static_cast<jlong>(st.st_ino);
@@ -58,17 +58,17 @@ ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring javaPath) try {
 
 ZORF_NATIVE(jbyteArray, getLinkTargetNative)
 (JNIEnv* env, jclass, jstring javaPath, jint size) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const RequiredChars path(env, javaPath);
+  if (path.get() == nullptr) return nullptr;
   int err = EINVAL;  // of a negative size
   if (size >= 0) {
     const auto room = static_cast<std::size_t>(size);
     Scratch target(room);
-    const ssize_t length = readlink(path.c_str(), target.data(), room);
+    const ssize_t length = readlink(path.get(), target.data(), room);
     if (length >= 0) return convertChar2byteArray(env, static_cast<int>(length), target.data());
     err = errno;
   }
-  ZORF_LOG(LOG_WARN, "Invalid link target for " << path);
+  ZORF_LOG(LOG_WARN, "Invalid link target for " << path.get());
   handle_error(env, err, "");
   return nullptr;
 } catch (...) {
@@ -77,10 +77,10 @@ ZORF_NATIVE(jbyteArray, getLinkTargetNative)
 
 ZORF_NATIVE(jbyteArray, getFailedPathNative)
 (JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const RequiredChars path(env, javaPath);
+  if (path.get() == nullptr) return nullptr;
   struct stat st;
-  const std::string reached = getFailedPath(path.c_str(), resolveLink != JNI_FALSE, st);
+  const std::string reached = getFailedPath(path.get(), resolveLink != JNI_FALSE, st);
   return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
@@ -101,14 +101,14 @@ ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try
 }
 
 ZORF_NATIVE(jboolean, setPermission)(JNIEnv* env, jclass, jstring javaPath, jshort permission) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << permission).str());
+  const RequiredChars path(env, javaPath);
+  if (path.get() == nullptr) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path.get() << permission).str());
   // Permission and sticky bits only: set-id bits are not for HDFS clients to set. Of a negative
   // value the remainder is negative, and goes to the kernel sign-extended.
-  if (chmod(path.c_str(), static_cast<mode_t>(permission % 1024)) != 0) {
+  if (chmod(path.get(), static_cast<mode_t>(permission % 1024)) != 0) {
     const int err = errno;
-    handle_error(env, err, path);
+    handle_error(env, err, path.get());
     return JNI_FALSE;
   }
   return JNI_TRUE;

@@ -10,6 +10,10 @@
 #include <stdexcept>
 #include <string>
 
+// The program's own code, as the linker marks it.
+extern "C" const char __executable_start;
+extern "C" const char etext;
+
 namespace {
 
 enum Function : std::size_t {
@@ -21,6 +25,7 @@ enum Function : std::size_t {
   FN_newArray,
   FN_newNothrow,
   FN_newArrayNothrow,
+  FN_anyAllocation,
   FUNCTIONS,
 };
 
@@ -32,6 +37,7 @@ constexpr std::string_view names[] = {
     "operator new[]",
     "operator new(nothrow)",
     "operator new[](nothrow)",
+    "any allocation",
 };
 static_assert(std::size(names) == FUNCTIONS);
 
@@ -67,10 +73,16 @@ Hooks* hooks() {
   return inside ? nullptr : active;
 }
 
+// Whether the code that returns to `address` is the program's: a shared library, such as a name
+// service module, binds to these definitions too and must not be disturbed.
+bool isOfProgram(const void* address) {
+  return address >= &__executable_start && address < &etext;
+}
+
 template <class Hook, class Real, class Failure, class... Arguments>
-auto dispatch(std::size_t index, Hook Hooks::*hook, Real real, Failure failure,
+auto dispatch(const void* caller, std::size_t index, Hook Hooks::*hook, Real real, Failure failure,
               Arguments... arguments) -> decltype(real(arguments...)) {
-  Hooks* scope = hooks();
+  Hooks* scope = isOfProgram(caller) ? hooks() : nullptr;
   if (scope == nullptr) return real(arguments...);
   if (const int err = scope->enter(index)) {
     const auto result = failure(err);
@@ -99,6 +111,10 @@ void Hooks::fail(std::string_view function, int err, int nth) {
   fault.err = err;
 }
 
+bool Hooks::awaits(std::string_view function) const {
+  return faults_[indexOf(function)].countdown > 0;
+}
+
 int Hooks::calls(std::string_view function) const {
   return faults_[indexOf(function)].calls;
 }
@@ -117,11 +133,11 @@ int Hooks::enter(std::size_t index) {
 }
 
 #define ZORF_UNWRAP(...) __VA_ARGS__
-#define ZORF_BODY(name, result, parameters, arguments, failure)                                   \
-  static const auto real = realFunction<result(*) parameters>(#name);                             \
-  return dispatch(                                                                                \
-      FN_##name, &Hooks::name, real, [&]([[maybe_unused]] int err) -> result { return failure; }, \
-      ZORF_UNWRAP arguments);
+#define ZORF_BODY(name, result, parameters, arguments, failure)       \
+  static const auto real = realFunction<result(*) parameters>(#name); \
+  return dispatch(                                                    \
+      __builtin_return_address(0), FN_##name, &Hooks::name, real,     \
+      [&]([[maybe_unused]] int err) -> result { return failure; }, ZORF_UNWRAP arguments);
 
 extern "C" {
 
@@ -140,7 +156,8 @@ int open(const char* path, int flags, ...) {
   using Open = int (*)(const char*, int, ...);
   static const auto real = realFunction<Open>("open");
   return dispatch(
-      FN_open, &Hooks::open, real, [](int) { return -1; }, path, flags, mode);
+      __builtin_return_address(0), FN_open, &Hooks::open, real, [](int) { return -1; }, path, flags,
+      mode);
 }
 
 ssize_t readlink(const char* path, char* buffer, std::size_t size) noexcept {
@@ -163,7 +180,8 @@ long syscall(long number, ...) noexcept {
     return next(n, x, y, z, a[3], a[4], a[5]);
   };
   return dispatch(
-      FN_syscall, &Hooks::syscall, real, [](int) { return -1L; }, number, a[0], a[1], a[2]);
+      __builtin_return_address(0), FN_syscall, &Hooks::syscall, real, [](int) { return -1L; },
+      number, a[0], a[1], a[2]);
 }
 
 // What fortified code calls in place of open, readlink and getgroups.
@@ -192,7 +210,8 @@ template <class Real, class... Nothrow>
 void* allocate(std::size_t index, Real real, std::size_t size, Nothrow... nothrow) {
   Hooks* scope = hooks();
   if (scope == nullptr) return real(size, nothrow...);
-  if (scope->enter(index) != 0) return nullptr;
+  const bool refused = scope->enter(index) != 0;
+  if (scope->enter(FN_anyAllocation) != 0 || refused) return nullptr;
   const Inside guard;
   void* block = real(size, nothrow...);
   if (block != nullptr) scope->allocated(1);

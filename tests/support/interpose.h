@@ -31,7 +31,7 @@
 
 // X(name, result, parameters, arguments, what a failure with `err` returns)
 // Calls that report through their result get `err` there; a failed setfsuid changes nothing and
-// returns the present id, as the kernel does.
+// returns the present id, as the kernel does; a failed close has closed the descriptor, likewise.
 #define ZORF_INTERPOSED_CALLS(X)                                                                  \
   X(getxattr, ssize_t, (const char* path, const char* name, void* value, std::size_t size),       \
     (path, name, value, size), -1)                                                                \
@@ -61,7 +61,10 @@
     (const char* name, group* entry, char* buffer, std::size_t size, group** found),              \
     (name, entry, buffer, size, found), (*found = nullptr, err))                                  \
   X(sysconf, long, (int name), (name), -1)                                                        \
-  X(setmntent, FILE*, (const char* file, const char* mode), (file, mode), nullptr)
+  X(setmntent, FILE*, (const char* file, const char* mode), (file, mode), nullptr)                \
+  X(getmntent_r, mntent*, (FILE * table, mntent * entry, char* buffer, int size),                 \
+    (table, entry, buffer, size), nullptr)                                                        \
+  X(close, int, (int fd), (fd), (real(fd), -1))
 
 // The same for calls whose definitions are written out: variadic ones and those with a checking
 // twin that fortified code calls.
@@ -89,8 +92,11 @@ class Hooks {
 
   // The `nth` call of `function` from now on (1 is the next) fails with errno `err`, hook or not;
   // the calls after it don't. Functions are named as above, or "operator new", "operator new[]",
-  // "operator new(nothrow)" and "operator new[](nothrow)".
+  // "operator new(nothrow)" and "operator new[](nothrow)"; "any allocation" is these four together.
   void fail(std::string_view function, int err, int nth = 1);
+
+  // Whether a failure asked for with fail() has yet to happen.
+  bool awaits(std::string_view function) const;
 
   // How often this thread has called `function` since the scope began; failed calls count.
   int calls(std::string_view function) const;

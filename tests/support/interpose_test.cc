@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -40,8 +41,10 @@ TEST(Interpose, NthCallFailsAndOnlyThat) {
   hooks.fail("chmod", EROFS, 2);
   EXPECT_EQ(::chmod("/nowhere", 0), -1);
   EXPECT_EQ(errno, ENOENT);
+  EXPECT_TRUE(hooks.awaits("chmod"));
   EXPECT_EQ(::chmod("/nowhere", 0), -1);
   EXPECT_EQ(errno, EROFS);
+  EXPECT_FALSE(hooks.awaits("chmod"));
   EXPECT_EQ(::chmod("/nowhere", 0), -1);
   EXPECT_EQ(errno, ENOENT);
 }
@@ -90,6 +93,13 @@ TEST(Interpose, OtherThreadsAreLeftAlone) {
   EXPECT_EQ(hooks.calls("stat"), 0);
 }
 
+TEST(Interpose, SharedLibrariesAreLeftAlone) {
+  Hooks hooks;
+  hooks.fail("readlink", EIO);
+  EXPECT_NE(std::filesystem::read_symlink("/proc/self/exe"), "");
+  EXPECT_EQ(hooks.calls("readlink"), 0);
+}
+
 TEST(Interpose, InnerScopeHidesTheOuterUntilItEnds) {
   Hooks outer;
   outer.fail("stat", EIO);
@@ -111,6 +121,26 @@ TEST(Interpose, AllocationFailsInItsOwnForm) {
   EXPECT_EQ(second, nullptr);
   hooks.fail("operator new", ENOMEM);
   EXPECT_THROW(std::string(100, 'x'), std::bad_alloc);
+}
+
+TEST(Interpose, NthAllocationFailsWhateverItsForm) {
+  Hooks hooks;
+  hooks.fail("any allocation", ENOMEM, 3);
+  auto first = std::make_unique<int>(1);
+  const std::unique_ptr<char[]> second(new (std::nothrow) char[10]);
+  EXPECT_THROW((void)std::make_unique<char[]>(10), std::bad_alloc);
+  EXPECT_NE(std::make_unique<int>(4), nullptr);
+  EXPECT_EQ(hooks.calls("any allocation"), 4);
+  EXPECT_EQ(hooks.calls("operator new"), 2);
+}
+
+TEST(Interpose, FailedCloseHasClosedTheDescriptor) {
+  const int fd = ::open("/", O_RDONLY | O_CLOEXEC);
+  Hooks hooks;
+  hooks.fail("close", EIO);
+  EXPECT_EQ(::close(fd), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(::fcntl(fd, F_GETFD), -1);
 }
 
 TEST(Interpose, KeptAllocationsAreSeen) {

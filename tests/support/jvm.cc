@@ -158,8 +158,10 @@ std::vector<std::string> takeLogWithoutLines() {
   return lines;
 }
 
-void letLoggerThrow(const std::string& message) {
+void letLoggerThrow(const std::string& message, int nth) {
   JNIEnv* env = jniEnv();
+  env->SetStaticIntField(recordingLog, env->GetStaticFieldID(recordingLog, "linesBeforeThrow", "I"),
+                         nth - 1);
   jobject toThrow = nullptr;
   if (!message.empty()) {
     jclass cls = env->FindClass("java/lang/RuntimeException");

@@ -48,8 +48,8 @@ std::vector<std::string> takeLog();
 std::vector<std::string> takeLogWithoutLines();
 
 // What RecordingLog throws at every line from now on, as a RuntimeException of that message; an
-// empty message ends it.
-void letLoggerThrow(const std::string& message);
+// empty message ends it. With `nth` it throws at the n-th line alone (1 is the next).
+void letLoggerThrow(const std::string& message, int nth = 0);
 
 // A JVM, a frame for local references, an empty log and level trace; afterwards no exception may be
 // left pending and the log level is back.

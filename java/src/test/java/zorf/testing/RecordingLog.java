@@ -18,8 +18,11 @@ public class RecordingLog implements Log {
 
   private static final List<String> LINES = new ArrayList<>();
 
-  /** What the next deliveries throw instead of recording; null to record. */
+  /** What deliveries throw instead of recording; null to record. */
   public static volatile RuntimeException thrown;
+
+  /** How many lines are still recorded before one throws; after it all are recorded. Below 0: all throw. */
+  public static volatile int linesBeforeThrow = -1;
 
   /** Run for every line before it is recorded; null for nothing. */
   public static volatile Runnable onLine;
@@ -41,11 +44,27 @@ public class RecordingLog implements Log {
       hook.run();
     }
     RuntimeException toThrow = thrown;
-    if (toThrow != null) {
+    if (toThrow != null && isTheOneToThrowAt()) {
       throw toThrow;
     }
     synchronized (LINES) {
       LINES.add(level + " " + message);
+    }
+  }
+
+  private static boolean isTheOneToThrowAt() {
+    synchronized (LINES) {
+      int before = linesBeforeThrow;
+      if (before < 0) {
+        return true;
+      }
+      if (before == 0) {
+        thrown = null;
+        linesBeforeThrow = -1;
+        return true;
+      }
+      linesBeforeThrow = before - 1;
+      return false;
     }
   }
 

@@ -81,7 +81,8 @@ final class Launcher {
     builder.environment().remove("ZORFHADOOP_OPTS");
     builder.environment().putAll(environment);
     Process process = builder.start();
-    CompletableFuture<String> err = CompletableFuture.supplyAsync(() -> text(process.getErrorStream()));
+    CompletableFuture<String> err =
+        CompletableFuture.supplyAsync(() -> text(process.getErrorStream()));
     try (OutputStream stdin = process.getOutputStream()) {
       stdin.write(input.getBytes(StandardCharsets.UTF_8));
     } catch (IOException e) {

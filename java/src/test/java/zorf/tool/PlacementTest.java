@@ -50,6 +50,15 @@ class PlacementTest {
   }
 
   @Test
+  void theMapExplainsItsShades() {
+    Placement placement = placement(many(100), BlockPolicy.RACKAWARE, 10);
+    String map = new PlacementMap(placement, false, false).render();
+    assertTrue(
+        map.endsWith("  of each 10 blocks: . none  : <= 25%  + <= 50%  * <= 75%  # <= 100%\n"));
+    assertTrue(map.contains("    11  ++++++++++  "));
+  }
+
+  @Test
   void topologiesNameTheirMistakes() {
     assertEquals(Map.of(1, List.of(11, 12), 7, List.of(21)), RACKS.racks());
     for (String[] wrong :
@@ -115,7 +124,7 @@ class PlacementTest {
             "    12  .#  =====              1",
             "rack 7",
             "    21  ##  ==========         2",
-            "        of each block: . none  : <= 25%  + <= 50%  * <= 75%  # <= 100%",
+            "        # a replica",
             ""),
         new PlacementMap(placement, false, false).render());
     assertTrue(

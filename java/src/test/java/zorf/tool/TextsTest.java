@@ -124,7 +124,7 @@ class TextsTest {
   void attributeValuesAreReadInThreeForms() {
     assertArrayEquals(new byte[] {0, 1, -1}, AttributeValue.parse("0x0001fF"));
     assertArrayEquals(new byte[] {'a', 'b', 'c'}, AttributeValue.parse("0sYWJj"));
-    assertArrayEquals("bl\u00fc".getBytes(StandardCharsets.UTF_8), AttributeValue.parse("bl\u00fc"));
+    assertArrayEquals(new byte[] {(byte) 0xC3, (byte) 0xBC}, AttributeValue.parse("\u00fc"));
     assertArrayEquals(new byte[0], AttributeValue.parse(""));
     assertArrayEquals(new byte[0], AttributeValue.parse("0x"));
     assertThrows(IllegalArgumentException.class, () -> AttributeValue.parse("0xabc"));

@@ -153,7 +153,11 @@ final class AclCommand extends GroupCommand {
     @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
     private String entries;
 
-    @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*", description = "What to change.")
+    @Parameters(
+        index = "1..*",
+        paramLabel = "PATH",
+        arity = "1..*",
+        description = "What to change.")
     private List<String> paths;
 
     @Override
@@ -186,7 +190,11 @@ final class AclCommand extends GroupCommand {
     @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
     private String entries;
 
-    @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*", description = "What to change.")
+    @Parameters(
+        index = "1..*",
+        paramLabel = "PATH",
+        arity = "1..*",
+        description = "What to change.")
     private List<String> paths;
 
     @Override

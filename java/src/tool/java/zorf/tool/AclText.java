@@ -12,8 +12,8 @@ final class AclText {
   private AclText() {}
 
   /**
-   * Reads entries that are separated by commas or line ends: "u:alice:rwx,d:g:staff:rx". What follows
-   * a "#" on a line is a comment, so that the output of "acl get" can be read.
+   * Reads entries that are separated by commas or line ends: "u:alice:rwx,d:g:staff:rx". What
+   * follows a "#" on a line is a comment, so that the output of "acl get" can be read.
    *
    * @param permissions whether entries have permissions; entries that are to be removed need none
    */

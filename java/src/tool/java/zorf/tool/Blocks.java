@@ -45,9 +45,9 @@ final class Blocks {
   }
 
   /**
-   * A file's block group factor, 0 if it has none. There is no native for it: but an HDFS block is as
-   * many file system blocks as the factor says, so with file system blocks of one byte its size is
-   * the factor, or the default where there is none.
+   * A file's block group factor, 0 if it has none. There is no native for it: but an HDFS block is
+   * as many file system blocks as the factor says, so with file system blocks of one byte its size
+   * is the factor, or the default where there is none.
    */
   static long groupFactor(String path, byte[] record) {
     choose(BlockPolicy.SHARED, NO_FACTOR);

@@ -17,9 +17,10 @@ import zorf.tool.ProcessFacts.Mount;
 @Command(
     name = "doctor",
     description = {
-      "Checks what the library needs in this place: whether it loads, which client library and which"
-          + " libacl the loader took, what this process may do, and which level the logger gives."
-          + " Every remark says what to do. \"warn\" leaves the exit status alone, \"fail\" does not."
+      "Checks what the library needs in this place: whether it loads, which client library and"
+          + " which libacl the loader took, what this process may do, and which level the logger"
+          + " gives. Every remark says what to do. \"warn\" leaves the exit status alone, \"fail\""
+          + " does not."
     },
     exitCodeList = {
       "0:all that is needed is there",
@@ -159,8 +160,8 @@ final class DoctorCommand extends ToolCommand {
   private static void logger() {
     Log log = ZORFNative.LOG;
     say("ok", "logger", log.getClass().getName() + " at level " + level(log));
-    say("", "", "-> it is this tool's own (--debug: level debug); in a NameNode the library takes the");
-    say("", "", "   level that ZORFNative.LOG has when it loads: restart after a change");
+    say("", "", "-> it is this tool's own (--debug: level debug); in a NameNode the library takes");
+    say("", "", "   the level that ZORFNative.LOG has when it loads: restart after a change");
   }
 
   private static String level(Log log) {
@@ -177,7 +178,7 @@ final class DoctorCommand extends ToolCommand {
 
   private static void rights() throws IOException {
     long have = ProcessFacts.capabilities();
-    say("ok", "acting as", "uid " + Identity.current().uid());
+    say("ok", "acting as", "uid " + Identity.current().uid() + " on the file system");
     for (Object[] right : RIGHTS) {
       Capability capability = (Capability) right[0];
       boolean there = capability.isIn(have);
@@ -187,8 +188,8 @@ final class DoctorCommand extends ToolCommand {
       say(there ? "ok" : "warn", capability.name(), there ? "" : "missing: " + right[1]);
     }
     if (!Capability.CAP_SETUID.isIn(have)) {
-      say("", "", "-> run as root, or give the process these capabilities (AmbientCapabilities= of");
-      say("", "", "   its systemd unit)");
+      say("", "", "-> run as root, or give the process these capabilities (AmbientCapabilities=");
+      say("", "", "   of its systemd unit)");
     }
   }
 

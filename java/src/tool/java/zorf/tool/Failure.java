@@ -1,5 +1,10 @@
 package zorf.tool;
 
+import java.io.IOException;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
+import java.nio.file.NoSuchFileException;
+
 /** A failure whose message is all that the user has to know. */
 final class Failure extends RuntimeException {
   private static final long serialVersionUID = 1;
@@ -44,6 +49,18 @@ final class Failure extends RuntimeException {
     }
     int colon = message.indexOf(": ");
     return oneLine(colon < 0 ? message : message.substring(0, colon));
+  }
+
+  /** Why Java itself could not do something with a file; its messages are often only the path. */
+  static String reason(IOException e) {
+    if (e instanceof AccessDeniedException) {
+      return "Permission denied";
+    }
+    if (e instanceof NoSuchFileException) {
+      return "No such file or directory";
+    }
+    String reason = e instanceof FileSystemException ? ((FileSystemException) e).getReason() : null;
+    return reason != null ? reason : String.valueOf(e.getMessage());
   }
 
   private static String oneLine(String text) {

@@ -10,6 +10,7 @@ import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import zorf.tool.ProcessFacts.Capability;
 
 /** Whose rights the calling thread has on the file system. */
 final class Identity {
@@ -60,9 +61,15 @@ final class Identity {
     return lines;
   }
 
+  private static Failure refused(String user) {
+    return new Failure(
+        "can't act as " + user + ": this process may not switch users (run as root, or with"
+            + " CAP_SETUID and CAP_SETGID)");
+  }
+
   /**
-   * Does something as a user, named or numbered, or as the process itself if null. The library would
-   * take nobody for an unknown user and go on when the process may not switch; here both are
+   * Does something as a user, named or numbered, or as the process itself if null. The library
+   * would take nobody for an unknown user and go on when the process may not switch; here both are
    * failures, for an answer about somebody else would mislead.
    */
   static <T> T as(String user, Callable<T> action) throws Exception {
@@ -72,12 +79,16 @@ final class Identity {
     }
     String name = Names.userName(user);
     long uid = Names.uid(name);
+    long have = ProcessFacts.capabilities();
+    // Without the right to change groups the library would go on with the user but not the groups.
+    if (uid != current().uid()
+        && !(Capability.CAP_SETUID.isIn(have) && Capability.CAP_SETGID.isIn(have))) {
+      throw refused(user);
+    }
     long handle = ZORFNative.setFsUid(name);
     try {
       if (current().uid() != uid) {
-        throw new Failure(
-            "can't act as " + user + ": this process may not switch users (run as root, or with"
-                + " CAP_SETUID and CAP_SETGID)");
+        throw refused(user);
       }
       return action.call();
     } finally {

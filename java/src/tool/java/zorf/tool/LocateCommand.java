@@ -133,7 +133,7 @@ final class LocateCommand extends FileCommand {
       try {
         topology = Topology.read(topologyFile);
       } catch (IOException e) {
-        throw new Failure("can't read the topology file " + topologyFile, e);
+        throw new Failure("can't read " + topologyFile + ": " + Failure.reason(e), e);
       }
     }
   }
@@ -163,7 +163,11 @@ final class LocateCommand extends FileCommand {
       Placement placement =
           new Placement(locations, policy, blockSize, topology, SVG_COLUMNS);
       String picture = new PlacementSvg(placement, locations, policy, name(path)).render();
-      Files.write(svg, picture.getBytes(StandardCharsets.UTF_8));
+      try {
+        Files.write(svg, picture.getBytes(StandardCharsets.UTF_8));
+      } catch (IOException e) {
+        throw new Failure("can't write " + svg + ": " + Failure.reason(e), e);
+      }
     }
     if (json) {
       Output.OUT.println(json(path, status, locations));
@@ -189,10 +193,12 @@ final class LocateCommand extends FileCommand {
   }
 
   private String summary(String path, FileStatus status, BlockLocations locations) {
-    String range =
-        offset == 0 && locations.length() == status.size()
-            ? Sizes.human(status.size())
-            : Sizes.human(locations.length()) + " at " + Sizes.offset(offset);
+    String range = Sizes.human(status.size());
+    if (offset != 0) {
+      range = Sizes.human(locations.length()) + " at " + Sizes.offset(offset) + " of " + range;
+    } else if (locations.length() != status.size()) {
+      range = "the first " + Sizes.human(locations.length()) + " of " + range;
+    }
     String blocks =
         policy == BlockPolicy.SHARED
             ? "blocks of " + Sizes.human(locations.blockSize())

@@ -71,24 +71,32 @@ final class LsCommand extends FileCommand {
   @Override
   int runAsUser() throws IOException {
     Blocks.choose(policy, Blocks.DEFAULT_BLOCK_SIZE);
+    List<Path> files = new ArrayList<>();
+    List<Path> directories = new ArrayList<>();
     for (String path : paths) {
       Path start = Paths.get(path);
-      if (!Files.isDirectory(start)) {
-        print(Collections.singletonList(start), null);
-        continue;
-      }
-      // Depth first, each directory's entries together.
-      Deque<Path> open = new ArrayDeque<>();
-      open.push(start);
-      while (!open.isEmpty()) {
-        Path directory = open.pop();
-        List<Path> below = list(directory);
-        Collections.reverse(below);
-        below.forEach(open::push);
-      }
+      (Files.isDirectory(start) ? directories : files).add(start);
+    }
+    if (!files.isEmpty()) {
+      print(files, null);
+      began = true;
+    }
+    for (Path directory : directories) {
+      walk(directory);
     }
     progress.clear();
     return result;
+  }
+
+  /** Depth first, each directory's entries together. */
+  private void walk(Path start) {
+    Deque<Path> open = new ArrayDeque<>();
+    open.push(start);
+    while (!open.isEmpty()) {
+      List<Path> below = list(open.pop());
+      Collections.reverse(below);
+      below.forEach(open::push);
+    }
   }
 
   private void failed(Path path, Exception e) {
@@ -105,12 +113,11 @@ final class LsCommand extends FileCommand {
     } catch (DirectoryIteratorException e) {
       failed(directory, e.getCause());
     } catch (IOException e) {
-      // Java says no more than the path when something is denied.
-      failed(directory, new Failure(directory + ": can't be listed: " + kind(e), e));
+      failed(directory, new Failure(directory + ": can't be listed: " + Failure.reason(e), e));
       return new ArrayList<>();
     }
     Collections.sort(entries);
-    print(entries, recursive || paths.size() > 1 ? directory : null);
+    print(entries, directory);
     List<Path> below = new ArrayList<>();
     if (recursive) {
       for (Path entry : entries) {
@@ -122,15 +129,9 @@ final class LsCommand extends FileCommand {
     return below;
   }
 
-  private static String kind(IOException e) {
-    return e instanceof java.nio.file.AccessDeniedException
-        ? "Permission denied"
-        : e instanceof java.nio.file.NoSuchFileException
-            ? "No such file or directory"
-            : String.valueOf(e.getMessage());
-  }
-
-  private void print(List<Path> entries, Path heading) {
+  /** Prints the entries of a directory, or files that were named themselves if it is null. */
+  private void print(List<Path> entries, Path directory) {
+    boolean listed = directory != null;
     Table table =
         new Table("mode", ">replicas", "owner", "group", ">size", ">block", ">blocks", ">locations",
             "modified (UTC)", "name");
@@ -138,8 +139,7 @@ final class LsCommand extends FileCommand {
     for (Path entry : entries) {
       progress.at(entry);
       try {
-        add(entry, heading == null && entries.size() == 1 ? entry : entry.getFileName(), table,
-            lines);
+        add(entry, listed ? entry.getFileName() : entry, table, lines);
       } catch (Exception e) {
         failed(entry, e);
       }
@@ -149,8 +149,8 @@ final class LsCommand extends FileCommand {
       lines.forEach(Output.OUT::println);
       return;
     }
-    if (heading != null) {
-      Output.OUT.println((began ? System.lineSeparator() : "") + Output.printable(heading + ":"));
+    if (listed && (recursive || paths.size() > 1)) {
+      Output.OUT.println((began ? System.lineSeparator() : "") + Output.printable(directory + ":"));
       began = true;
     }
     if (table.size() > 0) {
@@ -166,14 +166,11 @@ final class LsCommand extends FileCommand {
       located = LocatedFileStatus.decode(Library.layout(), bytes, true);
     } catch (Exception e) {
       // The blocks of a file take the right to read it, the status does not.
-      FileStatus status = Library.layout().decode(ZORFNative.getFileStatusNative(path, false));
+      byte[] record = ZORFNative.getFileStatusNative(path, false);
+      FileStatus status = Library.layout().decode(record);
       boolean acl =
           status.type() != FileType.SYMBOLIC_LINK
-              && AclFormat.decodeReport(
-                          ZORFNative.getAclStatus(
-                              path, ZORFNative.getFileStatusNative(path, false)))
-                      .size()
-                  > 3;
+              && AclFormat.decodeReport(ZORFNative.getAclStatus(path, record)).size() > 3;
       row(status, acl, null, name, path, table, lines);
       failed(entry, new Failure(path + ": blocks unknown: " + Failure.systemText(e), e));
       return;

@@ -17,7 +17,8 @@ import picocli.CommandLine.Spec;
     version = "zorfhadoop 2.7",
     description = {
       "Asks a zorf file system what libzorfhadoop tells an HDFS NameNode, through the same natives:"
-          + " status, block placement, ACLs and attributes of files, and why a user can't reach one."
+          + " status, block placement, ACLs and attributes of files, and why a user can't reach"
+          + " one."
     },
     synopsisSubcommandLabel = "COMMAND",
     subcommands = {
@@ -60,11 +61,9 @@ public final class Main implements Runnable {
   public static void main(String[] arguments) {
     ToolLog.install();
     int result = commandLine().execute(arguments);
-    Output.OUT.flush();
-    if (Output.OUT.checkError() && result == ToolCommand.OK) {
+    if (!Output.finish() && result == ToolCommand.OK) {
       result = ToolCommand.FAILED;
     }
-    Output.ERR.flush();
     System.exit(result);
   }
 

@@ -11,7 +11,7 @@ import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Model.OptionSpec;
 import picocli.CommandLine.Model.PositionalParamSpec;
 
-/** Writes the manual page, for man(7), from what the commands say of themselves. Run by the build. */
+/** Writes the manual page, for man(7), from what the commands say of themselves, in the build. */
 final class ManPage {
   private final StringBuilder page = new StringBuilder();
 
@@ -89,7 +89,8 @@ final class ManPage {
       if (option.longestName().equals("--help") || option.longestName().equals("--debug")) {
         continue;
       }
-      String label = option.arity().max() == 0 ? "" : " \\fI" + escape(option.paramLabel()) + "\\fR";
+      String value = " \\fI" + escape(option.paramLabel()) + "\\fR";
+      String label = option.arity().max() == 0 ? "" : value;
       String names =
           Arrays.stream(option.names())
               .map(each -> "\\fB" + escape(each) + "\\fR")
@@ -152,7 +153,8 @@ final class ManPage {
   private void tagged(String tag, String... texts) {
     line(".TP");
     line(tag);
-    line(texts.length == 1 && texts[0].contains("\\fB") ? texts[0] : escape(String.join(" ", texts)));
+    String text = String.join(" ", texts);
+    line(text.contains("\\fB") ? text : escape(text));
   }
 
   private void line(String text) {

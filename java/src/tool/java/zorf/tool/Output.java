@@ -3,12 +3,13 @@ package zorf.tool;
 import java.io.BufferedOutputStream;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
+import java.io.IOException;
 import java.io.PrintStream;
 import java.io.UnsupportedEncodingException;
 
 /**
- * Where the tool writes, and what the reader there can see. Java can't tell a terminal from a file on
- * every release, so the launcher says it in properties; without them nothing is a terminal.
+ * Where the tool writes, and what the reader there can see. Not every release of Java can tell a
+ * terminal from a file, so the launcher says it in properties; without them nothing is a terminal.
  */
 final class Output {
   /** When to colour. */
@@ -22,6 +23,26 @@ final class Output {
   static final PrintStream ERR = stream(FileDescriptor.err);
 
   private static final int DEFAULT_WIDTH = 80;
+  private static final String READER_GONE = "Broken pipe";
+
+  private static IOException lost;
+
+  /** Remembers why a write failed, which a PrintStream does not. */
+  private static final class Watched extends FileOutputStream {
+    Watched(FileDescriptor descriptor) {
+      super(descriptor);
+    }
+
+    @Override
+    public void write(byte[] bytes, int offset, int length) throws IOException {
+      try {
+        super.write(bytes, offset, length);
+      } catch (IOException e) {
+        lost = e;
+        throw e;
+      }
+    }
+  }
 
   private Output() {}
 
@@ -29,10 +50,20 @@ final class Output {
     try {
       // File names are bytes to the system and UTF-8 to the library, whatever the locale is.
       return new PrintStream(
-          new BufferedOutputStream(new FileOutputStream(descriptor), 1 << 16), false, "UTF-8");
+          new BufferedOutputStream(new Watched(descriptor), 1 << 16), false, "UTF-8");
     } catch (UnsupportedEncodingException e) {
       throw new AssertionError(e);
     }
+  }
+
+  /** Whether all output was written; says so if not, unless its reader had enough of it. */
+  static boolean finish() {
+    boolean failed = OUT.checkError();
+    if (failed && (lost == null || !READER_GONE.equals(lost.getMessage()))) {
+      complain("can't write the output: " + (lost == null ? "unknown" : lost.getMessage()));
+    }
+    ERR.flush();
+    return !failed;
   }
 
   static boolean outIsTerminal() {

@@ -90,6 +90,11 @@ final class Placement {
     return columns;
   }
 
+  /** Whether a location can only hold all of a column or nothing. */
+  boolean allOrNothing() {
+    return blocksPerColumn == 1 && !weighted;
+  }
+
   int blocksPerColumn() {
     return blocksPerColumn;
   }

@@ -63,9 +63,14 @@ final class PlacementMap {
   private void legend(StringBuilder text) {
     String shades = shades();
     int steps = shades.length() - 1;
+    if (placement.allOrNothing()) {
+      text.append(String.format("%8s%s a replica%n", "", shades.charAt(steps)));
+      return;
+    }
+    int blocks = placement.blocksPerColumn();
     text.append(String.format("%8s", ""))
         .append("of each ")
-        .append(placement.blocksPerColumn() == 1 ? "block" : placement.blocksPerColumn() + " blocks")
+        .append(blocks == 1 ? "block" : blocks + " blocks")
         .append(": ")
         .append(shades.charAt(0))
         .append(" none");

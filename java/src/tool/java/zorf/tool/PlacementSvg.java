@@ -59,7 +59,7 @@ final class PlacementSvg {
     legend(y + 62);
     body.append(svg);
     svg.setLength(0);
-    open(LEFT + Math.max(width + BAR_WIDTH + 76, whole() ? 380 : 740), y + 84);
+    open(LEFT + Math.max(width + BAR_WIDTH + 76, placement.allOrNothing() ? 380 : 740), y + 84);
     heading();
     return svg.append(body).append("</svg>\n").toString();
   }
@@ -204,11 +204,6 @@ final class PlacementSvg {
     return step;
   }
 
-  /** Whether a location can only hold all of a column or nothing. */
-  private boolean whole() {
-    return placement.blocksPerColumn() == 1 && policy != BlockPolicy.RACKAWARE_SORT;
-  }
-
   private void legend(double y) {
     double x = LEFT;
     String held =
@@ -217,7 +212,7 @@ final class PlacementSvg {
             : "a location holds of each " + placement.blocksPerColumn() + " blocks:";
     text(x, y, "", held);
     x += 30 + 6.1 * held.length();
-    for (int shade = whole() ? SHADES : 0; shade <= SHADES; shade++) {
+    for (int shade = placement.allOrNothing() ? SHADES : 0; shade <= SHADES; shade++) {
       String opacity = shade == 0 ? ".09" : opacity(shade);
       add(
           "<rect x=\"%s\" y=\"%s\" width=\"22\" height=\"11\" fill=\"%s\" fill-opacity=\"%s\"/>%n",
@@ -225,7 +220,9 @@ final class PlacementSvg {
       String share =
           shade == 0
               ? "none"
-              : whole() ? "a replica" : "\u2264 " + placement.shadeText(shade, SHADES);
+              : placement.allOrNothing()
+                  ? "a replica"
+                  : "\u2264 " + placement.shadeText(shade, SHADES);
       text(x + 28, y, "", share);
       x += 84;
     }

@@ -2,7 +2,7 @@ package zorf.tool;
 
 import java.nio.file.Path;
 
-/** How far a long walk is, on one line of stderr that comes and goes; only if that is a terminal. */
+/** How far a long walk is, on a line of stderr that comes and goes; only if that is a terminal. */
 final class Progress {
   private static final long FIRST_NANOS = 500_000_000L;
   private static final long EVERY_NANOS = 100_000_000L;

@@ -4,8 +4,8 @@ import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 
 /**
- * The block size in a raw status record. It is missing from the layout table, for Java has no need of
- * it, but the library trusts a record that it is given: blocks are counted by it.
+ * The block size in a raw status record. It is missing from the layout table, for Java has no need
+ * of it, but the library trusts a record that it is given: blocks are counted by it.
  */
 final class RawStatus {
   /** Where x86-64 has st_blksize. */

@@ -17,8 +17,8 @@ import java.util.Set;
  *
  * <pre>rack 1: 100 101 102</pre>
  *
- * It is the stand-in client library's file; what else that may hold ("block-size", "replicas") means
- * nothing here. A "#" starts a comment.
+ * It is the stand-in client library's file; what else that may hold ("block-size", "replicas")
+ * means nothing here. A "#" starts a comment.
  */
 final class Topology {
   private final Map<Integer, List<Integer>> racks = new LinkedHashMap<>();

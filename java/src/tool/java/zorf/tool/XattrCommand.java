@@ -92,8 +92,8 @@ final class XattrCommand extends GroupCommand {
 
     @Override
     void show(String path, Map<String, byte[]> attributes) {
-      // From the dump: the native that lists names stores them one place too far, and throws for the
-      // last one.
+      // From the dump: the native that lists names stores them one place too far, and throws for
+      // the last one.
       attributes.keySet().forEach(name -> Output.OUT.println(Output.printable(name)));
     }
   }
@@ -208,7 +208,11 @@ final class XattrCommand extends GroupCommand {
         description = "Text, or bytes as 0x and hex digits or as 0s and base64.")
     private String value;
 
-    @Parameters(index = "2..*", paramLabel = "PATH", arity = "1..*", description = "What to change.")
+    @Parameters(
+        index = "2..*",
+        paramLabel = "PATH",
+        arity = "1..*",
+        description = "What to change.")
     private List<String> paths;
 
     @Option(names = "--create", description = "Fail if the attribute is there already.")
@@ -254,7 +258,11 @@ final class XattrCommand extends GroupCommand {
     @Parameters(index = "0", paramLabel = "NAME", description = NAME)
     private String name;
 
-    @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*", description = "What to change.")
+    @Parameters(
+        index = "1..*",
+        paramLabel = "PATH",
+        arity = "1..*",
+        description = "What to change.")
     private List<String> paths;
 
     @Override

@@ -1,0 +1,135 @@
+#include "java.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <iostream>
+
+namespace {
+
+JavaVM* theVm = nullptr;
+
+[[noreturn]] void die(const std::string& why) {
+  std::cerr << "zorf_bench: " << why << "\n";
+  std::exit(2);
+}
+
+jclass global(JNIEnv* env, jobject cls) {
+  return static_cast<jclass>(env->NewGlobalRef(cls));
+}
+
+std::string textOf(JNIEnv* env, jstring s) {
+  const char* chars = env->GetStringUTFChars(s, nullptr);
+  std::string text = chars;
+  env->ReleaseStringUTFChars(s, chars);
+  return text;
+}
+
+}  // namespace
+
+void createVm(const std::vector<std::string>& options) {
+  const char* set = std::getenv("JAVA_HOME");
+  const std::string home = set != nullptr ? set : ZORF_BENCH_JDK;
+  const std::string libjvm = home + "/lib/server/libjvm.so";
+  void* handle = dlopen(libjvm.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  if (handle == nullptr) die(dlerror());
+  using Create = jint (*)(JavaVM**, void**, void*);
+  const auto create = reinterpret_cast<Create>(dlsym(handle, "JNI_CreateJavaVM"));
+  if (create == nullptr) die(dlerror());
+
+  std::vector<std::string> words = {
+      std::string("-Djava.class.path=") + ZORF_BENCH_CLASSPATH,
+      "-Dorg.apache.commons.logging.Log=zorf.bench.DroppingLog",
+      "-Xms2g",
+      "-Xmx2g",
+      "-Xmn64m",
+      "-XX:+AlwaysPreTouch",  // a NameNode that has run for a while touches no new pages
+      "-XX:+UseSerialGC",
+      "-XX:-UsePerfData",
+  };
+  words.insert(words.end(), options.begin(), options.end());
+  std::vector<JavaVMOption> vmOptions;
+  for (std::string& word : words) vmOptions.push_back({word.data(), nullptr});
+  JavaVMInitArgs args{JNI_VERSION_1_6, static_cast<jint>(vmOptions.size()), vmOptions.data(),
+                      JNI_FALSE};
+  void* env = nullptr;
+  if (create(&theVm, &env, &args) != JNI_OK) die("no JVM from " + libjvm);
+}
+
+JNIEnv* javaEnv() {
+  void* env = nullptr;
+  if (theVm->GetEnv(&env, JNI_VERSION_1_6) != JNI_OK &&
+      theVm->AttachCurrentThreadAsDaemon(&env, nullptr) != JNI_OK) {
+    die("can't attach a thread");
+  }
+  return static_cast<JNIEnv*>(env);
+}
+
+void detachJava() {
+  theVm->DetachCurrentThread();
+}
+
+void requireNoException(JNIEnv* env, const std::string& doing) {
+  if (!env->ExceptionCheck()) return;
+  env->ExceptionDescribe();
+  die(doing);
+}
+
+jclass benchClass(const std::string& name) {
+  JNIEnv* env = javaEnv();
+  jclass cls = env->FindClass(("zorf/bench/" + name).c_str());
+  requireNoException(env, name);
+  return global(env, cls);
+}
+
+jclass nativeLoopsAtLevel(int level, const std::string& scratch) {
+  JNIEnv* env = javaEnv();
+  jclass harness = benchClass("Harness");
+  jmethodID load = env->GetStaticMethodID(harness, "loadAtLevel",
+                                          "(Ljava/lang/String;ILjava/lang/String;Ljava/lang/"
+                                          "String;Ljava/lang/String;)Ljava/lang/Class;");
+  requireNoException(env, "loadAtLevel");
+  jobject cls = env->CallStaticObjectMethod(harness, load, javaText("zorf.bench.NativeLoops"),
+                                            jint{level}, javaText(ZORF_BENCH_CLASSPATH),
+                                            javaText(ZORF_BENCH_LIBRARY), javaText(scratch));
+  requireNoException(env, "loading the library");
+  return global(env, cls);
+}
+
+std::vector<std::string> loopsOf(jclass cls) {
+  JNIEnv* env = javaEnv();
+  jclass harness = benchClass("Harness");
+  auto names = static_cast<jobjectArray>(env->CallStaticObjectMethod(
+      harness, env->GetStaticMethodID(harness, "loops", "(Ljava/lang/Class;)[Ljava/lang/String;"),
+      cls));
+  requireNoException(env, "loops");
+  std::vector<std::string> result;
+  for (jsize i = 0; i < env->GetArrayLength(names); ++i) {
+    result.push_back(textOf(env, static_cast<jstring>(env->GetObjectArrayElement(names, i))));
+  }
+  return result;
+}
+
+jstring javaText(const std::string& text) {
+  return javaEnv()->NewStringUTF(text.c_str());
+}
+
+jbyteArray javaBytes(const void* bytes, std::size_t size) {
+  JNIEnv* env = javaEnv();
+  jbyteArray array = env->NewByteArray(static_cast<jsize>(size));
+  env->SetByteArrayRegion(array, 0, static_cast<jsize>(size), static_cast<const jbyte*>(bytes));
+  return array;
+}
+
+std::string javaVersion() {
+  JNIEnv* env = javaEnv();
+  jclass system = env->FindClass("java/lang/System");
+  jmethodID get =
+      env->GetStaticMethodID(system, "getProperty", "(Ljava/lang/String;)Ljava/lang/String;");
+  const auto property = [&](const char* name) {
+    return textOf(env,
+                  static_cast<jstring>(env->CallStaticObjectMethod(system, get, javaText(name))));
+  };
+  return property("java.version") + " (" + property("java.vm.name") + ", " +
+         property("java.vendor") + ")";
+}

@@ -1,0 +1,23 @@
+// One row: a loop that is called for many rounds at a time, so that calling it costs nothing.
+#pragma once
+
+#include <jni.h>
+
+#include <functional>
+#include <string>
+
+#include "bare.h"
+
+struct Loop {
+  // Runs `calls` rounds in the calling thread.
+  std::function<void(int calls, int thread)> run;
+  bool java = false;  // threads are attached to the JVM for it
+};
+
+// The static method `name` (int calls, int thread) of a class. `prepare` runs before each batch.
+Loop javaLoop(jclass cls, const std::string& name, const std::function<void()>& prepare = {});
+Loop cppLoop(const BareLoop& loop);
+
+// Registers a benchmark; with `threads`, also with 2, 4 and 8 of them. The loop runs first until it
+// is compiled, and until it is known how many rounds make a batch.
+void addRow(const std::string& name, const Loop& loop, bool threads = false);

@@ -1,0 +1,182 @@
+#include <new>
+#include <random>
+#include <sstream>
+
+#include "blocks/resultstream.h"
+#include "support/java_values.h"
+#include "support/jvm.h"
+#include "support/patched_jni.h"
+
+namespace {
+
+std::string pattern(std::size_t size) {
+  std::string text(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 7 + i / 256);
+  return text;
+}
+
+class ResultStreamTest : public JvmTest {
+ protected:
+  // Writes a head, announces and writes the body in pieces, then rewrites the head.
+  std::string written(std::size_t announced, const std::string& body, std::size_t piece) {
+    ResultStream out(env);
+    out << "head";
+    if (announced != 0) expectBytes(out, announced, 1);
+    for (std::size_t at = 0; at < body.size(); at += piece) {
+      out << body.substr(at, piece);
+    }
+    out.seekp(0);
+    out << "HEAD";
+    out.seekp(0, std::ios::end);
+    EXPECT_EQ(out.tellp(), std::streamoff(4 + body.size()));
+    return bytesOf(out.take());
+  }
+};
+
+TEST_F(ResultStreamTest, NothingWrittenIsAnEmptyArray) {
+  ResultStream out(env);
+  EXPECT_EQ(out.tellp(), 0);
+  EXPECT_EQ(bytesOf(out.take()), "");
+}
+
+TEST_F(ResultStreamTest, EverySizeArrivesHowEverItWasAnnounced) {
+  for (const std::size_t size : {1, 100, 8187, 8188, 8189, 8192, 20000, 300000}) {
+    const std::string body = pattern(size);
+    for (const std::size_t announced :
+         {std::size_t{0}, size, size - 1, size / 2, size + 1, size * 3}) {
+      for (const std::size_t piece : {24, 5000, 64512}) {
+        ASSERT_EQ(written(announced, body, piece), "HEAD" + body)
+            << size << " announced as " << announced << " in pieces of " << piece;
+      }
+    }
+  }
+}
+
+TEST_F(ResultStreamTest, AnAnnouncedResultIsWrittenIntoTheArrayThatIsReturned) {
+  PatchedJni jni;
+  static int arrays;
+  static jbyteArray (*newByteArray)(JNIEnv*, jsize);
+  arrays = 0;
+  newByteArray = jni.real.NewByteArray;
+  jni.table.NewByteArray = [](JNIEnv* e, jsize length) {
+    ++arrays;
+    return newByteArray(e, length);
+  };
+  const std::string body = pattern(100000);
+  ResultStream out(env);
+  expectBytes(out, body.size() / 4, 4);
+  out << body;
+  EXPECT_EQ(arrays, 1);
+  EXPECT_EQ(bytesOf(out.take()), body);
+  EXPECT_EQ(arrays, 1);
+}
+
+TEST_F(ResultStreamTest, RandomWritesAndSeeksGiveWhatAStringStreamGives) {
+  const unsigned seed = std::random_device{}();
+  RecordProperty("seed", static_cast<int>(seed));
+  std::mt19937 random(seed);
+  const auto below = [&](std::size_t limit) { return random() % limit; };
+  for (int round = 0; round < 300; ++round) {
+    ResultStream out(env);
+    std::ostringstream model;
+    for (int step = 0; step < 40; ++step) {
+      const std::streamoff end = std::streamoff(model.view().size());
+      switch (below(8)) {
+        case 0: {
+          const auto to = static_cast<std::streamoff>(below(static_cast<std::size_t>(end) + 1));
+          out.seekp(to);
+          model.seekp(to);
+          break;
+        }
+        case 1:
+          out.seekp(0, std::ios::end);
+          model.seekp(0, std::ios::end);
+          break;
+        case 2:
+          out.put('x');
+          model.put('x');
+          break;
+        case 3:
+          expectBytes(out, below(40000), 1 + below(3));
+          break;
+        default: {
+          const std::string text = pattern(below(2) == 0 ? below(100) : below(20000));
+          out << text;
+          model << text;
+        }
+      }
+      ASSERT_EQ(out.tellp(), model.tellp()) << "seed " << seed << " round " << round;
+    }
+    jbyteArray array = out.take();
+    ASSERT_EQ(bytesOf(array), model.view()) << "seed " << seed << " round " << round;
+    env->DeleteLocalRef(array);
+  }
+}
+
+TEST_F(ResultStreamTest, SeekingOutsideFails) {
+  ResultStream out(env);
+  out << "abc";
+  EXPECT_EQ(out.rdbuf()->pubseekoff(4, std::ios::beg, std::ios::out), std::streampos(-1));
+  EXPECT_EQ(out.rdbuf()->pubseekoff(-1, std::ios::beg, std::ios::out), std::streampos(-1));
+  EXPECT_EQ(out.rdbuf()->pubseekoff(0, std::ios::beg, std::ios::in), std::streampos(-1));
+  EXPECT_EQ(out.tellp(), 3);
+}
+
+TEST_F(ResultStreamTest, MoreThanAnArrayHoldsIsNoMemory) {
+  ResultStream out(env);
+  out << "abc";
+  const std::string text(16, 'x');
+  // Nothing of the text is read beyond what fits: the refusal comes first.
+  EXPECT_THROW(out.write(text.data(), std::streamsize{1} << 31), std::bad_alloc);
+}
+
+TEST_F(ResultStreamTest, AnAnnouncementBeyondAllBoundsIsIgnored) {
+  ResultStream out(env);
+  expectBytes(out, ~std::uint64_t{0}, 8);
+  expectBytes(out, 1, ~std::uint64_t{0});
+  out << pattern(9000);
+  EXPECT_EQ(bytesOf(out.take()), pattern(9000));
+}
+
+TEST_F(ResultStreamTest, AnArrayThatCantBeHadEarlyIsAskedForAgain) {
+  PatchedJni jni;
+  static int refusals;
+  static jbyteArray (*newByteArray)(JNIEnv*, jsize);
+  refusals = 1;
+  newByteArray = jni.real.NewByteArray;
+  jni.table.NewByteArray = [](JNIEnv* e, jsize length) -> jbyteArray {
+    if (refusals-- > 0) {
+      e->ThrowNew(e->FindClass("java/lang/OutOfMemoryError"), "Java heap space");
+      return nullptr;
+    }
+    return newByteArray(e, length);
+  };
+  ResultStream out(env);
+  expectBytes(out, 9000, 1);
+  EXPECT_FALSE(env->ExceptionCheck());
+  out << pattern(9000);
+  EXPECT_EQ(bytesOf(out.take()), pattern(9000));
+}
+
+TEST_F(ResultStreamTest, APendingExceptionGivesNoResultAndStays) {
+  for (const std::size_t size : {10, 100000}) {
+    ResultStream out(env);
+    expectBytes(out, size, 1);
+    out << "before";
+    env->ThrowNew(env->FindClass("java/lang/RuntimeException"), "from the logger");
+    out << pattern(size);
+    EXPECT_EQ(out.take(), nullptr);
+    const auto error = takeJavaError();
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->message, "from the logger");
+  }
+}
+
+TEST_F(ResultStreamTest, OtherStreamsDontMindAnAnnouncement) {
+  std::ostringstream out;
+  expectBytes(out, 1000, 1000);
+  out << "abc";
+  EXPECT_EQ(out.view(), "abc");
+}
+
+}  // namespace
