@@ -15,18 +15,16 @@ install(FILES ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/jni COMPONENT library)
 
 install_jar(zorfhadoop_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
-if(TARGET zorfhadoop_tool_jar)
-  install_jar(zorfhadoop_tool_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
-  install(PROGRAMS ${PROJECT_SOURCE_DIR}/java/src/tool/zorfhadoop
-    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  set(_manpage ${PROJECT_BINARY_DIR}/share/man/man1/zorfhadoop.1)
-  install(CODE "execute_process(COMMAND gzip -9nkf ${_manpage} COMMAND_ERROR_IS_FATAL ANY)"
-    COMPONENT tools)
-  install(FILES ${_manpage}.gz
-    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
-  install(FILES ${PROJECT_BINARY_DIR}/share/bash-completion/completions/zorfhadoop
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
-endif()
+install_jar(zorfhadoop_tool_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/java/src/tool/zorfhadoop
+  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+set(_manpage ${PROJECT_BINARY_DIR}/share/man/man1/zorfhadoop.1)
+install(CODE "execute_process(COMMAND gzip -9nkf ${_manpage} COMMAND_ERROR_IS_FATAL ANY)"
+  COMPONENT tools)
+install(FILES ${_manpage}.gz
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/share/bash-completion/completions/zorfhadoop
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 
 install(TARGETS zorf
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zorfhadoop-standin COMPONENT standin)

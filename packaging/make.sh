@@ -7,10 +7,11 @@ out=$root/build/packages
 
 umask 022
 
-# A build of its own: the prefix decides where Debian's library directory is, and no test is built.
+# A build of its own, of what is packaged: the prefix decides where Debian's library directory is.
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
-  -DCPACK_PACKAGE_DIRECTORY="$out" -DBUILD_TESTING=OFF >/dev/null
-cmake --build "$build" -- --quiet
+  -DCPACK_PACKAGE_DIRECTORY="$out" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON -DBUILD_TESTING=OFF \
+  -DZORF_BENCH=OFF >/dev/null
+cmake --build "$build" --target zorfhadoop zorf zorfhadoop_jar zorfhadoop_tool_texts -- --quiet
 mkdir -p "$out"
 rm -f "$out"/*.deb "$out"/*.tar.gz
 (cd "$build" && cpack >cpack.log 2>&1) || {
