@@ -1,0 +1,30 @@
+# What an installation has, in three components: the library, the tools with the jars, and the stand-in
+# in a directory of its own, where no loader finds it unasked.
+include(GNUInstallDirs)
+
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/jni)
+set(ZORF_JARDIR ${CMAKE_INSTALL_DATADIR}/java/zorfhadoop)
+
+# The full version is the soname, so there is one file; nothing links against it.
+install(TARGETS zorfhadoop
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_SKIP)
+# By this name System.loadLibrary asks for it.
+file(CREATE_LINK ../libzorfhadoop.so.${PROJECT_VERSION} ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
+  SYMBOLIC)
+install(FILES ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/jni COMPONENT library)
+
+install_jar(zorfhadoop_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
+install_jar(zorfhadoop_tool_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/java/src/tool/zorfhadoop
+  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+set(_manpage ${PROJECT_BINARY_DIR}/share/man/man1/zorfhadoop.1)
+install(CODE "execute_process(COMMAND gzip -9nkf ${_manpage} COMMAND_ERROR_IS_FATAL ANY)"
+  COMPONENT tools)
+install(FILES ${_manpage}.gz
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/share/bash-completion/completions/zorfhadoop
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+
+install(TARGETS zorf
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zorfhadoop-standin COMPONENT standin)

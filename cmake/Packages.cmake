@@ -1,0 +1,82 @@
+# Debian packages, one for each component, and an archive of everything. packaging/make.sh makes them.
+set(CPACK_PACKAGE_NAME libzorfhadoop)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component has its own
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}.0)
+set(CPACK_PACKAGE_VENDOR "the libzorfhadoop developers")
+set(CPACK_PACKAGE_CONTACT "the libzorfhadoop developers <libzorfhadoop@localhost>")
+if(NOT CPACK_PACKAGE_DIRECTORY)
+  set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+endif()
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library tools standin)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_GENERATOR DEB TGZ)
+set(CPACK_PACKAGE_FILE_NAME libzorfhadoop-${CPACK_PACKAGE_VERSION}-linux-x86_64)
+set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(_version "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzorfhadoop2.7)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+"HDFS NameNode natives over the zorf file system
+The native half of an HDFS NameNode whose files live on zorf, a parallel
+file system. It answers from the file system itself: status, names and ids,
+per-thread identity, permissions, ACLs, extended attributes, replication, and
+the locations of the replicas of each block.
+
+It needs the client library libzorf.so of the file system, which is not
+packaged; see the package zorfhadoop-standin for machines without zorf.")
+# The client library comes from elsewhere, and libacl is opened at run time.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS libacl1)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/debian/triggers ${PROJECT_SOURCE_DIR}/packaging/debian/shlibs)
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zorfhadoop-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION java)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+"ask zorf what it tells an HDFS NameNode, and its Java classes
+The command zorfhadoop shows status, ACLs, attributes and the placement of
+blocks of files on zorf, as a NameNode gets them, and why a user can't reach
+a path. The jar zorfhadoop.jar has the class of the natives and types over
+what they return, for the class path of the NameNode.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+  "libzorfhadoop2.7 (= ${_version}), default-jre-headless | java8-runtime-headless, libcommons-logging-java, libpicocli-java")
+
+set(CPACK_DEBIAN_STANDIN_PACKAGE_NAME zorfhadoop-standin)
+set(CPACK_DEBIAN_STANDIN_PACKAGE_SECTION misc)
+set(CPACK_COMPONENT_STANDIN_DESCRIPTION
+"stand-in for the client library of the zorf file system
+It answers for files of any file system and makes the placement of their
+blocks up, so that libzorfhadoop can be tried and tested without zorf.
+
+It lies outside of the loader's way: name its directory in LD_LIBRARY_PATH to
+use it. Never do that on a machine that serves users.")
+set(CPACK_DEBIAN_STANDIN_PACKAGE_SHLIBDEPS ON)
+
+# What each package says of itself.
+set(_debian ${PROJECT_SOURCE_DIR}/packaging/debian)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_debian}/changelog)
+execute_process(COMMAND gzip -9nc ${_debian}/changelog
+  OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
+foreach(component LIBRARY TOOLS STANDIN)
+  string(TOLOWER ${component} _component)
+  set(_package ${CPACK_DEBIAN_${component}_PACKAGE_NAME})
+  install(FILES ${_debian}/copyright ${PROJECT_BINARY_DIR}/changelog.Debian.gz
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${_package} COMPONENT ${_component})
+  install(FILES ${_debian}/${_package}.lintian-overrides
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${_package}
+    COMPONENT ${_component})
+endforeach()
+
+include(CPack)

@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# chroot_test.sh [PACKAGES]: installs the packages of build/packages into a fresh Debian and runs the tool
+# there. Needs root, debootstrap and the network. ZORF_MIRROR names another mirror; ZORF_BASE names an
+# archive of a base system, which is made if it is not there.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+packages=${1:-$root/build/packages}
+
+((EUID == 0)) || { echo "chroot_test.sh: run it as root" >&2; exit 1; }
+# Mounts of its own, that end with it.
+if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
+  ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
+fi
+
+jail=$(mktemp -d)
+log=$jail.log
+clean_up() {
+  umount "$jail/proc" 2>/dev/null || true
+  rm -rf --one-file-system "$jail" "$log"
+}
+trap clean_up EXIT
+
+chmod 755 "$jail"
+if [[ -n ${ZORF_BASE:-} && -f $ZORF_BASE ]]; then
+  tar -xf "$ZORF_BASE" -C "$jail"
+else
+  debootstrap --variant=minbase bookworm "$jail" ${ZORF_MIRROR:+"$ZORF_MIRROR"} >"$log"
+  [[ -z ${ZORF_BASE:-} ]] || tar -cf "$ZORF_BASE" -C "$jail" .
+fi
+mount -t proc proc "$jail/proc"
+mkdir "$jail/packages"
+cp "$packages"/*.deb "$packages"/*.tar.gz "$jail/packages"
+# Java's package wants the directory of a manual page, which minbase leaves out.
+mkdir -p "$jail/usr/share/man/man1"
+
+# inside COMMAND...: in the chroot, with little in the environment.
+inside() {
+  env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    chroot "$jail" "$@"
+}
+with_standin() {
+  inside env LD_LIBRARY_PATH=/usr/lib/x86_64-linux-gnu/zorfhadoop-standin "$@"
+}
+# install NAME...: from the packages to be tested.
+install() {
+  local name files=()
+  for name in "$@"; do
+    files+=(/packages/"$(cd "$jail/packages" && echo "$name"_*.deb)")
+  done
+  inside sh -c 'apt-get install -y --no-install-recommends "$@" >>/apt.log 2>&1 || {
+    tail -30 /apt.log; exit 1; }' sh "${files[@]}"
+}
+passed=0
+# check WHAT COMMAND...
+check() {
+  local what=$1
+  shift
+  if ! "$@" >"$log" 2>&1; then
+    echo "not ok: $what"
+    cat "$log"
+    exit 1
+  fi
+  echo "ok: $what"
+  passed=$((passed + 1))
+}
+# prints PATTERN COMMAND...: it prints a line with this, whatever its exit status.
+prints() {
+  local pattern=$1
+  shift
+  "$@" >"$jail/printed" 2>&1 || true
+  cat "$jail/printed"
+  grep -q -- "$pattern" "$jail/printed"
+}
+fails() {
+  ! "$@"
+}
+is_installed() {
+  # shellcheck disable=SC2016  # dpkg's own variable
+  inside dpkg-query -W -f '${db:Status-Status}\n' "$1" | grep -qx installed
+}
+
+# What apt does of itself, from the packages alone.
+inside apt-get update -qq
+check "library and tools install" \
+  install libzorfhadoop2.7 zorfhadoop-tools
+check "libacl, Java and picocli come with them" \
+  inside dpkg-query -W libacl1 libpicocli-java libcommons-logging-java
+check "the stand-in does not" fails is_installed zorfhadoop-standin
+check "without a client library the doctor says so" prints 'fail .*libzorf.so' inside zorfhadoop doctor
+check "and every command fails with one line" \
+  prints "^zorfhadoop: can't load the library: .*libzorf.so" inside zorfhadoop status /etc/hostname
+check "one line it is" test "$(wc -l <"$jail/printed")" = 1
+
+check "the stand-in installs" install zorfhadoop-standin
+check "but isn't used unasked" prints "can't load the library" inside zorfhadoop status /etc/hostname
+
+inside sh -c 'mkdir -m 755 /data && truncate -s 1G /data/table && ln -s table /data/link'
+check "named in LD_LIBRARY_PATH it is" with_standin zorfhadoop status /data/table
+check "the doctor knows it" prints 'warn  client library .*/zorfhadoop-standin/libzorf.so' \
+  with_standin zorfhadoop doctor
+check "a block group factor" with_standin zorfhadoop bgf --set 16 /data/table
+check "a listing" with_standin zorfhadoop ls /data
+check "an ACL" with_standin zorfhadoop acl modify user:nobody:r-- /data/table
+check "an ACL comes back" prints 'user:nobody:r--' with_standin zorfhadoop acl get /data/table
+check "a picture" with_standin zorfhadoop locate --svg /data/table.svg /data/table
+check "with something in it" grep -q '<svg' "$jail/data/table.svg"
+check "as another user" with_standin zorfhadoop status --as nobody /data/table
+check "the manual page" inside gzip -t /usr/share/man/man1/zorfhadoop.1.gz
+check "the completion" inside bash -n /usr/share/bash-completion/completions/zorfhadoop
+
+jars=/usr/share/java
+check "Debian's Java finds the library by its name" with_standin java \
+  -cp $jars/zorfhadoop/zorfhadoop-tool.jar:$jars/zorfhadoop/zorfhadoop.jar:$jars/picocli.jar:$jars/commons-logging.jar \
+  zorf.tool.Main status /data/table
+
+# A client library of the host's own: here it is played by a copy of the stand-in.
+inside sh -c 'mkdir -p /opt/zorf/lib && cp /usr/lib/x86_64-linux-gnu/zorfhadoop-standin/libzorf.so /opt/zorf/lib &&
+  echo /opt/zorf/lib >/etc/ld.so.conf.d/zorf.conf && ldconfig'
+check "the host's client library is found" inside zorfhadoop status /data/table
+check "and taken, with the stand-in's package there" \
+  prints 'client library .*/opt/zorf/lib/libzorf.so' inside zorfhadoop doctor
+
+check "the archive unpacks" inside sh -c 'tar -xzf /packages/*.tar.gz -C /opt'
+check "its tool takes its own library" prints 'library .*/opt/libzorfhadoop-' \
+  inside sh -c '/opt/libzorfhadoop-*/bin/zorfhadoop doctor'
+
+check "all of it can be purged" inside sh -c \
+  'apt-get purge -y zorfhadoop-standin zorfhadoop-tools libzorfhadoop2.7'
+check "and is gone" fails inside sh -c 'find /usr /etc /var/lib/dpkg/info -name "*zorf*" ! -name zorf.conf | grep .'
+echo "$passed checks passed"

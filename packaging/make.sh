@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# make.sh: builds build/packages/*.deb and *.tar.gz, and has lintian look at them where it is installed.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build-package
+out=$root/build/packages
+
+umask 022
+
+# A build of its own, of what is packaged: the prefix decides where Debian's library directory is.
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+  -DCPACK_PACKAGE_DIRECTORY="$out" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON -DBUILD_TESTING=OFF \
+  -DZORF_BENCH=OFF >/dev/null
+cmake --build "$build" --target zorfhadoop zorf zorfhadoop_jar zorfhadoop_tool_texts -- --quiet
+mkdir -p "$out"
+rm -f "$out"/*.deb "$out"/*.tar.gz
+(cd "$build" && cpack >cpack.log 2>&1) || {
+  cat "$build/cpack.log" >&2
+  exit 1
+}
+(cd "$out" && ls -1 ./*.deb ./*.tar.gz)
+
+if command -v lintian >/dev/null; then
+  lintian --allow-root --fail-on error,warning --display-info --show-overrides "$out"/*.deb
+fi

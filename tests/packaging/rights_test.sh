@@ -1,0 +1,65 @@
+#!/bin/sh
+# rights_test.sh BUILD: what docs/operations.md says of the rights of a NameNode, tried with the tool: who
+# gets at which file under which capabilities. Exits with 77 where that can't be tried.
+set -eu
+build=$1
+[ "$(id -u)" = 0 ] || exit 77
+# The files of the build must be within reach of a user.
+setpriv --reuid=1234 --clear-groups test -r "$build/java/zorfhadoop-tool.jar" || exit 77
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+chmod 755 "$scratch"
+cd "$scratch"
+mkdir -m 700 private
+echo text >private/file
+echo text >others
+chmod 600 others
+chown -R 1235:1235 private others
+tool=$build/bin/zorfhadoop
+
+fail() {
+  echo "rights_test: $*" >&2
+  cat err >&2
+  exit 1
+}
+# can WHAT COMMAND..., can_not WHAT COMMAND...
+can() {
+  what=$1
+  shift
+  "$@" >out 2>err || fail "can't $what"
+}
+can_not() {
+  what=$1
+  shift
+  if "$@" >out 2>err; then fail "can $what"; fi
+  grep -q 'Permission denied' err || fail "$what: another error"
+}
+
+as_root() {
+  setpriv --bounding-set=-all,+setuid,+setgid,+dac_read_search,+dac_override,+fowner "$@"
+}
+as_user() {
+  setpriv --reuid=1234 --regid=1234 --clear-groups \
+    --inh-caps="-all,$capabilities" --ambient-caps="-all,$capabilities" "$@"
+}
+capabilities=+setuid,+setgid,+dac_override
+as_root true 2>/dev/null && as_user true 2>/dev/null || exit 77
+status="$tool status --as nobody $scratch/private/file"
+locate="$tool locate --as nobody $scratch/others"
+
+# shellcheck disable=SC2086  # commands
+{
+  can_not "see as nobody what only the owner may" as_root $status
+  can "locate a file that nobody may not read" as_root $locate
+
+  capabilities=+setuid,+setgid
+  can_not "see as nobody what only the owner may, without root" as_user $status
+  can_not "locate a file that root's permission bits don't open" as_user $locate
+  chown 0:0 others
+  can "locate a file of root's without further capabilities" as_user $locate
+
+  # The warning: nobody keeps what the process has.
+  capabilities=+setuid,+setgid,+dac_override
+  can "see everything as nobody with one capability too many" as_user $status
+}
