@@ -176,7 +176,7 @@ final class DoctorCommand extends ToolCommand {
                     : log.isErrorEnabled() ? "error" : log.isFatalEnabled() ? "fatal" : "off";
   }
 
-  private static void rights() throws IOException {
+  private void rights() throws IOException {
     long have = ProcessFacts.capabilities();
     say("ok", "acting as", "uid " + Identity.current().uid() + " on the file system");
     for (Object[] right : RIGHTS) {
@@ -188,8 +188,17 @@ final class DoctorCommand extends ToolCommand {
       say(there ? "ok" : "warn", capability.name(), there ? "" : "missing: " + right[1]);
     }
     if (!Capability.CAP_SETUID.isIn(have)) {
-      say("", "", "-> run as root, or give the process these capabilities (AmbientCapabilities=");
-      say("", "", "   of its systemd unit)");
+      say("", "", "-> run as root, perhaps with a CapabilityBoundingSet= in its systemd unit; another");
+      say("", "", "   user may have CAP_SETUID and CAP_SETGID (AmbientCapabilities=), but none of the rest");
+    }
+    // The kernel takes these from a thread only when its file-system uid leaves 0.
+    if (Identity.current().uid() != 0
+        && (Capability.CAP_DAC_READ_SEARCH.isIn(have)
+            || Capability.CAP_DAC_OVERRIDE.isIn(have)
+            || Capability.CAP_FOWNER.isIn(have))) {
+      fail("rights of users", "the capabilities over files stay while acting as another user,");
+      say("", "", "who may then do what its own rights forbid");
+      say("", "", "-> run as root, or without CAP_DAC_READ_SEARCH, CAP_DAC_OVERRIDE and CAP_FOWNER");
     }
   }
 
