@@ -10,6 +10,8 @@ import java.util.TreeMap;
 import java.util.stream.Collectors;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import zorf.common.Sizes;
+import zorf.common.Table;
 
 /** Shows the block locations of a whole file: the ends of the list, and how even it is. */
 final class BlockMap {
@@ -33,7 +35,7 @@ final class BlockMap {
     out.println(summary());
     if (locations.blockCount() > 0 && locations.replicaCount() > 0) {
       out.println();
-      entries().print(out);
+      entries().print(out, "  ");
       out.println();
       printHistogram(out, bar);
     }
@@ -117,7 +119,7 @@ final class BlockMap {
       }
       table.row(cells);
     }
-    table.print(out);
+    table.print(out, "  ");
     if (shown < ids.size()) {
       out.println("  and " + (ids.size() - shown) + " locations more");
     }

@@ -2,10 +2,10 @@ package zorf.demo;
 
 import java.util.ArrayList;
 import java.util.List;
-import org.apache.commons.logging.Log;
+import zorf.common.LineLog;
 
 /** A logger at debug that keeps its lines until they are taken. */
-public final class CapturingLog implements Log {
+public final class CapturingLog extends LineLog {
   private static final List<String> LINES = new ArrayList<>();
 
   /**
@@ -24,95 +24,17 @@ public final class CapturingLog implements Log {
     }
   }
 
-  private static void keep(String level, Object message) {
-    synchronized (LINES) {
-      LINES.add(level + " " + message);
+  @Override
+  protected boolean enabled(String level) {
+    return !level.equals("trace");
+  }
+
+  @Override
+  protected void line(String level, Object message) {
+    if (enabled(level)) {
+      synchronized (LINES) {
+        LINES.add(String.format("%-5s %s", level, message));
+      }
     }
-  }
-
-  @Override
-  public boolean isTraceEnabled() {
-    return false;
-  }
-
-  @Override
-  public boolean isDebugEnabled() {
-    return true;
-  }
-
-  @Override
-  public boolean isInfoEnabled() {
-    return true;
-  }
-
-  @Override
-  public boolean isWarnEnabled() {
-    return true;
-  }
-
-  @Override
-  public boolean isErrorEnabled() {
-    return true;
-  }
-
-  @Override
-  public boolean isFatalEnabled() {
-    return true;
-  }
-
-  @Override
-  public void trace(Object message) {}
-
-  @Override
-  public void trace(Object message, Throwable t) {}
-
-  @Override
-  public void debug(Object message) {
-    keep("debug", message);
-  }
-
-  @Override
-  public void debug(Object message, Throwable t) {
-    keep("debug", message);
-  }
-
-  @Override
-  public void info(Object message) {
-    keep("info ", message);
-  }
-
-  @Override
-  public void info(Object message, Throwable t) {
-    keep("info ", message);
-  }
-
-  @Override
-  public void warn(Object message) {
-    keep("warn ", message);
-  }
-
-  @Override
-  public void warn(Object message, Throwable t) {
-    keep("warn ", message);
-  }
-
-  @Override
-  public void error(Object message) {
-    keep("error", message);
-  }
-
-  @Override
-  public void error(Object message, Throwable t) {
-    keep("error", message);
-  }
-
-  @Override
-  public void fatal(Object message) {
-    keep("fatal", message);
-  }
-
-  @Override
-  public void fatal(Object message, Throwable t) {
-    keep("fatal", message);
   }
 }

@@ -18,6 +18,7 @@ import java.util.Set;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import zorf.common.Table;
 
 /** Sample files in a temporary directory of their own, deleted on {@link #close}. */
 final class DataSet implements AutoCloseable {

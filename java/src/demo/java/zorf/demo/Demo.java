@@ -22,6 +22,8 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.hdfs.server.namenode.zorf.StatusLayout;
+import zorf.common.Sizes;
+import zorf.common.Table;
 
 /**
  * Shows what the library tells a NameNode about files: their status, where the blocks of the
@@ -209,7 +211,7 @@ public final class Demo {
           TIME.format(status.modificationTime()),
           printable(file.getFileName() + target(file, status)));
     }
-    table.print(out);
+    table.print(out, "  ");
   }
 
   private String blockSize(Path file, byte[] record) {

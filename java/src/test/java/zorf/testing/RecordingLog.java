@@ -2,13 +2,13 @@ package zorf.testing;
 
 import java.util.ArrayList;
 import java.util.List;
-import org.apache.commons.logging.Log;
+import zorf.common.LineLog;
 
 /**
  * A commons-logging Log that keeps what it is given. One store for the process, for any thread.
  * Chosen with {@code -Dorg.apache.commons.logging.Log=zorf.testing.RecordingLog}.
  */
-public class RecordingLog implements Log {
+public class RecordingLog extends LineLog {
   /**
    * The levels that is*Enabled() answers true for, from the system property {@code
    * zorf.test.levels}: words such as "info,fatal". All by default.
@@ -68,97 +68,13 @@ public class RecordingLog implements Log {
     }
   }
 
-  private static boolean enabled(String level) {
+  @Override
+  protected boolean enabled(String level) {
     return ("," + LEVELS + ",").contains("," + level + ",");
   }
 
   @Override
-  public boolean isTraceEnabled() {
-    return enabled("trace");
-  }
-
-  @Override
-  public boolean isDebugEnabled() {
-    return enabled("debug");
-  }
-
-  @Override
-  public boolean isInfoEnabled() {
-    return enabled("info");
-  }
-
-  @Override
-  public boolean isWarnEnabled() {
-    return enabled("warn");
-  }
-
-  @Override
-  public boolean isErrorEnabled() {
-    return enabled("error");
-  }
-
-  @Override
-  public boolean isFatalEnabled() {
-    return enabled("fatal");
-  }
-
-  @Override
-  public void trace(Object message) {
-    record("trace", message);
-  }
-
-  @Override
-  public void trace(Object message, Throwable t) {
-    record("trace", message);
-  }
-
-  @Override
-  public void debug(Object message) {
-    record("debug", message);
-  }
-
-  @Override
-  public void debug(Object message, Throwable t) {
-    record("debug", message);
-  }
-
-  @Override
-  public void info(Object message) {
-    record("info", message);
-  }
-
-  @Override
-  public void info(Object message, Throwable t) {
-    record("info", message);
-  }
-
-  @Override
-  public void warn(Object message) {
-    record("warn", message);
-  }
-
-  @Override
-  public void warn(Object message, Throwable t) {
-    record("warn", message);
-  }
-
-  @Override
-  public void error(Object message) {
-    record("error", message);
-  }
-
-  @Override
-  public void error(Object message, Throwable t) {
-    record("error", message);
-  }
-
-  @Override
-  public void fatal(Object message) {
-    record("fatal", message);
-  }
-
-  @Override
-  public void fatal(Object message, Throwable t) {
-    record("fatal", message);
+  protected void line(String level, Object message) {
+    record(level, message);
   }
 }

@@ -14,6 +14,8 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
+import zorf.common.Sizes;
+import zorf.common.Table;
 
 @Command(
     name = "locate",
@@ -50,14 +52,14 @@ final class LocateCommand extends FileCommand {
       names = "--offset",
       paramLabel = "BYTES",
       defaultValue = "0",
-      converter = Sizes.Converter.class,
+      converter = SizeConverter.class,
       description = "Where the range starts; K, M, G and T may follow (default: 0).")
   private long offset;
 
   @Option(
       names = "--length",
       paramLabel = "BYTES",
-      converter = Sizes.Converter.class,
+      converter = SizeConverter.class,
       description = "How long the range is (default: to the end of the file).")
   private Long length;
 
@@ -65,7 +67,7 @@ final class LocateCommand extends FileCommand {
       names = "--default-block-size",
       paramLabel = "BYTES",
       defaultValue = "128M",
-      converter = Sizes.Converter.class,
+      converter = SizeConverter.class,
       description =
           "The HDFS block size of a file without a block group factor (default: ${DEFAULT-VALUE}).")
   private long defaultBlockSize;

@@ -2,6 +2,7 @@ package zorf.tool;
 
 import java.util.List;
 import java.util.Map;
+import zorf.common.Table;
 
 /** The placement as text: a row for each location, a character for each column of blocks. */
 final class PlacementMap {

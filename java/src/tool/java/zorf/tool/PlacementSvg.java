@@ -5,6 +5,7 @@ import java.util.Locale;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import zorf.common.Sizes;
 
 /**
  * The placement as a picture: a row for each location, grouped by racks, a column for each block or

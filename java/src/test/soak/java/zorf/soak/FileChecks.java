@@ -160,7 +160,7 @@ final class FileChecks implements Checks {
     String missing = file + "/is/no/directory";
     String above = secret.substring(0, secret.lastIndexOf('/'));
     String reachable = actor.mayChange(owner) ? secret : above;
-    boolean diagnosed = SoakLog.enabled("debug");
+    boolean diagnosed = SoakLog.delivers("debug");
     Expect.equal(
         "failed path",
         diagnosed ? reachable : "",

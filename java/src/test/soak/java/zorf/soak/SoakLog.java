@@ -1,10 +1,10 @@
 package zorf.soak;
 
 import java.util.concurrent.atomic.LongAdder;
-import org.apache.commons.logging.Log;
+import zorf.common.LineLog;
 
 /** A logger that counts. Its lowest level is the system property {@code zorf.soak.level}. */
-public class SoakLog implements Log {
+public class SoakLog extends LineLog {
   private static final String LEVELS = "trace,debug,info,warn,error,fatal";
   private static final String ENABLED =
       LEVELS.substring(LEVELS.indexOf(System.getProperty("zorf.soak.level", "trace")));
@@ -23,102 +23,18 @@ public class SoakLog implements Log {
   }
 
   /** Whether lines of a level are delivered. */
-  static boolean enabled(String level) {
+  static boolean delivers(String level) {
     return ENABLED.contains(level);
   }
 
-  private static void take(String level, Object line) {
-    Expect.that(enabled(level) && line != null, level + " line " + line);
+  @Override
+  protected boolean enabled(String level) {
+    return delivers(level);
+  }
+
+  @Override
+  protected void line(String level, Object message) {
+    Expect.that(delivers(level) && message != null, level + " line " + message);
     LINES.increment();
-  }
-
-  @Override
-  public boolean isTraceEnabled() {
-    return enabled("trace");
-  }
-
-  @Override
-  public boolean isDebugEnabled() {
-    return enabled("debug");
-  }
-
-  @Override
-  public boolean isInfoEnabled() {
-    return enabled("info");
-  }
-
-  @Override
-  public boolean isWarnEnabled() {
-    return enabled("warn");
-  }
-
-  @Override
-  public boolean isErrorEnabled() {
-    return enabled("error");
-  }
-
-  @Override
-  public boolean isFatalEnabled() {
-    return enabled("fatal");
-  }
-
-  @Override
-  public void trace(Object message) {
-    take("trace", message);
-  }
-
-  @Override
-  public void trace(Object message, Throwable t) {
-    take("trace", message);
-  }
-
-  @Override
-  public void debug(Object message) {
-    take("debug", message);
-  }
-
-  @Override
-  public void debug(Object message, Throwable t) {
-    take("debug", message);
-  }
-
-  @Override
-  public void info(Object message) {
-    take("info", message);
-  }
-
-  @Override
-  public void info(Object message, Throwable t) {
-    take("info", message);
-  }
-
-  @Override
-  public void warn(Object message) {
-    take("warn", message);
-  }
-
-  @Override
-  public void warn(Object message, Throwable t) {
-    take("warn", message);
-  }
-
-  @Override
-  public void error(Object message) {
-    take("error", message);
-  }
-
-  @Override
-  public void error(Object message, Throwable t) {
-    take("error", message);
-  }
-
-  @Override
-  public void fatal(Object message) {
-    take("fatal", message);
-  }
-
-  @Override
-  public void fatal(Object message, Throwable t) {
-    take("fatal", message);
   }
 }

@@ -1,4 +1,4 @@
-package zorf.demo;
+package zorf.common;
 
 import java.io.PrintStream;
 import java.util.ArrayList;
@@ -6,8 +6,7 @@ import java.util.Arrays;
 import java.util.List;
 
 /** Rows of text in columns that are as wide as they must be. */
-final class Table {
-  private static final String INDENT = "  ";
+public final class Table {
   private static final String GAP = "   ";
 
   private final List<String[]> rows = new ArrayList<>();
@@ -18,7 +17,7 @@ final class Table {
    *
    * @param headers one per column; one that starts with ">" stands for a column that ends flush
    */
-  Table(String... headers) {
+  public Table(String... headers) {
     right = new boolean[headers.length];
     String[] names = headers.clone();
     for (int i = 0; i < names.length; i++) {
@@ -28,14 +27,25 @@ final class Table {
     rows.add(names);
   }
 
-  void row(String... cells) {
+  /** Adds a row of as many cells as there are columns. */
+  public void row(String... cells) {
     if (cells.length != right.length) {
       throw new IllegalArgumentException(Arrays.toString(cells));
     }
     rows.add(cells);
   }
 
-  void print(PrintStream out) {
+  /** The number of rows below the header. */
+  public int size() {
+    return rows.size() - 1;
+  }
+
+  public void print(PrintStream out) {
+    print(out, "");
+  }
+
+  /** Prints the table with {@code indent} in front of every line. */
+  public void print(PrintStream out, String indent) {
     int[] widths = new int[right.length];
     for (String[] row : rows) {
       for (int i = 0; i < row.length; i++) {
@@ -45,7 +55,7 @@ final class Table {
     for (String[] row : rows) {
       StringBuilder line = new StringBuilder();
       for (int i = 0; i < row.length; i++) {
-        line.append(i == 0 ? INDENT : GAP);
+        line.append(i == 0 ? indent : GAP);
         String fill = repeat(" ", widths[i] - row[i].length());
         line.append(right[i] ? fill + row[i] : row[i] + fill);
       }
@@ -53,7 +63,8 @@ final class Table {
     }
   }
 
-  static String repeat(String text, int times) {
+  /** {@code text} so many times. */
+  public static String repeat(String text, int times) {
     StringBuilder all = new StringBuilder();
     for (int i = 0; i < times; i++) {
       all.append(text);
