@@ -90,6 +90,6 @@ void convert(ACLList& acls, std::ostream& out) {
   }
 }
 
-void convert(ACL& acl, std::string& bytes) {
+void convert(ACL& acl, std::pmr::string& bytes) {
   report(acl, [&](const char* record, std::size_t size) { bytes.append(record, size); });
 }

@@ -8,6 +8,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
@@ -24,4 +25,4 @@ void convert(std::istream& in, ACLList& acls);
 // Writes the records of all `acls`.
 void convert(ACLList& acls, std::ostream& out);
 // Appends the records of one ACL to `bytes`: a stream would cost as much as the rest of the work.
-void convert(ACL& acl, std::string& bytes);
+void convert(ACL& acl, std::pmr::string& bytes);

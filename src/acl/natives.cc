@@ -1,6 +1,8 @@
 // The natives that read and change ACLs, as whatever identity the calling thread has.
+#include <array>
 #include <cerrno>
 #include <istream>
+#include <memory_resource>
 #include <optional>
 #include <streambuf>
 
@@ -42,12 +44,12 @@ bool readArguments(JNIEnv* env, jstring path, jbyteArray spec, std::string& file
 
 // Fills `st` from Java's record, or from the file when Java has none. False with an exception
 // pending.
-bool statusOf(JNIEnv* env, const std::string& file, jbyteArray status, struct stat& st) {
+bool statusOf(JNIEnv* env, const char* file, jbyteArray status, struct stat& st) {
   if (status != nullptr) return readRawStatus(env, status, st);
-  const int err = getStat(file.c_str(), true, st);
+  const int err = getStat(file, true, st);
   if (err == 0) return true;
   handle_error(env, err, file);
-  getFailedPath(file.c_str(), false, st);
+  getFailedPath(file, false, st);
   return false;
 }
 
@@ -59,25 +61,27 @@ void removeDefault(const std::string& file, jboolean directory) {
 
 ZORF_NATIVE(jbyteArray, getAclStatus)
 (JNIEnv* env, jclass, jstring path, jbyteArray status) try {
-  std::string file;
-  if (getString(env, path, file) != 0) {
+  const RequiredChars file(env, path);
+  if (file.get() == nullptr) {
     handle_error(env, EINVAL, "failed to get path");
     return nullptr;
   }
   struct stat st = {};
-  if (!statusOf(env, file, status, st)) return nullptr;
+  if (!statusOf(env, file.get(), status, st)) return nullptr;
   try {
-    ACL access(file, ACL_TYPE_ACCESS);
+    ACL access(file.get(), ACL_TYPE_ACCESS);
     std::optional<ACL> inherited;
-    if (S_ISDIR(st.st_mode)) inherited.emplace(file, ACL_TYPE_DEFAULT);
-    std::string report;
-    report.reserve(256);
+    if (S_ISDIR(st.st_mode)) inherited.emplace(file.get(), ACL_TYPE_DEFAULT);
+    std::array<char, 1024> room;  // for some sixty entries; a longer report is heap memory
+    std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
+    std::pmr::string report(&memory);
+    report.reserve(room.size() / 2);
     convert(access, report);
     if (inherited) convert(*inherited, report);
     return convertChar2byteArray(env, static_cast<int>(report.size()), report.data());
   } catch (const IOException& e) {
     handle_error(env, e.errorNumber, e.what());
-    getFailedPath(file.c_str(), false, st);
+    getFailedPath(file.get(), false, st);
     return nullptr;
   }
 } catch (...) {
