@@ -65,8 +65,8 @@ class Fmt : public std::ostream {
 };
 
 // Every insertion yields the Fmt again, also one into a temporary, so that a text can be built and
-// taken in one expression: (Fmt(", ") << path << mode).str(). A char goes through the stream buffer's
-// put, past the separator: insert pieces as strings.
+// taken in one expression: (Fmt(", ") << path << mode).str(). A char goes through the stream
+// buffer's put, past the separator: insert pieces as strings.
 template <class T>
 Fmt& operator<<(Fmt& fmt, const T& value) {
   static_cast<std::ostream&>(fmt) << value;
