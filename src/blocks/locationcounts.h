@@ -31,8 +31,8 @@ class LocationCounts {
   void take(std::vector<LocationCount>& pairs);
 
  private:
-  std::array<std::uint32_t, 64 * 64> counts_ = {};  // 0 where the bit is not set
-  std::array<std::uint64_t, 64> used_ = {};         // one bit per count
-  std::uint64_t usedWords_ = 0;                     // one bit per word of used_
-  std::vector<std::int32_t> others_;                // one element per block
+  std::array<std::uint32_t, std::size_t{64}* 64> counts_ = {};  // 0 where the bit is not set
+  std::array<std::uint64_t, 64> used_ = {};                     // one bit per count
+  std::uint64_t usedWords_ = 0;                                 // one bit per word of used_
+  std::vector<std::int32_t> others_;                            // one element per block
 };

@@ -40,11 +40,11 @@ TEST_F(ResultStreamTest, NothingWrittenIsAnEmptyArray) {
 }
 
 TEST_F(ResultStreamTest, EverySizeArrivesHowEverItWasAnnounced) {
-  for (const std::size_t size : {1, 100, 8187, 8188, 8189, 8192, 20000, 300000}) {
+  for (const std::size_t size : {1u, 100u, 8187u, 8188u, 8189u, 8192u, 20000u, 300000u}) {
     const std::string body = pattern(size);
     for (const std::size_t announced :
          {std::size_t{0}, size, size - 1, size / 2, size + 1, size * 3}) {
-      for (const std::size_t piece : {24, 5000, 64512}) {
+      for (const std::size_t piece : {24u, 5000u, 64512u}) {
         ASSERT_EQ(written(announced, body, piece), "HEAD" + body)
             << size << " announced as " << announced << " in pieces of " << piece;
       }
@@ -159,7 +159,7 @@ TEST_F(ResultStreamTest, AnArrayThatCantBeHadEarlyIsAskedForAgain) {
 }
 
 TEST_F(ResultStreamTest, APendingExceptionGivesNoResultAndStays) {
-  for (const std::size_t size : {10, 100000}) {
+  for (const std::size_t size : {10u, 100000u}) {
     ResultStream out(env);
     expectBytes(out, size, 1);
     out << "before";
