@@ -10,14 +10,17 @@
 namespace {
 
 constexpr std::size_t LONGEST_ARRAY = std::numeric_limits<jint>::max();
+// Some 60 TiB of blocks. What a stale status record promises beyond that must not fill the Java
+// heap.
+constexpr std::size_t LONGEST_EXPECTED = std::size_t{256} << 20;
 
 }  // namespace
 
 void ResultBuf::expect(std::uint64_t count, std::uint64_t size) {
-  if (array_ != nullptr || !native_.empty() || count > LONGEST_ARRAY || size > LONGEST_ARRAY)
-    return;
+  if (array_ != nullptr || !native_.empty()) return;
+  if (count > LONGEST_EXPECTED || size > LONGEST_EXPECTED) return;
   const std::uint64_t total = position() + count * size;
-  if (total <= window_.size() || total > LONGEST_ARRAY || env_->ExceptionCheck()) return;
+  if (total <= window_.size() || total > LONGEST_EXPECTED || env_->ExceptionCheck()) return;
   array_ = env_->NewByteArray(static_cast<jsize>(total));
   if (array_ == nullptr) {
     env_->ExceptionClear();  // take() will meet it again, if the query succeeds
