@@ -21,6 +21,11 @@ if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
   ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
 fi
 
+# shellcheck source=tests/reachable_tree.sh
+. "$root/tests/reachable_tree.sh"
+reach_tree "$root"
+setpriv --reuid=1501 --clear-groups test -r "$tool" || impossible "other users may not read this tree"
+
 # --- a small world ------------------------------------------------------------------------------
 
 # On a fresh tmpfs inode numbers are the same every time, and with them the stand-in's placement.
@@ -29,7 +34,10 @@ touch /mnt/probe
 setfattr -n user.probe -v 1 /mnt/probe 2>/dev/null ||
   impossible "this kernel's tmpfs has no user attributes"
 rm /mnt/probe
-mkdir -m 755 /mnt/.etc /mnt/.etc/upper /mnt/.etc/work
+# On a tmpfs of its own: how many inodes it takes depends on this machine's /etc.
+mkdir -m 755 /mnt/.etc
+mount -t tmpfs -o mode=755 tmpfs /mnt/.etc
+mkdir -m 755 /mnt/.etc/upper /mnt/.etc/work
 mount -t overlay -o lowerdir=/etc,upperdir=/mnt/.etc/upper,workdir=/mnt/.etc/work overlay /etc
 printf '%s\n' alice:x:1501:1501::/:/bin/false bob:x:1502:1502::/:/bin/false >>/etc/passwd
 printf '%s\n' alice:x:1501: bob:x:1502: analysts:x:1510:alice >>/etc/group
