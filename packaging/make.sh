@@ -21,5 +21,5 @@ rm -f "$out"/*.deb "$out"/*.tar.gz
 (cd "$out" && ls -1 ./*.deb ./*.tar.gz)
 
 if command -v lintian >/dev/null; then
-  lintian --allow-root --fail-on error,warning --display-info --show-overrides "$out"/*.deb
+  lintian --allow-root --fail-on error,warning --display-info "$out"/*.deb
 fi
