@@ -33,6 +33,12 @@ JNINativeInterface_ makeTable() {
   table.DeleteLocalRef = [](JNIEnv*, jobject) {};
   table.GetStringUTFChars = [](JNIEnv*, jstring s, jboolean*) { return valueOf(s)->text.c_str(); };
   table.ReleaseStringUTFChars = [](JNIEnv*, jstring, const char*) {};
+  table.GetStringLength = [](JNIEnv*, jstring s) {
+    return static_cast<jsize>(valueOf(s)->text.size());
+  };
+  table.GetStringUTFRegion = [](JNIEnv*, jstring s, jsize start, jsize length, char* to) {
+    std::memcpy(to, valueOf(s)->text.data() + start, static_cast<std::size_t>(length));
+  };
   table.NewStringUTF = [](JNIEnv*, const char*) { return referenceTo<jstring>(result); };
   table.GetArrayLength = [](JNIEnv*, jarray array) -> jsize {
     const Value* value = valueOf(array);

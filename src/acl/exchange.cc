@@ -36,20 +36,17 @@ ACL& aclOfScope(ACLList& acls, std::int32_t scope) {
   return *acls.emplace_back(std::make_unique<ACL>(type));
 }
 
-// Gives `put` the record of each entry.
+// Gives `put` the fields of each entry's record, one by one.
 template <class Put>
 void report(ACL& acl, Put put) {
   ZORF_LOG_BARE(LOG_TRACE, "AclEntry count:" << acl.size());
   ZORF_LOG_BARE(LOG_TRACE, "convert dump: " << acl.dump());
   for (const ACL::Entry& entry : acl) {
     const acl_tag_t tag = entry.get_tag();
-    std::array<std::uint32_t, 4> record;
-    std::size_t fields = 0;
-    record[fields++] = acl.type();
-    record[fields++] = static_cast<std::uint32_t>(tag);
-    if (isNamed(tag)) record[fields++] = entry.get_qualifier();
-    record[fields++] = static_cast<std::uint32_t>(entry.get_perm());
-    put(reinterpret_cast<const char*>(record.data()), fields * sizeof record[0]);
+    put(acl.type());
+    put(static_cast<std::uint32_t>(tag));
+    if (isNamed(tag)) put(entry.get_qualifier());
+    put(static_cast<std::uint32_t>(entry.get_perm()));
   }
 }
 
@@ -84,12 +81,12 @@ void convert(std::istream& in, ACLList& acls) {
 
 void convert(ACLList& acls, std::ostream& out) {
   for (const auto& acl : acls) {
-    report(*acl, [&](const char* record, std::size_t size) {
-      out.write(record, static_cast<std::streamsize>(size));
+    report(*acl, [&](std::uint32_t field) {
+      out.write(reinterpret_cast<const char*>(&field), sizeof field);
     });
   }
 }
 
-void convert(ACL& acl, std::pmr::string& bytes) {
-  report(acl, [&](const char* record, std::size_t size) { bytes.append(record, size); });
+void convert(ACL& acl, std::pmr::vector<std::uint32_t>& fields) {
+  report(acl, [&](std::uint32_t field) { fields.push_back(field); });
 }

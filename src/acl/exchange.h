@@ -6,10 +6,10 @@
 // From Java a record count stands in front, to Java none does: the reader goes on to the end.
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <memory_resource>
-#include <string>
 #include <vector>
 
 #include "acl/acl.h"
@@ -24,5 +24,5 @@ void convert(std::istream& in, ACLList& acls);
 
 // Writes the records of all `acls`.
 void convert(ACLList& acls, std::ostream& out);
-// Appends the records of one ACL to `bytes`: a stream would cost as much as the rest of the work.
-void convert(ACL& acl, std::pmr::string& bytes);
+// Appends the records of one ACL to `fields`: a stream would cost as much as the rest of the work.
+void convert(ACL& acl, std::pmr::vector<std::uint32_t>& fields);

@@ -1,12 +1,15 @@
 // The natives that read and change ACLs, as whatever identity the calling thread has.
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <istream>
 #include <memory_resource>
 #include <optional>
 #include <streambuf>
+#include <vector>
 
 #include "acl/exchange.h"
+#include "jni/logger.h"
 #include "jni/native.h"
 #include "jni/scratch.h"
 #include "status/failedpath.h"
@@ -72,13 +75,15 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
     ACL access(file.get(), ACL_TYPE_ACCESS);
     std::optional<ACL> inherited;
     if (S_ISDIR(st.st_mode)) inherited.emplace(file.get(), ACL_TYPE_DEFAULT);
-    std::array<char, 1024> room;  // for some sixty entries; a longer report is heap memory
-    std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
-    std::pmr::string report(&memory);
-    report.reserve(room.size() / 2);
+    std::array<std::uint32_t, 256> room;  // for some sixty entries; a longer report is heap memory
+    std::pmr::monotonic_buffer_resource memory(room.data(), sizeof room);
+    std::pmr::vector<std::uint32_t> report(&memory);
+    report.reserve(room.size());
     convert(access, report);
     if (inherited) convert(*inherited, report);
-    return convertChar2byteArray(env, static_cast<int>(report.size()), report.data());
+    if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+    return convertChar2byteArray(env, static_cast<int>(report.size() * sizeof report[0]),
+                                 reinterpret_cast<const char*>(report.data()));
   } catch (const IOException& e) {
     handle_error(env, e.errorNumber, e.what());
     getFailedPath(file.get(), false, st);

@@ -31,11 +31,13 @@ void ResultBuf::expect(std::uint64_t count, std::uint64_t size) {
 
 jbyteArray ResultBuf::take() {
   noteEnd();
-  if (base_ == 0 && end_ <= window_.size() && array_ == nullptr && native_.empty()) {
+  const bool inWindow =
+      base_ == 0 && end_ <= window_.size() && array_ == nullptr && native_.empty();
+  if (!inWindow) flush();
+  if (env_->ExceptionCheck()) return nullptr;  // thrown by the logger: the answer is lost
+  if (inWindow) {
     return convertChar2byteArray(env_, static_cast<int>(end_), window_.data());
   }
-  flush();
-  if (env_->ExceptionCheck()) return nullptr;  // thrown by the logger: the answer is lost
   if (array_ != nullptr && arrayLength_ == end_) return array_;
   if (array_ != nullptr) leaveArray(end_);
   return convertChar2byteArray(env_, static_cast<int>(end_), native_.data());

@@ -20,7 +20,7 @@ jstring nameOf(JNIEnv* env, jint id, NameOfId lookUp) {
     handle_error(env, status, name);
     return nullptr;
   }
-  return env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.c_str());
+  return logger2::threw(env, LOG_DEBUG) ? nullptr : env->NewStringUTF(name.c_str());
 }
 
 }  // namespace

@@ -1,10 +1,20 @@
 #include "jni/convert.h"
 
 #include <cerrno>
+#include <cstring>
 #include <limits>
 #include <new>
 
-RequiredChars::RequiredChars(JNIEnv* env, jstring s) : UtfChars(env, s) {
+bool JavaChars::copyToStack(JNIEnv* env, jstring s) {
+  const jsize units = env->GetStringLength(s);
+  if (static_cast<std::size_t>(units) >= stack_.size() / 3) return false;  // up to 3 bytes each
+  // JNI does not promise a zero byte at the end.
+  std::memset(stack_.data(), 0, 3 * static_cast<std::size_t>(units) + 1);
+  env->GetStringUTFRegion(s, 0, units, stack_.data());
+  return true;
+}
+
+RequiredChars::RequiredChars(JNIEnv* env, jstring s) : JavaChars(env, s) {
   if (get() != nullptr) return;
   if (s == nullptr) {
     handle_error(env, EINVAL, "null argument");
@@ -23,7 +33,6 @@ int getString(JNIEnv* env, jstring s, std::string& out) {
 }
 
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf) {
-  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger: the native's answer is lost
   jbyteArray array = env->NewByteArray(len);
   if (array != nullptr) {
     env->SetByteArrayRegion(array, 0, len, reinterpret_cast<const jbyte*>(buf));

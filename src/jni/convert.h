@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <array>
 #include <sstream>
 #include <string>
 
@@ -33,9 +34,26 @@ class UtfChars {
   const char* chars_;
 };
 
+// The same, on the stack when the string is short, as nearly every path is: then no memory is asked
+// for, and there always are characters.
+class JavaChars {
+ public:
+  JavaChars(JNIEnv* env, jstring s)
+      : short_(s != nullptr && copyToStack(env, s)), long_(env, short_ ? nullptr : s) {}
+
+  const char* get() const { return short_ ? stack_.data() : long_.get(); }
+
+ private:
+  bool copyToStack(JNIEnv* env, jstring s);
+
+  std::array<char, 4096> stack_;
+  bool short_;
+  UtfChars long_;
+};
+
 // The characters of a string that Java must not leave out, without a copy of our own. null with the
 // exception of getString pending when there are none.
-class RequiredChars : public UtfChars {
+class RequiredChars : public JavaChars {
  public:
   RequiredChars(JNIEnv* env, jstring s);
 };
@@ -46,7 +64,7 @@ class RequiredChars : public UtfChars {
 int getString(JNIEnv* env, jstring s, std::string& out);
 
 // A new Java byte[] of the first `len` bytes of `buf`; null with the virtual machine's error
-// pending when it can't be made, and null when an exception is pending already.
+// pending when it can't be made. No exception may be pending before.
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf);
 
 // `out` becomes a new Java byte[] of what was written to `os`, up to its put position, made as

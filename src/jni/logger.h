@@ -4,6 +4,8 @@
 // that before any text exists, so a disabled line costs one compare. Any thread of the JVM may log.
 #pragma once
 
+#include <jni.h>
+
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -37,6 +39,12 @@ void log(const std::string& text, LOG_LEVEL level);
 
 // log(text, LOG_DEBUG).
 void debug(const std::string& text);
+
+// Whether the logger threw at a line of `level` or above, the lowest that came before: then no Java
+// value may be made any more. Costs one compare where no such line can have been delivered.
+inline bool threw(JNIEnv* env, LOG_LEVEL level) {
+  return enabled(level) && env->ExceptionCheck();
+}
 
 }  // namespace logger2
 
@@ -81,14 +89,27 @@ inline Fmt& operator<<(Fmt& fmt, std::ostream& (*manipulator)(std::ostream&)) {
   return fmt;
 }
 
+namespace logger2 {
+
+// Builds a line with `insert` and delivers it. Out of line, so that a line that is not delivered
+// costs its function neither a place on the stack nor a register.
+template <class Insert>
+[[gnu::cold, gnu::noinline]] void write(LOG_LEVEL level, const Insert& insert) {
+  Fmt line;
+  insert(line);
+  log(line.str(), level);
+}
+
+}  // namespace logger2
+
 // Logs "@" + function + ":" + line + " " + text at `level`. `text` is a chain of stream insertions.
-#define ZORF_LOG_AS(level, function, text)                             \
-  do {                                                                 \
-    if (logger2::enabled(level)) {                                     \
-      Fmt zorfLine;                                                    \
-      zorfLine << "@" << (function) << ":" << __LINE__ << " " << text; \
-      logger2::log(zorfLine.str(), level);                             \
-    }                                                                  \
+#define ZORF_LOG_AS(level, function, text)                                  \
+  do {                                                                      \
+    if (logger2::enabled(level)) {                                          \
+      logger2::write(level, [&, zorfFunction = (function)](Fmt& zorfLine) { \
+        zorfLine << "@" << zorfFunction << ":" << __LINE__ << " " << text;  \
+      });                                                                   \
+    }                                                                       \
   } while (false)
 
 // The same with the enclosing function's own name.
@@ -96,11 +117,9 @@ inline Fmt& operator<<(Fmt& fmt, std::ostream& (*manipulator)(std::ostream&)) {
 
 // Logs `text` without the location prefix: some lines go to the Java log bare, and readers match
 // that.
-#define ZORF_LOG_BARE(level, text)         \
-  do {                                     \
-    if (logger2::enabled(level)) {         \
-      Fmt zorfLine;                        \
-      zorfLine << text;                    \
-      logger2::log(zorfLine.str(), level); \
-    }                                      \
+#define ZORF_LOG_BARE(level, text)                                     \
+  do {                                                                 \
+    if (logger2::enabled(level)) {                                     \
+      logger2::write(level, [&](Fmt& zorfLine) { zorfLine << text; }); \
+    }                                                                  \
   } while (false)

@@ -22,18 +22,14 @@ void raiseNullArgument(JNIEnv* env) {
   handle_error(env, EINVAL, "null argument");
 }
 
-// Copies `s` to `out`. False when it has no characters: null raises, while the virtual machine's
-// own refusal is left as it is (getString would raise ENOMEM for it).
-bool copyChars(JNIEnv* env, jstring s, std::string& out) {
-  if (s == nullptr) {
-    raiseNullArgument(env);
-    return false;
+// The characters of `s`, or null: for null it raises, while the virtual machine's own refusal is
+// left as it is (getString would raise ENOMEM for it).
+class GivenChars : public JavaChars {
+ public:
+  GivenChars(JNIEnv* env, jstring s) : JavaChars(env, s) {
+    if (s == nullptr) raiseNullArgument(env);
   }
-  const UtfChars chars(env, s);
-  if (chars.get() == nullptr) return false;
-  out = chars.get();
-  return true;
-}
+};
 
 // A path and an attribute name. Both are asked for before either is tested, unless the first left
 // an exception pending.
@@ -75,12 +71,12 @@ jint convertbyteArray2Char(JNIEnv* env, jbyteArray array, std::unique_ptr<char[]
 // Puts one attribute into a HashMap. False with an exception pending when it can't.
 bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
   jstring key = env->NewStringUTF(name);
+  if (key == nullptr) return false;
   jbyteArray bytes = convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
-  jobject before = nullptr;
-  const bool made = key != nullptr && bytes != nullptr;
-  if (made) before = env->CallObjectMethod(map, JniUtil::MTHID_HASHMAP_PUT_0, key, bytes);
-  const bool done = made && !env->ExceptionCheck();
-  env->DeleteLocalRef(before);
+  if (bytes == nullptr) return false;
+  jobject before = env->CallObjectMethod(map, JniUtil::MTHID_HASHMAP_PUT_0, key, bytes);
+  const bool done = !env->ExceptionCheck();
+  if (before != nullptr) env->DeleteLocalRef(before);
   env->DeleteLocalRef(bytes);
   env->DeleteLocalRef(key);
   return done;
@@ -89,7 +85,7 @@ bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
 // The HashMap of a buffer of attribute records; null when it can't be made. `native` names the
 // caller in the log lines.
 jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int length) {
-  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  if (logger2::threw(env, LOG_DEBUG)) return nullptr;
   jobject map = env->NewObject(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0);
   if (map == nullptr) {
     ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
@@ -103,7 +99,7 @@ jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int l
     const std::string_view value(at + name.size() + 5, valueLength);
     ZORF_LOG_AS(LOG_DEBUG, native, joined("key: ", name, " len: ", name.size()));
     ZORF_LOG_AS(LOG_DEBUG, native, joined("value: ", value, " len: ", value.size()));
-    if (env->ExceptionCheck() || !put(env, map, name.data(), value)) return nullptr;
+    if (logger2::threw(env, LOG_DEBUG) || !put(env, map, name.data(), value)) return nullptr;
     at += name.size() + value.size() + ZORF_XATTR_RECORD_EXTRA;
   }
   return map;
@@ -153,18 +149,18 @@ ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring path, jstring name) 
 }
 
 ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
-  std::string path;
-  if (!copyChars(env, jpath, path)) return nullptr;
-  ZORF_LOG(LOG_TRACE, path);
+  const GivenChars path(env, jpath);
+  if (path.get() == nullptr) return nullptr;
+  ZORF_LOG(LOG_TRACE, path.get());
   char* list = nullptr;
-  const int length = zorf_listxattrs(path.c_str(), &list);
+  const int length = zorf_listxattrs(path.get(), &list);
   const std::unique_ptr<char[]> owner(list);
   if (length != 0 && list == nullptr) {
-    ZORF_LOG(LOG_DEBUG, "zorf_listxattrs: failed to list values of path" << path);
+    ZORF_LOG(LOG_DEBUG, "zorf_listxattrs: failed to list values of path" << path.get());
     handle_error(env, length, "zorf_listxattrs failed.");
     return nullptr;
   }
-  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  if (logger2::threw(env, LOG_TRACE)) return nullptr;
   jsize count = 0;
   forEachXattrName(list, length, [&](std::string_view) { ++count; });
   jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
@@ -187,29 +183,30 @@ ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
 }
 
 ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray jnames) try {
-  std::string path;
-  if (!copyChars(env, jpath, path)) return nullptr;
-  ZORF_LOG(LOG_TRACE, path);
+  const GivenChars path(env, jpath);
+  if (path.get() == nullptr) return nullptr;
+  ZORF_LOG(LOG_TRACE, path.get());
   if (jnames == nullptr) {
     raiseNullArgument(env);
     return nullptr;
   }
-  if (env->ExceptionCheck()) return nullptr;  // thrown by the logger
+  if (logger2::threw(env, LOG_TRACE)) return nullptr;
   std::list<std::string> names;
   const jsize count = env->GetArrayLength(jnames);
   for (jsize i = 0; i < count; ++i) {
     auto name = static_cast<jstring>(env->GetObjectArrayElement(jnames, i));
-    const bool copied = copyChars(env, name, names.emplace_back());
+    const GivenChars chars(env, name);
+    if (chars.get() == nullptr) return nullptr;
+    names.emplace_back(chars.get());
     // At once: a long array would exhaust the local reference table.
     env->DeleteLocalRef(name);
-    if (!copied) return nullptr;
   }
   char* records = nullptr;
   int length = 0;
-  const int err = zorf_getxattrs(path.c_str(), names, &records, &length);
+  const int err = zorf_getxattrs(path.get(), names, &records, &length);
   const std::unique_ptr<char[]> owner(records);
   if (err != 0) {
-    ZORF_LOG(LOG_DEBUG, "zorf_getxattrs: failed to get values of path" << path);
+    ZORF_LOG(LOG_DEBUG, "zorf_getxattrs: failed to get values of path" << path.get());
     handle_error(env, err, "zorf_getxattrs failed.");
     return nullptr;
   }
@@ -219,15 +216,15 @@ ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray
 }
 
 ZORF_NATIVE(jobject, dumpXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
-  std::string path;
-  if (!copyChars(env, jpath, path)) return nullptr;
-  ZORF_LOG(LOG_TRACE, path);
+  const GivenChars path(env, jpath);
+  if (path.get() == nullptr) return nullptr;
+  ZORF_LOG(LOG_TRACE, path.get());
   char* records = nullptr;
   int length = 0;
-  const int err = zorf_dumpxattrs(path.c_str(), &records, &length);
+  const int err = zorf_dumpxattrs(path.get(), &records, &length);
   const std::unique_ptr<char[]> owner(records);
   if (err != 0) {
-    ZORF_LOG(LOG_DEBUG, "zorf_dumpxattrs: failed to get values of path" << path);
+    ZORF_LOG(LOG_DEBUG, "zorf_dumpxattrs: failed to get values of path" << path.get());
     handle_error(env, err, "zorf_dumpxattrs failed.");
     return nullptr;
   }

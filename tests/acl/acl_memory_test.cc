@@ -113,7 +113,7 @@ TEST_F(AclMemory, AnAclThatLibaclCannotMakeIsReported) {
 }
 
 TEST_F(AclMemory, APathThatTheVirtualMachineCannotConvert) {
-  jstring path = javaString(path_);
+  jstring path = javaString(longSpelling(path_));
   jbyteArray raw = javaBytes(raw_);
   jbyteArray spec = javaBytes(specOf({{kAccess, kUser, 7, 4}}));
   PatchedJni patched;

@@ -182,12 +182,13 @@ TEST_F(NativeFailures, NoRoomForTheResultInJava) {
 }
 
 TEST_F(NativeFailures, NoRoomForThePath) {
+  jstring path = javaString(longSpelling(path_));
   for (const Native& native : natives) {
     PatchedJni jni;
     jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
       return nullptr;
     };
-    const bool succeeded = native.call(env, javaPath_);
+    const bool succeeded = native.call(env, path);
     jni.table.GetStringUTFChars = jni.real.GetStringUTFChars;
     EXPECT_FALSE(succeeded) << native.name;
     EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, "")) << native.name;

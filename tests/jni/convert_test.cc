@@ -50,7 +50,7 @@ TEST_F(ConvertTest, NullStringIsEinval) {
 }
 
 TEST_F(ConvertTest, CharactersThatCannotBeHadAreEnomem) {
-  jstring s = javaString("x");
+  jstring s = javaString(longSpelling("x"));
   std::string out = "before";
   int result = 0;
   {
@@ -63,6 +63,27 @@ TEST_F(ConvertTest, CharactersThatCannotBeHadAreEnomem) {
   EXPECT_EQ(result, -1);
   EXPECT_EQ(out, "before");
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "Cannot allocate memory: "}));
+}
+
+// Around the longest string that is copied onto the stack, in characters of one, two and three
+// bytes.
+TEST_F(ConvertTest, StringsOfEveryLengthArriveWhole) {
+  for (const std::string character : {"x", "\xC3\xA4", "\xE2\x82\xAC"}) {
+    for (const int length : {1, 2, 1363, 1364, 1365, 1366, 4095, 4096, 4097, 100000}) {
+      std::string text;
+      for (int i = 0; i < length; ++i) text += character;
+      std::string out;
+      EXPECT_EQ(getString(env, javaString(text), out), 0);
+      EXPECT_TRUE(out == text) << length << " of " << character;
+    }
+  }
+}
+
+TEST_F(ConvertTest, ShortStringsAskForNoMemory) {
+  jstring s = javaString("/a/path/of/usual/length");
+  PatchedJni jni;
+  jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* { return nullptr; };
+  EXPECT_STREQ(RequiredChars(env, s).get(), "/a/path/of/usual/length");
 }
 
 TEST_F(ConvertTest, CharactersAreReleasedOnceUnlessLeaked) {
@@ -101,12 +122,6 @@ TEST_F(ConvertTest, ArrayThatCannotBeMadeIsNullWithTheVmsError) {
   }
   EXPECT_EQ(array, nullptr);
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.OutOfMemoryError", "Java heap space"}));
-}
-
-TEST_F(ConvertTest, NothingIsMadeWhileAnExceptionIsPending) {
-  handle_error(env, EIO, "earlier");
-  EXPECT_EQ(convertChar2byteArray(env, 1, "x"), nullptr);
-  EXPECT_EQ(takeJavaError(), errorFor(EIO, "earlier"));
 }
 
 TEST_F(ConvertTest, EmptyStreamIsAnEmptyArray) {

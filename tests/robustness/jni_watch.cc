@@ -43,6 +43,8 @@ JniWatch::JniWatch() {
   ZORF_WATCH(NewByteArray, true)
   ZORF_WATCH(NewIntArray, true)
   ZORF_WATCH(CallVoidMethodV, false)
+  ZORF_WATCH(GetStringLength, false)
+  ZORF_WATCH(GetStringUTFRegion, false)
   ZORF_WATCH(FindClass, false)
   ZORF_WATCH(GetArrayLength, false)
   ZORF_WATCH(GetObjectArrayElement, false)

@@ -70,7 +70,7 @@ TEST_F(ArgumentsTest, NullIsEinval) {
 }
 
 TEST_F(ArgumentsTest, StringThatCannotBeReadIsEnomem) {
-  jstring path = javaString("/");
+  jstring path = javaString(longSpelling("/"));
   for (const Native& native : natives()) {
     bool neutral = false;
     {

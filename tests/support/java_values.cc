@@ -14,6 +14,10 @@ std::string stringOf(jstring s) {
   return text;
 }
 
+std::string longSpelling(const std::string& path) {
+  return std::string(2000, '/') + path;
+}
+
 jbyteArray javaBytes(std::string_view bytes) {
   JNIEnv* env = jniEnv();
   jbyteArray array = env->NewByteArray(static_cast<jsize>(bytes.size()));

@@ -62,39 +62,40 @@ TEST_F(XattrResources, FailedSetWithoutAValueKeepsItsStrings) {
 
 TEST_F(XattrResources, EveryOtherPathReleasesWhatItTook) {
   put(path, "user.a", "1");
-  const std::string missing = path + "-missing";
+  const std::string file = longSpelling(path);
+  const std::string missing = file + "-missing";
   struct Way {
     const char* name;
     std::function<void()> call;
     std::function<void(Hooks&)> fault = [](Hooks&) {};
   };
   const std::vector<Way> ways = {
-      {"set", [&] { setExtendedAttribute(path, "user.a", "1"); }},
-      {"set null", [&] { setExtendedAttribute(path, "user.n", std::nullopt); }},
-      {"set empty", [&] { setExtendedAttribute(path, "user.n", ""); }},
-      {"remove missing", [&] { removeXAttr(path, "user.none"); }},
-      {"remove refused", [&] { removeXAttr(path, "user.a"); },
+      {"set", [&] { setExtendedAttribute(file, "user.a", "1"); }},
+      {"set null", [&] { setExtendedAttribute(file, "user.n", std::nullopt); }},
+      {"set empty", [&] { setExtendedAttribute(file, "user.n", ""); }},
+      {"remove missing", [&] { removeXAttr(file, "user.none"); }},
+      {"remove refused", [&] { removeXAttr(file, "user.a"); },
        [](Hooks& hooks) { hooks.fail("removexattr", EPERM); }},
-      {"list", [&] { listXAttrs(path); }},
+      {"list", [&] { listXAttrs(file); }},
       {"list of nothing", [&] { listXAttrs(missing); }},
       {"get",
        [&] {
-         getXAttrs(path, {"user.a", "user.a"});
+         getXAttrs(file, {"user.a", "user.a"});
        }},
-      {"get none", [&] { getXAttrs(path, {}); }},
+      {"get none", [&] { getXAttrs(file, {}); }},
       {"get missing",
        [&] {
-         getXAttrs(path, {"user.a", "user.none"});
+         getXAttrs(file, {"user.a", "user.none"});
        }},
-      {"get raced", [&] { getXAttrs(path, {"user.a"}); },
+      {"get raced", [&] { getXAttrs(file, {"user.a"}); },
        [](Hooks& hooks) { hooks.fail("getxattr", ERANGE, 2); }},
-      {"dump", [&] { dumpXAttrs(path); }},
+      {"dump", [&] { dumpXAttrs(file); }},
       {"dump of nothing", [&] { dumpXAttrs(missing); }},
-      {"dump raced", [&] { dumpXAttrs(path); },
+      {"dump raced", [&] { dumpXAttrs(file); },
        [](Hooks& hooks) { hooks.fail("listxattr", ERANGE, 2); }},
-      {"dump without memory", [&] { dumpXAttrs(path); },
+      {"dump without memory", [&] { dumpXAttrs(file); },
        [](Hooks& hooks) { hooks.fail("operator new[](nothrow)", ENOMEM, 3); }},
-      {"remove", [&] { removeXAttr(path, "user.a"); }},
+      {"remove", [&] { removeXAttr(file, "user.a"); }},
   };
   for (const Way& way : ways) {
     SCOPED_TRACE(way.name);
@@ -126,7 +127,7 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
     EXPECT_EQ(jni.taken(), 2);
     EXPECT_EQ(jni.released(), 2);
     jni.failCharacters(nth);
-    EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
+    EXPECT_EQ(getXAttrs(longSpelling(path), {longSpelling("user.a")}), nullptr);
     EXPECT_EQ(jni.taken(), jni.released());
     EXPECT_EQ(hooks.allocations(), before);
     EXPECT_EQ(hooks.calls(), 0);
@@ -134,9 +135,9 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
   }
   PatchedJni jni;
   jni.failCharacters(1);
-  EXPECT_EQ(listXAttrs(path), nullptr);
+  EXPECT_EQ(listXAttrs(longSpelling(path)), nullptr);
   jni.failCharacters(1);
-  EXPECT_EQ(dumpXAttrs(path), nullptr);
+  EXPECT_EQ(dumpXAttrs(longSpelling(path)), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
   EXPECT_EQ(valueOf(path, "user.a"), "1");
   EXPECT_EQ(valueOf(path, "user.b"), std::nullopt);
