@@ -3,9 +3,14 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
+
+#include "identity/fsaccount.h"
+#include "jni/logger.h"
 
 // Where the fields lie in a raw status record: pairs of byte offset and size, for inode, mode,
 // size, access, modification and change time (seconds, nanoseconds), uid, gid, and an end marker
@@ -15,4 +20,24 @@ extern const std::array<std::int32_t, 18> statusOffsetMemberSize;
 // Fills `st` with the status of `path`, of its target when it is a symbolic link and `resolveLink`
 // is true (lstat(2), stat(2)). Returns 0 or an errno value, where ENOTDIR is reported as ENOENT: to
 // HDFS a path through a file is a missing one.
-int getStat(const char* path, bool resolveLink, struct stat& st);
+//
+// Inline, since the kernel leaves no prediction of the returns that come after it: a function more
+// between a native and its one system call costs as much as the rest of the work here.
+inline int getStat(const char* path, bool resolveLink, struct stat& st) {
+  const auto missingIfNotADirectory = [](int err) { return err == ENOTDIR ? ENOENT : err; };
+  if (lstat(path, &st) != 0) {
+    const int err = errno;
+    if (err == EACCES) dump_gid("getStat error");
+    ZORF_LOG(LOG_DEBUG, "lstat for " << path << " error " << err << " resolveLink " << resolveLink);
+    return missingIfNotADirectory(err);
+  }
+  if (S_ISLNK(st.st_mode) && resolveLink && stat(path, &st) != 0) {
+    const int err = errno;
+    ZORF_LOG(LOG_DEBUG, "link target is invalid, stat for " << path << " error " << err
+                                                            << " resolveLink " << resolveLink);
+    return missingIfNotADirectory(err);
+  }
+  ZORF_LOG(LOG_DEBUG, "tid:" << gettid() << " path: " << path
+                             << " stat ctime: " << st.st_ctim.tv_sec << "," << st.st_ctim.tv_nsec);
+  return 0;
+}
