@@ -1,11 +1,14 @@
 #include "xattr/bulk.h"
 
+#include <array>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -38,7 +41,9 @@ int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffe
   *buffer = nullptr;
   *length = 0;
   ZORF_LOG(LOG_TRACE, path);
-  std::map<std::string_view, Value> values;
+  std::array<std::byte, 2048> room;  // for the nodes of some twenty attributes
+  std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
+  std::pmr::map<std::string_view, Value> values(&memory);
   std::size_t total = 0;
   for (const std::string& name : names) {
     char* bytes = nullptr;
@@ -61,7 +66,9 @@ int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffe
   std::unique_ptr<char[]> records(new (std::nothrow) char[total]());
   if (records == nullptr) return ENOMEM;
   char* at = records.get();
-  for (const auto& [name, value] : values) {
+  for (const auto& entry : values) {
+    const std::string_view name = entry.first;
+    const Value& value = entry.second;
     ZORF_LOG(LOG_DEBUG, joined("key: ", name, " key len: ", name.size()));
     ZORF_LOG(LOG_DEBUG, joined("value: ", value.view(), " value len: ", value.length));
     at = putRecord(at, name, value);
