@@ -301,7 +301,6 @@ void addIdentity(std::map<std::string, BareLoop>& loops, const std::string& user
 
 void addStatus(std::map<std::string, BareLoop>& loops, const DataSet& data) {
   const auto files = paths(data, false);
-  const auto plains = paths(data, true);
   const auto at = [](const std::vector<std::string>& all, int t) {
     return all[static_cast<std::size_t>(t)].c_str();
   };
@@ -317,7 +316,8 @@ void addStatus(std::map<std::string, BareLoop>& loops, const DataSet& data) {
     char target[4096];
     must(readlink(link.c_str(), target, sizeof target) > 0);
   });
-  loops["setPermission"] = loop([=](int t) { must(chmod(at(plains, t), 0640) == 0); });
+  loops["setPermission"] =
+      loop([mode = data.mode()](int) { must(chmod(mode.c_str(), 0640) == 0); });
   loops["getFsName"] = loop([](int) {
     FILE* table = setmntent("/etc/mtab", "re");
     must(table != nullptr);

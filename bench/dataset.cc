@@ -50,6 +50,7 @@ DataSet::DataSet(const std::string& parent) : directory_(parent + "/zorf-bench-X
     setAttributes(file(thread));
     makeFile(plain(thread), 0);
   }
+  makeFile(mode(), 0);
   require(symlink(file(0).c_str(), link().c_str()) == 0, link());
 }
 

@@ -12,7 +12,7 @@ class DataSet {
 
   // In a new directory below `parent`: for each thread a "fileN" of 64 MiB (sparse) with a few ACL
   // entries and ATTRIBUTES attributes of 32 bytes, and an empty "plainN" to make changes to; a
-  // "link" to file0. Throws std::system_error.
+  // "link" to file0; and "mode", which never has an ACL. Throws std::system_error.
   explicit DataSet(const std::string& parent);
   ~DataSet();
   DataSet(const DataSet&) = delete;
@@ -22,6 +22,7 @@ class DataSet {
   std::string file(int thread) const { return directory_ + "/file" + std::to_string(thread); }
   std::string plain(int thread) const { return directory_ + "/plain" + std::to_string(thread); }
   std::string link() const { return directory_ + "/link"; }
+  std::string mode() const { return directory_ + "/mode"; }
 
   // The file's status, as it were on a file system of BENCH_FS_BLOCK blocks.
   struct stat status(int thread) const;

@@ -37,11 +37,13 @@ void createVm(const std::vector<std::string>& options) {
   const auto create = reinterpret_cast<Create>(dlsym(handle, "JNI_CreateJavaVM"));
   if (create == nullptr) die(dlerror());
 
+  const char* heap = std::getenv("ZORF_BENCH_HEAP");
+  const std::string heapSize = heap != nullptr ? heap : "2g";
   std::vector<std::string> words = {
       std::string("-Djava.class.path=") + ZORF_BENCH_CLASSPATH,
       "-Dorg.apache.commons.logging.Log=zorf.bench.DroppingLog",
-      "-Xms2g",
-      "-Xmx2g",
+      "-Xms" + heapSize,
+      "-Xmx" + heapSize,
       "-Xmn64m",
       "-XX:+AlwaysPreTouch",  // a NameNode that has run for a while touches no new pages
       "-XX:+UseSerialGC",

@@ -56,13 +56,14 @@ build/bin/zorf_bench "${options[@]}" >"$scratch/log" 2>&1 || {
 for policy in 0 2 3; do
   for size in 0 1 2 3; do build/bin/zorf_bench --peak $policy $size; done
 done >"$scratch/peaks"
+[[ $quick ]] || bench/profile.sh >"$scratch/profile"
 
 [[ -z $json ]] || cp "$scratch/rows.json" "$json"
 if [[ $quick ]]; then
   python3 bench/report.py "$scratch/rows.json" "$scratch/peaks"
 else
   mkdir -p docs
-  python3 bench/report.py "$scratch/rows.json" "$scratch/peaks" >"$scratch/performance.md"
+  python3 bench/report.py "$scratch/rows.json" "$scratch/peaks" "$scratch/profile" >"$scratch/performance.md"
   cp "$scratch/performance.md" docs/performance.md
   sed -n '/^## Targets/,/^## Every/p' docs/performance.md | sed '$d'
   echo "written: docs/performance.md"

@@ -28,6 +28,7 @@ public final class Data {
 
   public static String directory;
   public static String link;
+  public static String modeFile;
   public static String user;
   public static String group;
   public static int uid;
@@ -49,6 +50,7 @@ public final class Data {
       PLAIN[thread] = directory + "/plain" + thread;
     }
     link = directory + "/link";
+    modeFile = directory + "/mode";
     user = userName;
     group = groupName;
     uid = userId;

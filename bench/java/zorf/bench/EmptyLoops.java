@@ -167,7 +167,7 @@ final class EmptyLoops {
 
   static void setPermission(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
-      setPermission(Data.PLAIN[thread], Data.MODE);
+      setPermission(Data.modeFile, Data.MODE);
     }
   }
 

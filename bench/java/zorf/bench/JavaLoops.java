@@ -102,7 +102,7 @@ final class JavaLoops {
 
   static void setPermission(int calls, int thread) throws IOException {
     for (int i = 0; i < calls; ++i) {
-      Path path = Paths.get(Data.PLAIN[thread]);
+      Path path = Paths.get(Data.modeFile);
       Files.getFileAttributeView(path, PosixFileAttributeView.class).setPermissions(PERMISSIONS);
     }
   }

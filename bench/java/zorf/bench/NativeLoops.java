@@ -84,7 +84,7 @@ final class NativeLoops {
 
   static void setPermission(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
-      ZORFNative.setPermission(Data.PLAIN[thread], Data.MODE);
+      ZORFNative.setPermission(Data.modeFile, Data.MODE);
     }
   }
 
