@@ -141,17 +141,16 @@ def peak_table(peaks):
 
 
 PROFILE_TEXT = """Shares of samples (`perf record -e cpu-clock`), times of the table above. What keeps a target from being
-reached stands in the columns that are not this library's:
+reached, or a time from being shorter, stands in the columns that are not this library's:
 
 - **(a) + (b') and 15 %.** The kernel's share is larger in the Java call than in the loop of bare calls, and
   as large in the floor: it is the same system call, in caches and branch predictors that the virtual
   machine has used meanwhile. The virtual machine's share is larger than in (b') for the same reason.
-- **Faster than plain Java.** What both must do takes the time: to look up a user or group is the C
-  library's reading of its files, to find a mount the kernel's writing of its table. `getmntent_r`, which
-  undoes the table's escapes, takes the C library's share; the Java loop only splits lines.
+- **Faster than plain Java.** What both must do takes most of the time: to look up a user or group is the
+  C library's reading of its files, to change a mode the kernel's work, to find a mount the kernel's writing
+  of its table.
 - **local, 1 TiB.** Not sampled: "of it crossing" below is the time of a native that only makes the array
-  of the result, and beside it nearly nothing is left. JNI has no array that is not zeroed before it is
-  filled."""
+  of the result, and beside it nearly nothing is left. JNI has no array that is not zeroed first."""
 
 
 def profile_text(rows, profile):

@@ -72,7 +72,7 @@ std::vector<FailureRule> statusRules() {
        .first = 4,
        .last = 4,
        .situation = "missing file"},
-      // The mount table ends where it can't be read any further.
+      // A table or a line of it that can't be read has no match.
       {.native = "getFsName",
        .call = "setmntent",
        .effect = Effect::RAISES,
@@ -83,7 +83,6 @@ std::vector<FailureRule> statusRules() {
        .call = "getmntent_r",
        .effect = Effect::RAISES,
        .messages = {"/zorf"},
-       .last = 2,
        .err = 0,
        .situation = ""},
       {.native = "setPermission",

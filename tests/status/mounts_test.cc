@@ -127,8 +127,14 @@ TEST_F(MountsTest, LongAndOddLinesHideNothing) {
       "dev /zorf zorf options=" +
       std::string(20000, 'o') +
       " 0 0\n"
+      "# dev2 /zorf zorf rw 0 0\n"
+      "zorf\n"
+      "far /" +
+      std::string(20000, 'm') +
+      " zorf rw 0 0\n"
       "last /last zorf rw 0 0");
   EXPECT_EQ(deviceAt("/zorf"), "dev");
+  EXPECT_EQ(deviceAt("/" + std::string(20000, 'm')), "far");
   EXPECT_EQ(deviceAt("/last"), "last");
 }
 
