@@ -95,21 +95,27 @@ namespace logger2 {
 // costs its function neither a place on the stack nor a register.
 template <class Insert>
 [[gnu::cold, gnu::noinline]] void write(LOG_LEVEL level, const Insert& insert) {
-  Fmt line;
-  insert(line);
-  log(line.str(), level);
+  Fmt text;
+  insert(text);
+  log(text.str(), level);
+}
+template <class Insert>
+[[gnu::cold, gnu::noinline]] void write(LOG_LEVEL level, const char* function, int line,
+                                        const Insert& insert) {
+  Fmt text;
+  text << "@" << function << ":" << line << " ";
+  insert(text);
+  log(text.str(), level);
 }
 
 }  // namespace logger2
 
 // Logs "@" + function + ":" + line + " " + text at `level`. `text` is a chain of stream insertions.
-#define ZORF_LOG_AS(level, function, text)                                  \
-  do {                                                                      \
-    if (logger2::enabled(level)) {                                          \
-      logger2::write(level, [&, zorfFunction = (function)](Fmt& zorfLine) { \
-        zorfLine << "@" << zorfFunction << ":" << __LINE__ << " " << text;  \
-      });                                                                   \
-    }                                                                       \
+#define ZORF_LOG_AS(level, function, text)                                                 \
+  do {                                                                                     \
+    if (logger2::enabled(level)) {                                                         \
+      logger2::write(level, function, __LINE__, [&](Fmt& zorfText) { zorfText << text; }); \
+    }                                                                                      \
   } while (false)
 
 // The same with the enclosing function's own name.
@@ -120,6 +126,6 @@ template <class Insert>
 #define ZORF_LOG_BARE(level, text)                                     \
   do {                                                                 \
     if (logger2::enabled(level)) {                                     \
-      logger2::write(level, [&](Fmt& zorfLine) { zorfLine << text; }); \
+      logger2::write(level, [&](Fmt& zorfText) { zorfText << text; }); \
     }                                                                  \
   } while (false)
