@@ -14,8 +14,10 @@ cd "$scratch"
 mkdir -m 700 private
 echo text >private/file
 echo text >others
-chmod 600 others
-chown -R 1235:1235 private others
+echo text >roots
+chmod 600 others roots
+mkdir shared
+chown -R 1235:1235 private others shared
 tool=$build/bin/zorfhadoop
 
 fail() {
@@ -37,19 +39,29 @@ can_not() {
 }
 
 as_root() {
-  setpriv --bounding-set=-all,+setuid,+setgid,+dac_read_search,+dac_override,+fowner "$@"
+  setpriv --bounding-set="-all,+setuid,+setgid,+dac_read_search,+dac_override,+fowner,$capabilities" "$@"
 }
 as_user() {
   setpriv --reuid=1234 --regid=1234 --clear-groups \
     --inh-caps="-all,$capabilities" --ambient-caps="-all,$capabilities" "$@"
 }
+# The mode of a directory with the set-group-id bit after its ACL was changed as root.
+mode_after_acl_change() {
+  chmod 2750 shared
+  as_root "$tool" acl modify user:1001:rx shared >out 2>err || fail "can't change the ACL of others' directory"
+  stat -c %a shared
+}
+capabilities=+fsetid
+as_root true 2>/dev/null || exit 77
 capabilities=+setuid,+setgid,+dac_override
-as_root true 2>/dev/null && as_user true 2>/dev/null || exit 77
+as_user true 2>/dev/null || exit 77
 status="$tool status --as nobody $scratch/private/file"
 locate="$tool locate --as nobody $scratch/others"
+trusted="$tool xattr set --as nobody trusted.a 1 $scratch/roots"
 
 # shellcheck disable=SC2086  # commands
 {
+  capabilities=+fsetid
   can_not "see as nobody what only the owner may" as_root $status
   can "locate a file that nobody may not read" as_root $locate
 
@@ -62,4 +74,19 @@ locate="$tool locate --as nobody $scratch/others"
   # The warning: nobody keeps what the process has.
   capabilities=+setuid,+setgid,+dac_override
   can "see everything as nobody with one capability too many" as_user $status
+
+  if setfacl -m u:1001:r shared 2>/dev/null; then
+    capabilities=+fsetid
+    [ "$(mode_after_acl_change)" = 2750 ] || fail "a changed ACL took the set-group-id bit"
+    capabilities=-fsetid
+    [ "$(mode_after_acl_change)" = 750 ] || fail "a changed ACL left the set-group-id bit without CAP_FSETID"
+  fi
+
+  # A switched thread keeps CAP_SYS_ADMIN, and with it the power over trusted attributes.
+  if setfattr -n trusted.probe roots 2>/dev/null; then
+    capabilities=+fsetid
+    if as_root $trusted >out 2>err; then fail "can set a trusted attribute as nobody"; fi
+    capabilities=+fsetid,+sys_admin
+    can "set one of root's file as nobody with CAP_SYS_ADMIN" as_root $trusted
+  fi
 }
