@@ -2,7 +2,7 @@
 
 #include <mntent.h>
 
-#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +16,7 @@ struct EndMntent {
 };
 using MountTable = std::unique_ptr<FILE, EndMntent>;
 
-// What getline(3) reads into.
+// What getdelim(3) reads into.
 struct Line {
   Line() = default;
   ~Line() { std::free(text); }
@@ -30,14 +30,16 @@ struct Line {
 }  // namespace
 
 std::optional<std::string> zorfDeviceAt(const std::string& mountPoint) {
-  std::array<char, 16384> buffer;
+  constexpr std::size_t bufferSize = 16384;
+  const auto buffer = std::make_unique_for_overwrite<char[]>(bufferSize);
   const MountTable table(setmntent("/etc/mtab", "re"));
   if (table == nullptr) return std::nullopt;
   // The C library would read the kernel's table in pieces of a kilobyte.
-  std::setvbuf(table.get(), buffer.data(), _IOFBF, buffer.size());
+  std::setvbuf(table.get(), buffer.get(), _IOFBF, bufferSize);
   std::optional<std::string> device;
   Line line;
-  for (ssize_t n; (n = getline(&line.text, &line.room, table.get())) > 0;) {
+  errno = 0;
+  for (ssize_t n; (n = getdelim(&line.text, &line.room, '\n', table.get())) > 0; errno = 0) {
     // getmntent_r takes longer over a line than reading it does: only for those that may be meant.
     if (std::strstr(line.text, "zorf") == nullptr) continue;
     const auto length = static_cast<std::size_t>(n);
@@ -53,5 +55,7 @@ std::optional<std::string> zorfDeviceAt(const std::string& mountPoint) {
       device = entry.mnt_fsname;
     }
   }
+  // Not the end of the table: a later line could have been the one that is meant.
+  if (errno == ENOMEM) throw std::bad_alloc();
   return device;
 }

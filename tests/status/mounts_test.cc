@@ -171,6 +171,20 @@ TEST_F(MountsTest, UnreadableTableHasNoMatch) {
   expectNone("/zorf");
 }
 
+// Not taken for the end of the table: the mount over the first one would stay unseen.
+TEST_F(MountsTest, ALineWithoutMemoryForItIsNoMemory) {
+  table("dev1 /zorf zorf rw 0 0\ndev2 /zorf zorf rw 0 0\n");
+  Hooks hooks;
+  hooks.setmntent = [this](const char*, const char* mode) {
+    return ::setmntent(table_.c_str(), mode);
+  };
+  hooks.fail("getdelim", ENOMEM, 2);
+  EXPECT_EQ(deviceAt("/zorf"), "(null)");
+  EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
+  hooks.fail("getdelim", EIO, 2);
+  EXPECT_EQ(deviceAt("/zorf"), "dev1");
+}
+
 TEST_F(MountsTest, TheMachineHasNoSuchMount) {
   hooks_.reset();
   expectNone("/nowhere");

@@ -64,6 +64,8 @@
   X(setmntent, FILE*, (const char* file, const char* mode), (file, mode), nullptr)                \
   X(getmntent_r, mntent*, (FILE * table, mntent * entry, char* buffer, int size),                 \
     (table, entry, buffer, size), nullptr)                                                        \
+  X(getdelim, ssize_t, (char** line, std::size_t* room, int end, FILE* file),                     \
+    (line, room, end, file), -1)                                                                  \
   X(close, int, (int fd), (fd), (real(fd), -1))
 
 // The same for calls whose definitions are written out: variadic ones and those with a checking
