@@ -1,5 +1,6 @@
 #include "xattr/bulk.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -61,9 +62,14 @@ int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffe
     ZORF_LOG(LOG_DEBUG, "got 0 EA");
     return 0;
   }
-  if (total > INT_MAX) return ENOMEM;
-  // Repeated names have been counted too: the buffer then ends in zero bytes outside *length.
-  std::unique_ptr<char[]> records(new (std::nothrow) char[total]());
+  std::size_t needed = 0;
+  for (const auto& [name, value] : values) {
+    needed += value.length + name.size() + ZORF_XATTR_RECORD_EXTRA;
+  }
+  if (needed > INT_MAX) return ENOMEM;
+  // Repeated names are counted in `total`: the buffer then ends in zero bytes outside *length. They
+  // get no more room than the records themselves, or one name given often enough fills the memory.
+  std::unique_ptr<char[]> records(new (std::nothrow) char[std::min(total, 2 * needed)]());
   if (records == nullptr) return ENOMEM;
   char* at = records.get();
   for (const auto& entry : values) {

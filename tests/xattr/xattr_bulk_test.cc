@@ -63,6 +63,17 @@ TEST_F(XattrBulk, RecordsAreSortedAndUniqueWhateverTheList) {
   EXPECT_EQ(std::string(records.buffer.get() + 16, 8), std::string(8, '\0'));
 }
 
+// 33,000 times 64 KiB would be more than a buffer may hold.
+TEST_F(XattrBulk, ANameGivenOftenTakesTheRoomOfOne) {
+  const std::string value(65536, 'v');
+  Hooks hooks;
+  serve(hooks, {{"user.a", value}});
+  logger2::currentLevel = LOG_OFF;
+  const Records records = get(path, std::list<std::string>(33000, "user.a"));
+  EXPECT_EQ(records.result, 0);
+  EXPECT_EQ(records.bytes(), record("user.a", value));
+}
+
 TEST_F(XattrBulk, DuplicateTakesTheValueReadLast) {
   Hooks hooks;
   int reads = 0;
