@@ -2,6 +2,7 @@
 #include "acl/acl.h"
 
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 #include "acl/aclerror.h"
@@ -60,11 +61,20 @@ std::string ACL::dump() {
 std::string ACL::to_text(long* length) {
   std::string text(sizeof type_, '\0');
   std::memcpy(text.data(), &type_, sizeof type_);
-  ssize_t textLength = 0;
-  const std::unique_ptr<char, Free> entries(ACLUtil::acl_to_text(handle(), &textLength));
-  if (entries != nullptr) text.append(entries.get(), static_cast<std::size_t>(textLength));
+  text += entriesText();
   if (length != nullptr) *length = static_cast<long>(text.size());
   return text;
+}
+
+// libacl's text of the entries, empty when it has none. The only lock of the library: libacl asks
+// for names with getpwuid and getgrgid, which answer every thread in the same memory.
+std::string ACL::entriesText() const {
+  static std::mutex oneAtATime;
+  const std::scoped_lock lock(oneAtATime);
+  ssize_t length = 0;
+  const std::unique_ptr<char, Free> text(ACLUtil::acl_to_text(handle(), &length));
+  return text == nullptr ? std::string()
+                         : std::string(text.get(), static_cast<std::size_t>(length));
 }
 
 void ACL::from_text(const char* buffer) {

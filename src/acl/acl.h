@@ -174,6 +174,7 @@ class ACL {
   };
 
   void checkType() const;
+  std::string entriesText() const;
   void addBaseEntries(const std::string& path, unsigned present);
 
   std::unique_ptr<std::remove_pointer_t<acl_t>, Free> handle_;

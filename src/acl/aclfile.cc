@@ -52,8 +52,7 @@ int ACL::valid() {
   ZORF_LOG_BARE(LOG_TRACE, "valid failed dump " << dump());
   if (rc < 0) throwLogged(__func__, "acl_valid fails", err);
 
-  const std::unique_ptr<char, Free> entries(ACLUtil::acl_to_text(handle(), nullptr));
-  std::string text = entries == nullptr ? "" : entries.get();
+  std::string text = entriesText();
   std::replace(text.begin(), text.end(), '\n', ',');
   const char* reason = ACLUtil::acl_error(rc);
   // "access" of a default ACL too: callers match on this text.
