@@ -19,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "acl/aclerror.h"
 #include "acl/aclutil.h"
@@ -74,6 +75,13 @@ class ACL {
     bool cmp(const Entry& other) const {
       if (owner_->handle() == other.owner_->handle() && entry_ == other.entry_) return true;
       return entry_ != nullptr && other.entry_ != nullptr && sameKey(other);
+    }
+
+    // Tag and qualifier, 0 of an entry without one: in the order in which libacl keeps entries.
+    using Key = std::pair<acl_tag_t, std::uint32_t>;
+    Key key() const {
+      const acl_tag_t tag = get_tag();
+      return {tag, isNamed(tag) ? get_qualifier() : 0};
     }
 
     // Such as "user_obj::rwx", "user:1001:r-x", "mask::r--".
@@ -175,6 +183,8 @@ class ACL {
 
   void checkType() const;
   std::string entriesText() const;
+  void changePairwise(ACL& changes, int mode);
+  void changeByKey(ACL& changes, int mode);
   void addBaseEntries(const std::string& path, unsigned present);
 
   std::unique_ptr<std::remove_pointer_t<acl_t>, Free> handle_;

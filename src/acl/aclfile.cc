@@ -1,9 +1,12 @@
 // ACLs and files: reading, checking, completing, changing, writing.
 #include <algorithm>
 #include <cerrno>
+#include <map>
+#include <vector>
 
 #include "acl/acl.h"
 #include "acl/aclerror.h"
+#include "acl/addingorder.h"
 #include "identity/fsaccount.h"
 #include "jni/logger.h"
 
@@ -101,6 +104,16 @@ void ACL::addBaseEntries(const std::string& path, unsigned present) {
 }
 
 bool ACL::changeEntries(ACL& changes, int mode) {
+  if (logger2::enabled(LOG_DEBUG)) {
+    changePairwise(changes, mode);
+  } else {
+    changeByKey(changes, mode);
+  }
+  return true;
+}
+
+// Logs each comparison, and takes as many as the entries of both multiplied.
+void ACL::changePairwise(ACL& changes, int mode) {
   for (const Entry& change : changes) {
     if (change.get_tag() == ACL_MASK) explicitMask_ = true;
     iterator found = begin();
@@ -112,7 +125,31 @@ bool ACL::changeEntries(ACL& changes, int mode) {
       Entry(*this).copy(change.handle());
     }
   }
-  return true;
+}
+
+// An ACL of a file has no two entries with one key.
+void ACL::changeByKey(ACL& changes, int mode) {
+  struct Change {
+    Entry::Key key;
+    acl_entry_t source;
+  };
+  std::vector<Change> sent;
+  for (const Entry& change : changes) sent.push_back({change.key(), change.handle()});
+  sortForAdding(sent);
+  std::map<Entry::Key, Entry> own;
+  for (const Entry& entry : *this) own.emplace(entry.key(), entry);
+  for (const auto& [key, source] : sent) {
+    if (key.first == ACL_MASK) explicitMask_ = true;
+    const auto found = own.find(key);
+    if (found == own.end()) {
+      if (mode == 0) own.emplace(key, Entry(*this, source));
+    } else if (mode == 0) {
+      found->second.copy(source);
+    } else if (mode == 1) {
+      found->second.remove();
+      own.erase(found);
+    }
+  }
 }
 
 ACL& ACL::operator+(ACL& changes) {

@@ -6,8 +6,12 @@
 #include <istream>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "acl/aclerror.h"
+#include "acl/addingorder.h"
+#include "jni/exception.h"
 #include "jni/logger.h"
 
 namespace {
@@ -36,6 +40,41 @@ ACL& aclOfScope(ACLList& acls, std::int32_t scope) {
   return *acls.emplace_back(std::make_unique<ACL>(type));
 }
 
+struct Record {
+  ACL* acl;
+  ACL::Entry::Key key;
+  std::int32_t perm;
+};
+
+// Reads up to `count` records, and makes the ACLs of their scopes. Throws at the first that is
+// wrong; what came before it is in `records`.
+void read(std::istream& in, std::int32_t count, ACLList& acls, std::vector<Record>& records) {
+  std::int32_t id = 0;
+  std::int32_t perm = 0;
+  for (std::int32_t i = 0; i < count; ++i) {
+    std::int32_t scope = 0;
+    readInt(in, scope);
+    ACL& acl = aclOfScope(acls, scope);
+    acl_tag_t tag = ACL_UNDEFINED_TAG;
+    readInt(in, tag);
+    if (!isKnown(tag)) throwLogged("convert", "", 0);  // without a text, as callers know it
+    if (isNamed(tag)) readInt(in, id);
+    readInt(in, perm);
+    records.push_back({&acl, {tag, isNamed(tag) ? static_cast<std::uint32_t>(id) : 0}, perm});
+  }
+}
+
+void addEntries(std::vector<Record>& records) {
+  sortForAdding(records);
+  for (const Record& record : records) {
+    const auto& [tag, id] = record.key;
+    ACL::Entry entry(*record.acl);
+    entry.set_tag(tag);
+    if (isNamed(tag)) entry.set_qualifier(&id);
+    entry.set_perm(record.perm);
+  }
+}
+
 // Gives `put` the fields of each entry's record, one by one.
 template <class Put>
 void report(ACL& acl, Put put) {
@@ -56,26 +95,14 @@ void convert(std::istream& in, ACLList& acls) {
   std::int32_t count = 0;
   readInt(in, count);
   ZORF_LOG(LOG_TRACE, "aclspec entry size: " << count);
-  std::int32_t id = 0;
-  std::int32_t perm = 0;
-  for (std::int32_t i = 0; i < count; ++i) {
-    std::int32_t scope = 0;
-    readInt(in, scope);
-    ACL::Entry entry(aclOfScope(acls, scope));
-    acl_tag_t tag = ACL_UNDEFINED_TAG;
-    readInt(in, tag);
-    if (!isKnown(tag)) {
-      entry.remove();
-      throwLogged(__func__, "", 0);  // without a text, as callers know it
-    }
-    entry.set_tag(tag);
-    if (isNamed(tag)) {
-      readInt(in, id);
-      entry.set_qualifier(&id);
-    }
-    readInt(in, perm);
-    entry.set_perm(perm);
+  std::vector<Record> records;
+  try {
+    read(in, count, acls, records);
+  } catch (const IOException&) {
+    addEntries(records);
+    throw;
   }
+  addEntries(records);
   for (const auto& acl : acls) ZORF_LOG_BARE(LOG_TRACE, "convert dump: " << acl->dump());
 }
 

@@ -16,7 +16,7 @@
 
 using ACLList = std::vector<std::unique_ptr<ACL>>;
 
-// Appends the records of `in` to the ACLs of `acls`, one per scope, which it creates in the order
+// Adds the records of `in` to the ACLs of `acls`, one per scope, which it creates in the order
 // of their first record. Throws IOException at an unknown scope or tag; what came before stays in
 // `acls`. Missing bytes at the end count as a field that keeps its previous value, so that a count
 // that promises too much ends at an unknown scope.

@@ -1,5 +1,9 @@
 // ACLs as wholes: completed with base entries, given a mask, merged, cut down.
 #include <cerrno>
+#include <iterator>
+#include <random>
+#include <set>
+#include <utility>
 
 #include "acl/acl_fixture.h"
 
@@ -224,6 +228,68 @@ TEST_F(AclChange, ClearOfAnAbsentDefaultAclIsNoError) {
   ACL acl(path, kDefault);
   EXPECT_TRUE(acl.clear());
   EXPECT_EQ(getfacl(path), "user::rwx,group::r-x,other::r--");
+}
+
+// --- many entries ---
+
+// With debug on, entries are compared in pairs and each comparison is logged; with debug off they
+// are looked up. Nobody may see which.
+TEST_F(AclChange, EntriesLookedUpAndComparedInPairsGiveTheSame) {
+  std::mt19937 random(20261121);
+  const auto below = [&](unsigned bound) { return static_cast<unsigned>(random() % bound); };
+  constexpr int tags[] = {kUserObj, kUser, kUser, kUser, kGroupObj, kGroup, kGroup, kMask, kOther};
+  for (int round = 0; round < 3000; ++round) {
+    // What a file may have, and anything that may be sent.
+    ACL pairwise(kAccess);
+    ACL byKey(kAccess);
+    std::set<std::pair<int, unsigned>> used;
+    for (unsigned left = below(12); left > 0; --left) {
+      const int tag = tags[below(std::size(tags))];
+      const unsigned id = below(4);
+      const auto perm = static_cast<int>(below(8));
+      if (!used.emplace(tag, tag == kUser || tag == kGroup ? id : 0).second) continue;
+      addEntry(pairwise, tag, id, perm);
+      addEntry(byKey, tag, id, perm);
+    }
+    ACL changes(kAccess);
+    for (unsigned left = below(12); left > 0; --left) {
+      const unsigned id = below(8) == 0 ? 0xFFFFFFFF : below(4);
+      addEntry(changes, tags[below(std::size(tags))], id, static_cast<int>(below(8)));
+    }
+    const int mode = static_cast<int>(below(3));
+    const std::string before = entriesOf(byKey) + " by " + entriesOf(changes);
+    logger2::currentLevel = LOG_DEBUG;
+    pairwise.changeEntries(changes, mode);
+    takeLog();
+    logger2::currentLevel = LOG_INFO;
+    byKey.changeEntries(changes, mode);
+    ASSERT_EQ(entriesOf(byKey), entriesOf(pairwise)) << mode << ": " << before;
+    ASSERT_EQ(byKey.explicitMask(), pairwise.explicitMask());
+  }
+}
+
+int walked = 0;
+
+TEST_F(AclChange, TheWorkOfAMergeGrowsWithTheEntriesAndNotWithTheirSquare) {
+  static decltype(ACLUtil::acl_get_entry) real;
+  real = ACLUtil::acl_get_entry;
+  const Override counted(ACLUtil::acl_get_entry, [](acl_t acl, int which, acl_entry_t* entry) {
+    ++walked;
+    return real(acl, which, entry);
+  });
+  logger2::currentLevel = LOG_INFO;
+  constexpr unsigned entries = 4000;
+  for (const int mode : {0, 1}) {
+    ACL current(kAccess);
+    ACL changes(kAccess);
+    for (unsigned id = entries; id-- > 0;) {
+      addEntry(current, kUser, 2 * id, 4);
+      addEntry(changes, kUser, 3 * id, 6);
+    }
+    walked = 0;
+    current.changeEntries(changes, mode);
+    EXPECT_LE(walked, 3 * static_cast<int>(entries));
+  }
 }
 
 }  // namespace

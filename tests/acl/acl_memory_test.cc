@@ -30,7 +30,7 @@ class AclMemory : public AclNatives {
   // keep nothing allocated, and be free of side effects where `atomic`.
   void failEachAllocation(const std::function<void()>& native, bool atomic) {
     for (int nth = 1;; ++nth) {
-      ASSERT_LT(nth, 100);
+      ASSERT_LT(nth, 1000);
       long kept = 0;
       {
         Hooks hooks;
