@@ -27,7 +27,7 @@ namespace {
 // relies on 0 staying taken once a directive has got it.
 class DirectiveFile {
  public:
-  explicit DirectiveFile(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  explicit DirectiveFile(const std::string& path) : fd_(openForClient(path.c_str(), O_RDONLY)) {}
   ~DirectiveFile() {
     if (fd_ > 0) close(fd_);
   }
