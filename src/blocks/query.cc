@@ -61,10 +61,6 @@ int getBlkInfoInternal(int fd, location& loc) {
 
   zorfBlockInfo_t info = blockInfoRequest();
   if (zorf_fcntl(fd, &info) < 0) return -1;
-  if (info.replication.words[2] < 0) {
-    errno = EIO;
-    return -1;
-  }
 
   if (info.xattr.errReason != 0) {
     loc.blocksize = defaultDFSBlockSize;

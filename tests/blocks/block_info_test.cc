@@ -146,12 +146,12 @@ TEST_F(BlockInfo, PositiveResultIsNoFailure) {
   EXPECT_EQ(loc.blocksize, 8 * MiB);
 }
 
-TEST_F(BlockInfo, NegativeReplicaCountIsRefused) {
-  client.blockInfo(-1, {3});
-  EXPECT_EQ(ask(4 * MiB), -1);
-  EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 0, 0, 0, 1));
-  EXPECT_THAT(takeLog(), IsEmpty());
+TEST_F(BlockInfo, ReplicaCountIsPassedOnAsItIs) {
+  for (const int replicas : {0, -1, INT32_MIN, INT32_MAX}) {
+    client.blockInfo(replicas, {3});
+    EXPECT_EQ(ask(4 * MiB), 0);
+    EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 0, 12 * MiB, 0, replicas));
+  }
 }
 
 TEST_F(BlockInfo, NegativeDescriptorTouchesNothing) {
