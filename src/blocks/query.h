@@ -2,7 +2,8 @@
 //
 // Both operations return 0, or -1 with errno as the client library set it (EIO and EINVAL for
 // replies and block sizes that can't be worked with); a negative descriptor is -1 and leaves errno
-// alone. Any number of threads may run them at once.
+// alone. std::bad_alloc when the entries can't fit into a Java array, known at the first reply. Any
+// number of threads may run them at once.
 #pragma once
 
 #include <sys/stat.h>

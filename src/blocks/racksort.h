@@ -16,5 +16,6 @@
 //
 // Returns 0, or -1 with errno as the client library set it, EIO for a reply and EINVAL for block
 // sizes that can't be worked with; a `loc.blocksize` of 0 and a negative descriptor are -1 and
-// leave errno alone. Any number of threads may run it at once.
+// leave errno alone. std::bad_alloc as getBlkLocation throws it. Any number of threads may run it
+// at once.
 int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& out);

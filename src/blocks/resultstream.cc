@@ -10,15 +10,15 @@
 namespace {
 
 constexpr std::size_t LONGEST_ARRAY = std::numeric_limits<jint>::max();
-// Some 60 TiB of blocks. What a stale status record promises beyond that must not fill the Java
-// heap.
-constexpr std::size_t LONGEST_EXPECTED = std::size_t{256} << 20;
+// Some 8 TiB of blocks. More is asked of Java only once it is there: a virtual machine that runs
+// with -XX:OnOutOfMemoryError must not die of what a stale status record promises.
+constexpr std::size_t LONGEST_EXPECTED = std::size_t{32} << 20;
 
 }  // namespace
 
 void ResultBuf::expect(std::uint64_t count, std::uint64_t size) {
+  if (size != 0 && count > (LONGEST_ARRAY - position()) / size) throw std::bad_alloc();
   if (array_ != nullptr || !native_.empty()) return;
-  if (count > LONGEST_EXPECTED || size > LONGEST_EXPECTED) return;
   const std::uint64_t total = position() + count * size;
   if (total <= window_.size() || total > LONGEST_EXPECTED || env_->ExceptionCheck()) return;
   array_ = env_->NewByteArray(static_cast<jsize>(total));

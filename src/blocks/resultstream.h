@@ -17,7 +17,8 @@ class ResultBuf : public std::streambuf {
  public:
   explicit ResultBuf(JNIEnv* env) : env_(env) { restart(0); }
 
-  // `count` entries of `size` bytes will probably come after the put position.
+  // `count` entries of `size` bytes will probably come after the put position. Throws
+  // std::bad_alloc when no Java array could hold them.
   void expect(std::uint64_t count, std::uint64_t size);
 
   // All that was written, as a new Java array; null with an exception pending when it can't be made
@@ -64,5 +65,6 @@ class ResultStream : public std::ostream {
 };
 
 // Announces to `out`, if it is a ResultStream, that `count` entries of `size` bytes will probably
-// follow. Only the first announcement counts.
+// follow. Only the first announcement counts. Throws std::bad_alloc when no Java array could hold
+// them: then the rest need not be asked for.
 void expectBytes(std::ostream& out, std::uint64_t count, std::uint64_t size);

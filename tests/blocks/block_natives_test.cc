@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "blocks/fileobj.h"
 #include "blocks/natives_fixture.h"
@@ -66,6 +67,37 @@ TEST_F(BlockLocationsNative, StreamOfAFile) {
               ElementsAre(requestLine(path, statOf(path), "0", "8388608"),
                           "debug @getBlkLocation:# requested offset=0 length=8388608 returned "
                           "length=8388608 replicas=2 blocks=2 skipfactor=4194304"));
+}
+
+TEST_F(BlockLocationsNative, ReplicaCountOfASharedFileIsPassedOnAsItIs) {
+  globalBlkCmd = GET_BLK_SHARED;
+  const std::string path = file("data", 8 * MiB);
+  client.blockInfo(-3, {1024});
+  EXPECT_EQ(ask(path, 0, 1), locationBytes(0, 1, 4 * MiB, 0, -3));
+}
+
+// Known at the first reply, so that neither the client library is asked millions of times nor
+// memory filled for a result that can't be given.
+TEST_F(BlockLocationsNative, WhatNoJavaArrayHoldsIsRefusedAtOnce) {
+  constexpr std::uint64_t sparse = std::uint64_t{7} << 60;
+  struct stat st = statusOf(sparse, 4 * MiB);
+  const std::string path = file("data", 0);
+  for (const GetBlkCmd policy : {GET_BLK_LOCAL, GET_BLK_RACKAWARE, GET_BLK_RACKAWARE_SORT}) {
+    SCOPED_TRACE(policy);
+    globalBlkCmd = policy;
+    int asked = 0;
+    client.answerWith([&](unsigned char* buffer) {
+      const bool isInfo = buffer[0] == 104;
+      asked += isInfo ? 0 : 1;
+      const std::int32_t counts[] = {2, 4000, 4 * MiB, 0};
+      std::memcpy(buffer + (isInfo ? 32 : 56), counts, isInfo ? 4 : sizeof counts);
+      if (isInfo) buffer[83] = 1;
+      return 0;
+    });
+    EXPECT_EQ(ask(path, 0, static_cast<jlong>(sparse), javaBytes(bytesOfStatus(st))), "");
+    EXPECT_EQ(lastError, errorFor(ENOMEM, ""));
+    EXPECT_EQ(asked, 1);
+  }
 }
 
 TEST_F(BlockLocationsNative, RankedLocationsOfAFile) {

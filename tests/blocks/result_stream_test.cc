@@ -130,12 +130,37 @@ TEST_F(ResultStreamTest, MoreThanAnArrayHoldsIsNoMemory) {
   EXPECT_THROW(out.write(text.data(), std::streamsize{1} << 31), std::bad_alloc);
 }
 
-TEST_F(ResultStreamTest, AnAnnouncementBeyondAllBoundsIsIgnored) {
+TEST_F(ResultStreamTest, AnAnnouncementThatNoArrayCanHoldIsNoMemory) {
   ResultStream out(env);
-  expectBytes(out, ~std::uint64_t{0}, 8);
-  expectBytes(out, 1, ~std::uint64_t{0});
-  out << pattern(9000);
-  EXPECT_EQ(bytesOf(out.take()), pattern(9000));
+  out << pattern(32);
+  EXPECT_THROW(expectBytes(out, ~std::uint64_t{0}, 8), std::bad_alloc);
+  EXPECT_THROW(expectBytes(out, 1, ~std::uint64_t{0}), std::bad_alloc);
+  EXPECT_THROW(expectBytes(out, INT32_MAX - 31, 1), std::bad_alloc);
+  EXPECT_NO_THROW(expectBytes(out, INT32_MAX - 32, 1));
+  EXPECT_NO_THROW(expectBytes(out, ~std::uint64_t{0}, 0));
+  EXPECT_EQ(bytesOf(out.take()), pattern(32));
+}
+
+// The longest array that Java was asked for on this thread.
+jsize longestAsked = 0;
+
+TEST_F(ResultStreamTest, JavaIsAskedFor32MebibytesAtMostBeforeTheyAreThere) {
+  PatchedJni jni;
+  static jbyteArray (*newByteArray)(JNIEnv*, jsize);
+  newByteArray = jni.real.NewByteArray;
+  jni.table.NewByteArray = [](JNIEnv* e, jsize length) {
+    longestAsked = std::max(longestAsked, length);
+    return newByteArray(e, length);
+  };
+  constexpr jsize most = 32 << 20;
+  for (const auto& [announced, asked] : {std::pair{most, most}, std::pair{most + 1, 9000}}) {
+    longestAsked = 0;
+    ResultStream out(env);
+    expectBytes(out, static_cast<std::uint64_t>(announced), 1);
+    out << pattern(9000);
+    EXPECT_EQ(bytesOf(out.take()), pattern(9000));
+    EXPECT_EQ(longestAsked, asked);
+  }
 }
 
 TEST_F(ResultStreamTest, AnArrayThatCantBeHadEarlyIsAskedForAgain) {
