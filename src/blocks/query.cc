@@ -101,16 +101,10 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
     const std::int32_t blocks = query.blocks();
     const std::uint64_t metaBlockSize = query.metaBlockSize();
     if (skipFactor == 0) {
-      // The reply is for the range as it was before this alignment, and is used as it is. One
-      // without a block size is no advance: the next may have it.
+      // The reply is for the range as it was before this alignment, and is used as it is.
       skipFactor = metaBlockSize;
       loc.blocksize = metaBlockSize;
       range.alignDown(skipFactor);
-      // Entries that cover nothing would be asked for, and appended, without an end.
-      if (skipFactor == 0 && blocks > 0 && size != 0) {
-        errno = EINVAL;
-        return -1;
-      }
     } else if (metaBlockSize != skipFactor) {
       ZORF_LOG(LOG_DEBUG,
                "skipfactor(" << skipFactor << ") != metaBlockSize(" << metaBlockSize << ")");
@@ -127,10 +121,15 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
     out.write(query.data(), std::streamsize{8} * replicas * blocks);
     entries += static_cast<std::uint32_t>(blocks);
     range.offset += returned;
-    if (size <= range.offset || range.length <= returned) {
+    if (size <= range.offset || range.length <= returned || query.fileCut()) {
       loc.nblock = static_cast<std::int32_t>(entries);
       loc.nreplica = replicas;
       return 0;
+    }
+    // Entries that cover nothing would be asked for, and appended, without an end.
+    if (returned == 0 && blocks > 0) {
+      errno = EINVAL;
+      return -1;
     }
     range.length -= returned;
   }

@@ -143,7 +143,7 @@ int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& ou
     }
     writer.add(query, magnitude(groupBlocks));
     offset += returned;
-    if (size <= offset || length <= returned) break;
+    if (size <= offset || length <= returned || query.fileCut()) break;
     length -= returned;
   }
   writer.finish(query.replicas());

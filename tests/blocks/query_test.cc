@@ -1,6 +1,11 @@
 #include "blocks/query.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <climits>
+#include <cstring>
 #include <sstream>
 
 #include "blocks/records.h"
@@ -226,11 +231,85 @@ TEST_F(BlockLocations, ReplyWithNeitherBlocksNorTheirSizeIsAskedForAgain) {
 }
 
 // They would be appended for ever, since none of them is an advance.
-TEST_F(BlockLocations, BlocksOfNoSizeAreInvalid) {
+TEST_F(BlockLocations, BlocksOfNoSizeAreInvalidWhereTheRangeGoesOn) {
   client.blockLocations(1, 1, 0, {8, 0});
   EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), -1);
   EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.str(), words({8, 0}));
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(5 * MiB, 1, 0, 0, 0));
+  EXPECT_THAT(takeLogWithoutLines(),
+              ElementsAre("debug @getBlkLocation:# requested offset=5242880 length=1 "
+                          "returned length=0 replicas=1 blocks=1 skipfactor=0"));
+}
+
+TEST_F(BlockLocations, BlocksOfNoSizePastTheEndAreTheAnswer) {
+  client.blockLocations(1, 2, 0, {8, 0, 9, 0});
+  EXPECT_EQ(ask(64 * MiB, 1, 0, 64 * MiB), 0);
+  EXPECT_EQ(out.str(), words({8, 0, 9, 0}));
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(64 * MiB, 1, 0, 2, 1));
+}
+
+// 2^63 bytes twice are none.
+TEST_F(BlockLocations, BlocksWhoseBytesWrapToNoneAreInvalid) {
+  client.blockLocations(1, 2, std::uint64_t{1} << 63, {8, 0, 9, 0});
+  EXPECT_EQ(ask(0, 1, 0, 64 * MiB), -1);
+  EXPECT_EQ(errno, EINVAL);
+}
+
+// A file of `size` bytes that the file system holds no blocks for, whatever it is asked.
+class CutFile {
+ public:
+  explicit CutFile(off_t size) : fd_(memfd_create("cut", MFD_CLOEXEC)) {
+    EXPECT_EQ(ftruncate(fd_, size), 0);
+  }
+  ~CutFile() { close(fd_); }
+  CutFile(const CutFile&) = delete;
+  CutFile& operator=(const CutFile&) = delete;
+
+  int fd() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+TEST_F(BlockLocations, AFileCutMeanwhileEndsTheWalk) {
+  const CutFile file(8 * MiB);
+  int asked = 0;
+  client.answerWith([&](unsigned char* buffer) {
+    // Blocks for the first 8 MiB, none beyond.
+    const std::int32_t counts[] = {1, asked++ == 0 ? 2 : 0, 4 * MiB, 0};
+    std::memcpy(buffer + 56, counts, sizeof counts);
+    return 0;
+  });
+  loc = request(0, 64 * MiB, 0);
+  struct stat st = statusOf(64 * MiB, 4 * MiB);  // as it was before
+  EXPECT_EQ(getBlkLocation(file.fd(), st, loc, out), 0);
+  EXPECT_EQ(asked, 101);
+  EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 64 * MiB, 4 * MiB, 2, 1));
+  EXPECT_EQ(out.str().size(), 16u);
+}
+
+TEST_F(BlockLocations, AFileThatIsStillThereIsAskedAboutAgain) {
+  const CutFile file(8 * MiB + 1);
+  int asked = 0;
+  client.answerWith([&](unsigned char* buffer) {
+    const std::int32_t counts[] = {1, ++asked == 250 ? 1 : 0, 16 * MiB, 0};
+    std::memcpy(buffer + 56, counts, sizeof counts);
+    return 0;
+  });
+  loc = request(8 * MiB, 1, 0);
+  struct stat st = statusOf(64 * MiB, 4 * MiB);
+  EXPECT_EQ(getBlkLocation(file.fd(), st, loc, out), 0);
+  EXPECT_EQ(asked, 250);
+  EXPECT_EQ(loc.nblock, 1);
+}
+
+TEST_F(BlockLocations, AFileThatCantBeAskedEndsTheWalkWithItsErrno) {
+  client.answerWith([](unsigned char*) { return 0; });
+  loc = request(0, 1, 4 * MiB);
+  struct stat st = statusOf(64 * MiB, 4 * MiB);
+  EXPECT_EQ(getBlkLocation(INT_MAX, st, loc, out), -1);
+  EXPECT_EQ(errno, EBADF);
 }
 
 TEST_F(BlockLocations, BlocksWithoutReplicasHaveNoBytes) {

@@ -1,7 +1,11 @@
 #include "blocks/racksort.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <sstream>
 
 #include "blocks/records.h"
@@ -342,6 +346,29 @@ TEST_F(RackSort, WarnLineNeedsWarnOnly) {
   reply({{1}});
   EXPECT_EQ(sort(F, F), 0);
   EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(RackSort, AFileCutMeanwhileEndsTheWalk) {
+  const int fd = memfd_create("cut", MFD_CLOEXEC);
+  ASSERT_EQ(ftruncate(fd, static_cast<off_t>(2 * F)), 0);
+  int asked = 0;
+  client.answerWith([&](unsigned char* buffer) {
+    const std::int32_t counts[] = {1, asked++ == 0 ? 2 : 0, 0, 0};
+    const std::int32_t entries[] = {7, 0, 7, 0};
+    std::memcpy(buffer + 56, counts, sizeof counts);
+    std::memcpy(buffer + 72, entries, sizeof entries);
+    return 0;
+  });
+  loc = location{};
+  loc.length = 64 * F;
+  loc.blocksize = 4 * F;
+  struct stat st = statusOf(64 * F, F);  // as it was before
+  EXPECT_EQ(getBlkLocation_sort(fd, st, loc, out), 0);
+  close(fd);
+  EXPECT_EQ(asked, 101);
+  EXPECT_EQ(loc.nblock, 1);
+  EXPECT_EQ(loc.nreplica, 1);
+  EXPECT_EQ(entries(), (Words{7, 2}));
 }
 
 }  // namespace
