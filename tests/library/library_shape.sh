@@ -42,6 +42,8 @@ if [ "${3:-}" = release ]; then
   contains 'bound at load' 'BIND_NOW' "$dynamic"
   contains 'relocations read-only' 'GNU_RELRO' "$(readelf -lW "$library")"
   contains 'stack not executable' 'GNU_STACK.* RW ' "$(readelf -lW "$library")"
+  check 'exports that an indirect branch may enter' 32 "$(objdump -d "$library" |
+    grep -A1 '<\(Java_[A-Za-z0-9_]*\|JNI_OnLoad\)>:$' | grep -c endbr64)"
   contains 'stack protector' '__stack_chk_fail' "$(readelf -sW --dyn-syms "$library")"
   # The code has no call that could be checked at run time; the compiler was told all the same.
   contains 'fortified' '_FORTIFY_SOURCE=2.*src/jni/convert.cc' \
