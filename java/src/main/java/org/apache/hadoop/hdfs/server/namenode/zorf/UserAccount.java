@@ -1,0 +1,103 @@
+package org.apache.hadoop.hdfs.server.namenode.zorf;
+
+import java.io.ByteArrayOutputStream;
+import java.io.File;
+import java.io.IOException;
+import java.io.InputStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.FileSystems;
+import java.nio.file.attribute.UserPrincipalNotFoundException;
+import java.util.Collections;
+import java.util.Set;
+import java.util.TreeSet;
+import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+
+/**
+ * The ids of a user as the name service gives them, found another way than the native that switches
+ * finds them: the groups are those that id(1) prints.
+ */
+final class UserAccount {
+  private static final String ID_COMMAND =
+      new File("/usr/bin/id").canExecute() ? "/usr/bin/id" : "/bin/id";
+
+  private final long uid;
+  private final long gid;
+  private final Set<Long> groups;
+
+  private UserAccount(long uid, String[] gids) {
+    this.uid = uid;
+    this.gid = Long.parseLong(gids[0]); // id(1) prints the primary group first
+    TreeSet<Long> ids = new TreeSet<>();
+    for (String group : gids) {
+      ids.add(Long.parseLong(group));
+    }
+    groups = Collections.unmodifiableSet(ids);
+  }
+
+  /**
+   * Asks the name service. Starts a process: never to be called by a thread that acts as a user.
+   *
+   * @throws UserThreadException if the name service says that there is no such user
+   * @throws IOException if it fails
+   */
+  static UserAccount lookUp(String user) throws IOException, InterruptedException {
+    long uid;
+    try {
+      uid = Integer.toUnsignedLong(ZORFNative.getUid(user));
+    } catch (Exception e) { // an IOException that the native does not declare
+      throw isUnknown(user)
+          ? UserThreadException.unknownUser(user)
+          : new IOException("the name service does not know it and does", e);
+    }
+    return new UserAccount(uid, gidsOf(user));
+  }
+
+  /** The native fails alike for a missing user and a failing name service; Java tells them apart. */
+  private static boolean isUnknown(String user) throws IOException {
+    try {
+      FileSystems.getDefault().getUserPrincipalLookupService().lookupPrincipalByName(user);
+      return user.matches("-?[0-9]+"); // which Java then takes for an id
+    } catch (UserPrincipalNotFoundException e) {
+      return true;
+    }
+  }
+
+  private static String[] gidsOf(String user) throws IOException, InterruptedException {
+    Process process =
+        new ProcessBuilder(ID_COMMAND, "-G", "--", user).redirectErrorStream(true).start();
+    process.getOutputStream().close();
+    ByteArrayOutputStream bytes = new ByteArrayOutputStream();
+    try (InputStream out = process.getInputStream()) {
+      byte[] buffer = new byte[1024];
+      for (int length = out.read(buffer); length > 0; length = out.read(buffer)) {
+        bytes.write(buffer, 0, length);
+      }
+    }
+    int status = process.waitFor();
+    String text = new String(bytes.toByteArray(), StandardCharsets.ISO_8859_1).trim();
+    if (status != 0 || !text.matches("[0-9]+( [0-9]+)*")) {
+      throw new IOException(
+          ID_COMMAND + " -G -- " + user + " ended with " + status + ": " + text);
+    }
+    return text.split(" ");
+  }
+
+  long uid() {
+    return uid;
+  }
+
+  /** The primary group. */
+  long gid() {
+    return gid;
+  }
+
+  /** All groups, the primary one too. */
+  Set<Long> groups() {
+    return groups;
+  }
+
+  @Override
+  public String toString() {
+    return "fsuid " + uid + " fsgid " + gid + " groups " + groups;
+  }
+}
