@@ -2,12 +2,15 @@ package org.apache.hadoop.hdfs.server.namenode.zorf;
 
 import java.io.ByteArrayOutputStream;
 import java.io.File;
+import java.io.FileInputStream;
 import java.io.IOException;
 import java.io.InputStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.FileSystems;
 import java.nio.file.attribute.UserPrincipalNotFoundException;
+import java.util.ArrayList;
 import java.util.Collections;
+import java.util.List;
 import java.util.Set;
 import java.util.TreeSet;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
@@ -17,8 +20,13 @@ import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
  * finds them: the groups are those that id(1) prints.
  */
 final class UserAccount {
+  /** Whom unknown users read as. */
+  static final String NOBODY = "nobody";
+
   private static final String ID_COMMAND =
       new File("/usr/bin/id").canExecute() ? "/usr/bin/id" : "/bin/id";
+
+  private static final int DESCRIPTORS_OF_A_PROCESS = 16;
 
   private final long uid;
   private final long gid;
@@ -47,22 +55,45 @@ final class UserAccount {
     } catch (Exception e) { // an IOException that the native does not declare
       throw isUnknown(user)
           ? UserThreadException.unknownUser(user)
-          : new IOException("the name service does not know it and does", e);
+          : new IOException("the name service does not know it, and then does", e);
     }
     return new UserAccount(uid, gidsOf(user));
   }
 
-  /** The native fails alike for a missing user and a failing name service; Java tells them apart. */
+  /**
+   * Whether it is the user that is missing and not the name service, for which the native fails
+   * alike and Java does not. What the C library itself takes for a missing user stays one.
+   */
   private static boolean isUnknown(String user) throws IOException {
     try {
       FileSystems.getDefault().getUserPrincipalLookupService().lookupPrincipalByName(user);
-      return user.matches("-?[0-9]+"); // which Java then takes for an id
+      return user.matches("[-+]?[0-9]+"); // which Java then takes for an id
     } catch (UserPrincipalNotFoundException e) {
       return true;
+    } catch (IOException e) {
+      throw new IOException("the name service fails", e);
+    }
+  }
+
+  /**
+   * Fails where few descriptors are free. Java 17, when it can't make the last of the pipes to a
+   * process, closes descriptors that it never opened, and keeps two that it did.
+   */
+  private static void requireDescriptors() throws IOException {
+    List<InputStream> opened = new ArrayList<>();
+    try {
+      for (int i = 0; i < DESCRIPTORS_OF_A_PROCESS; i++) {
+        opened.add(new FileInputStream("/dev/null"));
+      }
+    } finally {
+      for (InputStream in : opened) {
+        in.close();
+      }
     }
   }
 
   private static String[] gidsOf(String user) throws IOException, InterruptedException {
+    requireDescriptors();
     Process process =
         new ProcessBuilder(ID_COMMAND, "-G", "--", user).redirectErrorStream(true).start();
     process.getOutputStream().close();

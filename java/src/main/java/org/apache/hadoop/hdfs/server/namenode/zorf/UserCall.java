@@ -18,7 +18,7 @@ final class UserCall<T> {
     this.action = action;
   }
 
-  /** Runs the action on the calling thread, and wakes the caller. */
+  /** Runs the action on the calling thread. */
   void run() {
     synchronized (this) {
       runner = Thread.currentThread();
@@ -32,7 +32,6 @@ final class UserCall<T> {
     } catch (Throwable e) {
       failure = e;
     }
-    finish();
   }
 
   /** Ends the call without running it. */
@@ -41,7 +40,8 @@ final class UserCall<T> {
     finish();
   }
 
-  private void finish() {
+  /** Wakes the caller. */
+  void finish() {
     synchronized (this) {
       runner = null;
       done = true;

@@ -180,8 +180,11 @@ final class UserDispatcher {
     }
   }
 
-  /** The thread's next call, waited for; null when the thread is to end. */
-  UserCall<?> next(UserWorker worker) {
+  /**
+   * The thread's next call, waited for; null when the thread is to end. The caller of the one that
+   * it has served hears of it when the thread is free, so that the caller's next call finds it.
+   */
+  UserCall<?> next(UserWorker worker, UserCall<?> served) {
     long deadline;
     lock.lock();
     try {
@@ -199,6 +202,9 @@ final class UserDispatcher {
       deadline = now + Math.min(maxIdleNanos, worker.expiry() - now);
     } finally {
       lock.unlock();
+      if (served != null) {
+        served.finish();
+      }
     }
     UserCall<?> call = worker.await(deadline);
     return call != null ? call : retire(worker);

@@ -127,7 +127,7 @@ public final class UserThreads implements AutoCloseable {
         && refusal.reason() == UserThreadException.Reason.UNKNOWN_USER
         && orNobody) {
       call = new UserCall<>(action);
-      refusal = await("nobody", call, deadline);
+      refusal = await(UserAccount.NOBODY, call, deadline);
     }
     if (refusal != null) {
       throw refusal;

@@ -54,8 +54,10 @@ final class UserWorker implements Runnable {
       }
       expiry = System.nanoTime() + dispatcher.maxAgeNanos();
       dispatcher.born(this);
-      for (UserCall<?> call = dispatcher.next(this); call != null; call = dispatcher.next(this)) {
+      UserCall<?> call = dispatcher.next(this, null);
+      while (call != null) {
         call.run();
+        call = dispatcher.next(this, call);
       }
     } finally {
       // A switch ends on its own thread; this thread serves nobody any more.
