@@ -28,7 +28,8 @@ public final class BlockLocations {
     blockSize = stream.getLong();
     blockCount = stream.getInt();
     replicaCount = stream.getInt();
-    if (blockCount < 0 || replicaCount < 0) {
+    // Without entries the replica count is whatever the file system says, also a negative number.
+    if (blockCount < 0 || replicaCount < 0 && blockCount != 0) {
       throw new IllegalArgumentException(
           "block location stream with " + blockCount + " blocks of " + replicaCount + " replicas");
     }
@@ -36,7 +37,7 @@ public final class BlockLocations {
     long entryLength = 2L * Integer.BYTES * replicaCount;
     long rest = stream.remaining();
     boolean fits =
-        entryLength == 0
+        entryLength <= 0
             ? rest == 0
             : rest % entryLength == 0 && rest / entryLength == blockCount;
     if (!fits) {
@@ -88,7 +89,7 @@ public final class BlockLocations {
     return blockCount;
   }
 
-  /** {@return the number of replicas in every entry} */
+  /** {@return the number of replicas in every entry; without entries it may be negative} */
   public int replicaCount() {
     return replicaCount;
   }

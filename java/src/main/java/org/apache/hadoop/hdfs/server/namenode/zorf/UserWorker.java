@@ -60,11 +60,13 @@ final class UserWorker implements Runnable {
         call = dispatcher.next(this, call);
       }
     } finally {
-      // A switch ends on its own thread; this thread serves nobody any more.
-      if (handle != 0) {
-        ZORFNative.setFsUid(handle);
+      try {
+        if (handle != 0) {
+          ZORFNative.setFsUid(handle); // a switch ends on its own thread, which serves nobody more
+        }
+      } finally {
+        dispatcher.ended(this);
       }
-      dispatcher.ended(this);
     }
   }
 

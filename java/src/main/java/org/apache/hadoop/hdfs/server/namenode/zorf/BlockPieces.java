@@ -1,0 +1,156 @@
+package org.apache.hadoop.hdfs.server.namenode.zorf;
+
+import java.io.IOException;
+import java.io.UncheckedIOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.util.Iterator;
+import java.util.NoSuchElementException;
+import java.util.Spliterator;
+import java.util.Spliterators;
+import java.util.stream.Stream;
+import java.util.stream.StreamSupport;
+import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+
+/**
+ * The blocks of a file range, asked for piece by piece, so that a file of any size takes little
+ * memory. A piece is what one reply of the file system holds, at most 64,512 bytes; the pieces
+ * follow one another on the grid of the file's block size, under every placement policy.
+ *
+ * <pre>{@code
+ * for (BlockPieces pieces = files.blocks(path, 0, Long.MAX_VALUE); pieces.hasNext(); ) {
+ *   BlockRange piece = pieces.next();
+ * }
+ * }</pre>
+ *
+ * <p>For one thread.
+ */
+public final class BlockPieces {
+  /**
+   * What a reply of the file system holds. Under "rackaware-sort" a longer range is not grouped on
+   * the grid: each reply starts anew.
+   */
+  private static final int REPLY_LENGTH = 64_512;
+
+  /** A raw status record of x86-64, and where it has st_blksize, which no layout table names. */
+  private static final int RECORD_LENGTH = 144;
+
+  private static final int BLOCK_SIZE_OFFSET = 56;
+
+  private final String path;
+  private final byte[] record;
+  private final long size;
+  private final long end;
+  private final long blockSize;
+  private final int replicaCount;
+  private final int blocksInPiece;
+  private long next;
+
+  BlockPieces(String path, byte[] record, FileStatus status, long offset, long length)
+      throws IOException {
+    this.path = path;
+    this.record = record;
+    size = status.type() == FileType.REGULAR ? status.size() : 0;
+    end = length < size - offset ? offset + length : size;
+    BlockLocations header = locate(0, 0);
+    blockSize = header.blockSize();
+    replicaCount = header.replicaCount();
+    if (offset >= end) {
+      next = end;
+      blocksInPiece = 1;
+      return;
+    }
+    if (blockSize <= 0) {
+      throw Failures.of(path, "It has a block size of " + blockSize, Errno.EINVAL);
+    }
+    next = offset - offset % blockSize;
+    blocksInPiece = blocksInPiece();
+  }
+
+  private int blocksInPiece() {
+    long blocksInReply = REPLY_LENGTH / (2L * Integer.BYTES * Math.max(1, replicaCount));
+    long smallest = record.length == RECORD_LENGTH ? recordedBlockSize() : 1;
+    long smallestInBlock = Math.max(1, blockSize / Math.max(1, smallest));
+    return (int) Math.max(1, blocksInReply / smallestInBlock);
+  }
+
+  private long recordedBlockSize() {
+    return ByteBuffer.wrap(record).order(ByteOrder.nativeOrder()).getLong(BLOCK_SIZE_OFFSET);
+  }
+
+  private BlockLocations locate(long offset, long length) throws IOException {
+    return BlockLocations.decode(
+        Failures.calling(
+            path, () -> ZORFNative.getBlockLocationsNative(path, offset, length, record)));
+  }
+
+  /** {@return the block size of the file, 0 for what is no regular file} */
+  public long blockSize() {
+    return blockSize;
+  }
+
+  /** {@return the number of replicas of the file} */
+  public int replicaCount() {
+    return replicaCount;
+  }
+
+  /** {@return whether there is another piece} */
+  public boolean hasNext() {
+    return next < end;
+  }
+
+  /**
+   * Asks for the next piece.
+   *
+   * @return the piece
+   * @throws IOException if the locations can't be had, or are not those of all blocks: the file, or
+   *     the placement policy, is another by now
+   * @throws NoSuchElementException if there is none
+   */
+  public BlockRange next() throws IOException {
+    if (!hasNext()) {
+      throw new NoSuchElementException("the blocks of " + path + " end at " + end);
+    }
+    long left = (end - next - 1) / blockSize + 1;
+    int count = (int) Math.min(left, blocksInPiece);
+    long length = size - next <= count * blockSize ? size - next : count * blockSize;
+    BlockLocations locations = locate(next, length);
+    int found = locations.blockCount();
+    if (locations.blockSize() != blockSize || found != 0 && found < count) {
+      throw Failures.of(
+          path,
+          "The file system told of " + locations + " instead of " + count + " blocks of " + blockSize,
+          Errno.EIO);
+    }
+    BlockRange piece = new BlockRange(next, length, count, locations);
+    next += count * blockSize;
+    return piece;
+  }
+
+  /**
+   * The pieces that are left.
+   *
+   * @return a stream that throws an {@link UncheckedIOException} where {@link #next} throws
+   */
+  public Stream<BlockRange> stream() {
+    Iterator<BlockRange> pieces =
+        new Iterator<BlockRange>() {
+          @Override
+          public boolean hasNext() {
+            return BlockPieces.this.hasNext();
+          }
+
+          @Override
+          public BlockRange next() {
+            try {
+              return BlockPieces.this.next();
+            } catch (IOException e) {
+              throw new UncheckedIOException(e);
+            }
+          }
+        };
+    return StreamSupport.stream(
+        Spliterators.spliteratorUnknownSize(pieces, Spliterator.ORDERED | Spliterator.NONNULL),
+        false);
+  }
+}
