@@ -121,6 +121,17 @@ class BlockLocationsTest {
   }
 
   @Test
+  void withoutEntriesTheReplicaCountIsTakenAsItIs() {
+    BlockLocations locations = BlockLocations.decode(Bytes.locations(0, 10, 0, -2).array());
+    assertEquals(-2, locations.replicaCount());
+    assertEquals(0, locations.blockCount());
+    assertThrows(IndexOutOfBoundsException.class, () -> locations.ids(0));
+    assertEquals(
+        "8 bytes for 0 blocks of -2 replicas",
+        rejection(Bytes.locations(1, 1, 0, -2).ints(1, 2).array()));
+  }
+
+  @Test
   void aMillionEntriesTakeMilliseconds() {
     int blocks = 1_000_000;
     ByteBuffer stream = ByteBuffer.allocate(32 + 16 * blocks).order(ByteOrder.nativeOrder());

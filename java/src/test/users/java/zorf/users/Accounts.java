@@ -8,7 +8,7 @@ import java.nio.file.Paths;
 import java.nio.file.StandardCopyOption;
 import java.util.stream.Collectors;
 
-/** The users of tests/identity/with_scratch_users.sh, and changes to them that can be taken back. */
+/** The users of tests/identity/with_scratch_users.sh, and changes that can be taken back. */
 final class Accounts {
   static final String MANY_GROUPS = "zorf_many";
   static final String ROOT_GROUP = "zorf_root_group";
@@ -26,7 +26,8 @@ final class Accounts {
   static String identity(int number) {
     int id = 60100 + number;
     int group = 62000 + 10 * number;
-    return "fsuid " + id + " fsgid " + id + " groups [" + id + ", " + group + ", " + (group + 1) + "]";
+    return String.format(
+        "fsuid %d fsgid %d groups [%d, %d, %d]", id, id, id, group, group + 1);
   }
 
   /** A file of /etc, in the mount namespace of the tests, put back at the end. */

@@ -8,7 +8,7 @@ import java.util.Deque;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadException;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 
-/** What {@link Child} runs. Prints what becomes of each call: an identity, or why it was refused. */
+/** What {@link Child} runs. Prints what becomes of each call: an identity, or a refusal. */
 public final class Constrained {
   /** How many descriptors are free at last. */
   static final int STEPS = 30;

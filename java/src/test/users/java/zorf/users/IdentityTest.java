@@ -113,7 +113,8 @@ class IdentityTest {
 
   @Test
   void strangeNamesAreUnknown() {
-    for (String name : new String[] {"", "4711", "-1", "--help", "a b", "a:b", "\0", "\u00fc", "+0"}) {
+    for (String name :
+        new String[] {"", "4711", "-1", "+0", "--help", "a b", "a:b", "\0", "\u00fc"}) {
       assertRefused(Reason.UNKNOWN_USER, "this host has no user \"" + name + "\"", refused(name));
     }
   }

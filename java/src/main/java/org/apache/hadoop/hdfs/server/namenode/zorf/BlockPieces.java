@@ -61,7 +61,7 @@ public final class BlockPieces {
       return;
     }
     if (blockSize <= 0) {
-      throw Failures.of(path, "It has a block size of " + blockSize, Errno.EINVAL);
+      throw Failures.of(path, "has a block size of " + blockSize, Errno.EINVAL);
     }
     next = offset - offset % blockSize;
     blocksInPiece = blocksInPiece();
@@ -119,7 +119,7 @@ public final class BlockPieces {
     if (locations.blockSize() != blockSize || found != 0 && found < count) {
       throw Failures.of(
           path,
-          "The file system told of " + locations + " instead of " + count + " blocks of " + blockSize,
+          "told of " + locations + " instead of " + count + " blocks of " + blockSize + " bytes",
           Errno.EIO);
     }
     BlockRange piece = new BlockRange(next, length, count, locations);

@@ -1,0 +1,244 @@
+package zorf.files;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.UncheckedIOException;
+import java.nio.file.FileSystemException;
+import java.nio.file.NoSuchFileException;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.NoSuchElementException;
+import java.util.OptionalInt;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPieces;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
+import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
+import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles.AttributeMode;
+import org.junit.jupiter.api.Test;
+
+/** Blocks on the grid of the file's block size, whatever the policy and the range. */
+class BlocksTest extends FilesFixture {
+  /** The stand-in's own block size. */
+  private static final long STANDIN_BLOCK = 4 * MEBI;
+
+  private List<BlockRange> pieces(String path, long offset, long length) throws Exception {
+    List<BlockRange> all = new ArrayList<>();
+    for (BlockPieces pieces = files.blocks(path, offset, length); pieces.hasNext(); ) {
+      all.add(pieces.next());
+    }
+    return all;
+  }
+
+  /** The blocks of all pieces, each as "offset+length", asserted to follow one another. */
+  private List<String> blocks(String path, long offset, long length) throws Exception {
+    List<String> blocks = new ArrayList<>();
+    long next = -1;
+    for (BlockRange piece : pieces(path, offset, length)) {
+      for (int i = 0; i < piece.blockCount(); i++) {
+        assertTrue(next == -1 || next == piece.blockOffset(i), piece::toString);
+        next = piece.blockOffset(i) + piece.blockLength(i);
+        blocks.add(piece.blockOffset(i) + "+" + piece.blockLength(i));
+      }
+      assertEquals(next, piece.offset() + piece.length());
+    }
+    return blocks;
+  }
+
+  private static List<String> grid(long first, int count, long size, long end) {
+    List<String> blocks = new ArrayList<>();
+    for (long i = first; i < first + count; i++) {
+      blocks.add(i * size + "+" + Math.min(size, end - i * size));
+    }
+    return blocks;
+  }
+
+  @Test
+  void blocksLieOnTheGridUnderEveryPolicy() throws Exception {
+    long size = 50 * MEBI + 1;
+    String path = sparse(size);
+    files.setBlockGroupFactor(path, 512); // 2 MiB
+    for (BlockPolicy policy : BlockPolicy.values()) {
+      ZorfFiles.choosePolicy(policy, 128 * MEBI);
+      long block = policy == BlockPolicy.LOCAL ? STANDIN_BLOCK : 2 * MEBI;
+      int all = (int) ((size + block - 1) / block);
+      assertEquals(grid(0, all, block, size), blocks(path, 0, Long.MAX_VALUE), policy.text());
+      assertEquals(grid(0, all, block, size), blocks(path, 0, size), policy.text());
+      // A range inside of one block, over two, and up to the last byte.
+      long third = 2 * block;
+      assertEquals(grid(2, 1, block, size), blocks(path, third + 5000, 10), policy.text());
+      assertEquals(grid(2, 2, block, size), blocks(path, third + 1, block), policy.text());
+      assertEquals(grid(2, 1, block, size), blocks(path, third, block), policy.text());
+      assertEquals(grid(all - 1, 1, block, size), blocks(path, size - 1, 7), policy.text());
+      assertEquals(grid(0, 0, block, size), blocks(path, size, 7), policy.text());
+      assertEquals(grid(0, 0, block, size), blocks(path, 5, 0), policy.text());
+      assertEquals(grid(0, 0, block, size), blocks(path, Long.MAX_VALUE, Long.MAX_VALUE));
+    }
+  }
+
+  @Test
+  void sortedLocationsAreThoseOfTheirBlock() throws Exception {
+    String path = sparse(50 * MEBI);
+    files.setBlockGroupFactor(path, 512);
+    ZorfFiles.choosePolicy(BlockPolicy.LOCAL, 128 * MEBI);
+    List<int[]> own = new ArrayList<>();
+    for (BlockRange piece : pieces(path, 0, Long.MAX_VALUE)) {
+      for (int i = 0; i < piece.blockCount(); i++) {
+        own.add(piece.ids(i));
+      }
+    }
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE_SORT, 128 * MEBI);
+    List<BlockRange> pieces = pieces(path, 3 * MEBI + 1, Long.MAX_VALUE);
+    assertTrue(pieces.size() > 2, "one reply would hide what is tried here");
+    for (BlockRange piece : pieces) {
+      assertTrue(piece.hasLocations());
+      for (int i = 0; i < piece.blockCount(); i++) {
+        int[] expected = own.get((int) (piece.blockOffset(i) / STANDIN_BLOCK)).clone();
+        Arrays.sort(expected);
+        assertArrayEquals(expected, piece.ids(i), piece::toString);
+        assertArrayEquals(new int[] {512, 512}, piece.secondWords(i));
+      }
+    }
+  }
+
+  @Test
+  void aBlockLongerThanAReplyIsOnePiece() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE_SORT, 32 * MEBI);
+    String path = sparse(100 * MEBI);
+    List<BlockRange> pieces = pieces(path, 0, Long.MAX_VALUE);
+    assertEquals(4, pieces.size());
+    assertEquals(
+        "1 blocks of 33554432 bytes with 2 replicas for 4194304 bytes at 100663296",
+        pieces.get(3).toString());
+  }
+
+  @Test
+  void sharedBlocksHaveNoLocations() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.SHARED, 4 * MEBI);
+    BlockRange piece = files.blocks(sparse(9 * MEBI), 0, 1).next();
+    assertEquals(
+        "1 blocks of 4194304 bytes with 2 replicas for 4194304 bytes at 0 without locations",
+        piece.toString());
+    assertFalse(piece.hasLocations());
+    assertArrayEquals(new int[0], piece.ids(0));
+    assertArrayEquals(new int[0], piece.secondWords(0));
+    assertEquals(
+        "block 1 of 1",
+        assertThrows(IndexOutOfBoundsException.class, () -> piece.ids(1)).getMessage());
+  }
+
+  @Test
+  void aHugeFileComesInPiecesOfLittleMemory() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.LOCAL, 4 * MEBI);
+    long size = 4L << 40;
+    BlockPieces pieces = files.blocks(sparse(size), 0, Long.MAX_VALUE);
+    assertEquals(STANDIN_BLOCK, pieces.blockSize());
+    assertEquals(2, pieces.replicaCount());
+    long blocks =
+        pieces.stream()
+            .limit(1000)
+            .peek(piece -> assertTrue(16L * piece.blockCount() <= 64_512))
+            .mapToLong(BlockRange::blockCount)
+            .sum();
+    assertTrue(blocks >= 1000, blocks + " blocks");
+    BlockPieces end = files.blocks(sparse(size), size - 1, 1);
+    assertEquals(size - STANDIN_BLOCK, end.next().offset());
+    assertEquals(
+        "end at " + size,
+        assertThrows(NoSuchElementException.class, end::next)
+            .getMessage()
+            .replaceAll(".*(end)", "$1"));
+  }
+
+  @Test
+  void whatIsNoRegularFileHasNoBlocks() throws Exception {
+    assertFalse(files.blocks(directory.toString(), 0, 10).hasNext());
+    assertEquals(0, files.blocks(directory.toString(), 0, 10).blockSize());
+    for (BlockPolicy policy : BlockPolicy.values()) {
+      ZorfFiles.choosePolicy(policy, MEBI);
+      assertFalse(files.blocks(file, 0, Long.MAX_VALUE).hasNext());
+    }
+  }
+
+  @Test
+  void negativeRangesAreRefused() {
+    assertEquals("range of 1 bytes at -1", illegal(() -> files.blocks(file, -1, 1)));
+    assertEquals("range of -1 bytes at 0", illegal(() -> files.blocks(file, 0, -1)));
+    assertEquals(
+        "block size 0", illegal(() -> ZorfFiles.choosePolicy(BlockPolicy.LOCAL, 0)));
+  }
+
+  @Test
+  void aFileThatChangesBetweenPiecesIsAnError() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE, MEBI);
+    String path = sparse(9 * MEBI);
+    BlockPieces pieces = files.blocks(path, 0, Long.MAX_VALUE);
+    files.setBlockGroupFactor(path, 512);
+    long length = 9 * MEBI;
+    int blocks = (int) (length / MEBI);
+    assertFails(
+        FileSystemException.class,
+        path,
+        "told of 5 blocks of 2097152 bytes with 2 replicas for "
+            + length
+            + " bytes at 0 instead of "
+            + blocks
+            + " blocks of 1048576 bytes",
+        5,
+        pieces::next);
+    FileSystemException e =
+        (FileSystemException)
+            assertThrows(
+                    UncheckedIOException.class, () -> pieces.stream().forEach(piece -> {}))
+                .getCause();
+    assertEquals(path, e.getFile());
+  }
+
+  @Test
+  void theBlockGroupFactorIsSetAndRead() throws Exception {
+    assertEquals(OptionalInt.empty(), files.blockGroupFactor(file));
+    files.setBlockGroupFactor(file, 1024);
+    assertEquals(OptionalInt.of(1024), files.blockGroupFactor(file));
+    assertFails(
+        FileSystemException.class,
+        file,
+        "Invalid argument: Invalid BGF(1025)",
+        22,
+        () -> files.setBlockGroupFactor(file, 1025));
+    files.setAttribute(file, "user.BGF", new byte[] {1, 2, 3}, AttributeMode.REPLACE);
+    assertFails(
+        FileSystemException.class,
+        file,
+        "user.BGF has 3 bytes instead of 4",
+        5,
+        () -> files.blockGroupFactor(file));
+    assertEquals(OptionalInt.empty(), files.blockGroupFactor(directory.toString()));
+    assertFails(
+        NoSuchFileException.class,
+        file + "s",
+        "No such file or directory",
+        2,
+        () -> files.setBlockGroupFactor(file + "s", 1));
+  }
+
+  @Test
+  void theReplicationIsSetAndRead() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE, MEBI);
+    String path = sparse(MEBI);
+    files.setReplication(path, 3, true);
+    assertEquals(3, files.blocks(path, 0, 1).replicaCount());
+    assertEquals(3, files.blocks(path, 0, 1).next().ids(0).length);
+    assertEquals("replication 0", illegal(() -> files.setReplication(path, 0, false)));
+    assertEquals("replication 32768", illegal(() -> files.setReplication(path, 32768, false)));
+    assertFails(
+        FileSystemException.class,
+        path,
+        "Invalid argument: failed to set replication for " + path + " replication 100",
+        22,
+        () -> files.setReplication(path, 100, false));
+  }
+}

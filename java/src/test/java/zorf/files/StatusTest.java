@@ -1,0 +1,123 @@
+package zorf.files;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.FileSystemException;
+import java.nio.file.Files;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import java.nio.file.attribute.FileTime;
+import java.time.Duration;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
+import org.apache.hadoop.hdfs.server.namenode.zorf.LocatedFileStatus;
+import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
+import org.junit.jupiter.api.Test;
+
+/** Status, located status, links, permissions, names. */
+class StatusTest extends FilesFixture {
+  @Test
+  void aStatusHasItsFieldsAndLinksAreFollowedOrNot() throws Exception {
+    Files.write(Paths.get(file), "some text".getBytes(StandardCharsets.UTF_8));
+    Path link = Files.createSymbolicLink(directory.resolve("link"), Paths.get("file"));
+    FileStatus status = files.status(link.toString());
+    assertEquals(Files.getAttribute(Paths.get(file), "unix:ino"), status.inode());
+    assertEquals(9, status.size());
+    assertEquals(FileType.REGULAR, status.type());
+    FileTime modified = (FileTime) Files.getAttribute(Paths.get(file), "unix:lastModifiedTime");
+    assertEquals(modified.toInstant(), status.modificationTime());
+    assertEquals(FileType.SYMBOLIC_LINK, files.linkStatus(link.toString()).type());
+    assertArrayEquals(
+        "file".getBytes(StandardCharsets.UTF_8), files.linkTarget(link.toString()));
+  }
+
+  @Test
+  void failuresKnowFileReasonAndNumber() {
+    String missing = file + "s";
+    String none = "No such file or directory";
+    assertFails(NoSuchFileException.class, missing, none, 2, () -> files.status(missing));
+    assertFails(NoSuchFileException.class, missing, none, 2, () -> files.linkStatus(missing));
+    assertFails(NoSuchFileException.class, missing, none, 2, () -> files.linkTarget(missing));
+    assertFails(NoSuchFileException.class, missing, none, 2, () -> files.blocks(missing, 0, 1));
+    assertFails(
+        NoSuchFileException.class, missing, none, 2, () -> files.locatedStatus(missing, false));
+    assertFails(
+        NoSuchFileException.class, missing, none, 2, () -> files.setPermission(missing, 0));
+    assertFails(
+        FileSystemException.class, file, "Invalid argument", 22, () -> files.linkTarget(file));
+    String loop = directory.resolve("loop").toString();
+    assertFails(
+        FileSystemException.class,
+        loop,
+        "Too many levels of symbolic links",
+        40,
+        () -> {
+          Files.createSymbolicLink(Paths.get(loop), Paths.get(loop));
+          files.status(loop);
+        });
+  }
+
+  @Test
+  void whatIsThrownIsDeclared() {
+    try {
+      files.status(file + "s");
+    } catch (IOException e) { // compiles
+      assertEquals(NoSuchFileException.class, e.getClass().getSuperclass());
+    }
+  }
+
+  @Test
+  void aLocatedStatusKnowsTheAclAndTheBlocks() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE, 12 * MEBI);
+    String big = sparse(30 * MEBI);
+    LocatedFileStatus with = files.locatedStatus(big, true);
+    assertEquals(30 * MEBI, with.status().size());
+    BlockLocations locations = with.locations().get();
+    assertEquals(
+        "3 blocks of 12582912 bytes with 2 replicas for 31457280 bytes at 0", locations.toString());
+    LocatedFileStatus without = files.locatedStatus(big, false);
+    assertEquals(
+        "0 blocks of 12582912 bytes with 2 replicas for 0 bytes at 0",
+        without.locations().get().toString());
+    assertFalse(with.hasAcl());
+    files.modifyAcl(big, files.parseAcl("user:daemon:r"));
+    assertTrue(files.locatedStatus(big, false).hasAcl());
+    assertFalse(files.locatedStatus(directory.toString(), true).locations().isPresent());
+  }
+
+  @Test
+  void permissionsAreSetWithTheStickyBitAndNoOther() throws Exception {
+    files.setPermission(file, 0751);
+    assertEquals("0751", files.status(file).permissionOctal());
+    files.setPermission(directory.toString(), 01777);
+    assertEquals("1777", files.status(directory.toString()).permissionOctal());
+    assertEquals("permission 2000", illegal(() -> files.setPermission(file, 02000)));
+    assertEquals("permission 37777777777", illegal(() -> files.setPermission(file, -1)));
+  }
+
+  @Test
+  void namesAndIdsAreFoundInBothDirections() throws Exception {
+    for (ZorfFiles each :
+        new ZorfFiles[] {files, ZorfFiles.cachingNames(Duration.ofMinutes(1), 10)}) {
+      for (int i = 0; i < 2; i++) {
+        assertEquals("root", each.userName(0));
+        assertEquals("daemon", each.groupName(1));
+        assertEquals("4000000000", each.userName(4_000_000_000L));
+        assertEquals("4000000000", each.groupName(4_000_000_000L));
+        assertEquals(0, each.userId("root"));
+        assertEquals(1, each.groupId("daemon"));
+      }
+    }
+    assertEquals(
+        "-1 names for PT1S",
+        illegal(() -> ZorfFiles.cachingNames(Duration.ofSeconds(1), -1)));
+  }
+}
