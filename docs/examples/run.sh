@@ -1,9 +1,11 @@
 #!/bin/sh
-# run.sh [BUILD]: prints the worked examples of docs/formats.md with the library of a build tree.
+# run.sh [BUILD [PROGRAM]]: prints the worked examples of docs/formats.md, or with the program Api those of
+# docs/java.md, with the library of a build tree.
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 build=${1:-$root/build}
 build=$(cd "$build" && pwd)
+program=${2:-Formats}
 java=${JAVA_HOME:+$JAVA_HOME/bin/}java
 access=
 # From Java 24 on loading a library needs leave.
@@ -17,4 +19,4 @@ export ZORF_TOPOLOGY="$root/docs/examples/topology"
 # shellcheck disable=SC2086  # an option, or none
 LC_ALL=C.UTF-8 "$java" $access "-Dzorf.library=$build/lib/libzorfhadoop.so.2.7" \
   -cp "$build/java/zorfhadoop.jar:/usr/share/java/commons-logging.jar" \
-  "$root/docs/examples/Formats.java" "$scratch"
+  "$root/docs/examples/$program.java" "$scratch"

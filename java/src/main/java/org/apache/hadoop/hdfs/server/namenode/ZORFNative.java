@@ -17,6 +17,9 @@ import org.apache.commons.logging.LogFactory;
  * for EPERM and EACCES, {@link RuntimeException} for ENOMEM, {@link java.io.IOException} for the rest;
  * the message is the system's text for the error, {@code ": "} and mostly the path. All of them are
  * thrown though none is declared. Binary results are in the byte order of the machine.
+ *
+ * <p>These are the bare natives. {@link org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads} and
+ * {@link org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles} are what to use them by.
  */
 public final class ZORFNative {
   /** Where the library's own log lines go. Must be set before the library loads. */
@@ -52,6 +55,11 @@ public final class ZORFNative {
   /**
    * Makes the calling thread act on the file system as {@code user}: file-system uid and gid, and
    * supplementary groups. An unknown user acts as {@code nobody}.
+   *
+   * <p><b>A switch that fails is not reported</b>: without the right to switch, the thread goes on as
+   * itself, which may be root, and a name service that fails may cost groups. A thread that is
+   * started meanwhile keeps the identity for good, and a virtual thread hands it to others. {@link
+   * org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads} has none of these dangers.
    *
    * @return a handle to give back exactly once, on the same thread, to {@link #setFsUid(long)}
    */
