@@ -15,6 +15,7 @@ import java.util.concurrent.ArrayBlockingQueue;
 import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.Callable;
 import java.util.concurrent.FutureTask;
+import java.util.concurrent.ThreadFactory;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
@@ -256,6 +257,37 @@ class IdentityTest {
     String end = " instead of " + Kernel.processIdentity() + "; make it before the first setFsUid";
     assertEquals(start + Accounts.identity(1) + end, texts[0]);
     assertEquals(start + "fsuid 0 fsgid 0 groups [60101, 62010, 62011]" + end, texts[1]);
+  }
+
+  @Test
+  void aThreadThatBeginsAsSomebodyElseServesNobody() throws Exception {
+    ThreadFactory factory =
+        task ->
+            new Thread(task) {
+              @Override
+              public void start() {
+                Thread starter =
+                    new Thread(
+                        () -> {
+                          ZORFNative.setFsUid(Accounts.user(1));
+                          super.start();
+                        });
+                starter.start();
+              }
+            };
+    try (UserThreads switched = UserThreads.builder().threadFactory(factory).build()) {
+      UserThreadException refusal =
+          assertThrows(
+              UserThreadException.class,
+              () -> switched.call(Accounts.user(1), Kernel::identity));
+      assertRefused(
+          Reason.REFUSED,
+          "no thread can act as \"zorf_user1\": its thread began with "
+              + Accounts.identity(1)
+              + " instead of "
+              + Kernel.processIdentity(),
+          refusal);
+    }
   }
 
   @Test

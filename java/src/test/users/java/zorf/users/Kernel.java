@@ -1,10 +1,13 @@
 package zorf.users;
 
+import java.io.File;
 import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Paths;
+import java.util.ArrayList;
+import java.util.List;
 
 /** What the kernel says of a thread, in one line. */
 final class Kernel {
@@ -20,14 +23,40 @@ final class Kernel {
     return identity("self");
   }
 
+  /** Threads of this process that have another identity than its first one, Java's or not. */
+  static List<String> switchedThreads() throws IOException {
+    List<String> switched = new ArrayList<>();
+    for (String thread : new File("/proc/self/task").list()) {
+      String status;
+      try {
+        status = status("self/task/" + thread);
+      } catch (IOException e) {
+        if (Files.exists(Paths.get("/proc/self/task", thread))) {
+          throw e;
+        }
+        continue; // it has ended
+      }
+      if (!identityIn(status).equals(processIdentity())) {
+        switched.add(line(status, "Name") + " " + identityIn(status));
+      }
+    }
+    return switched;
+  }
+
   private static String identity(String thread) {
-    String status;
     try {
-      byte[] bytes = Files.readAllBytes(Paths.get("/proc/" + thread + "/status"));
-      status = new String(bytes, StandardCharsets.ISO_8859_1);
+      return identityIn(status(thread));
     } catch (IOException e) {
       throw new UncheckedIOException(e);
     }
+  }
+
+  private static String status(String thread) throws IOException {
+    byte[] bytes = Files.readAllBytes(Paths.get("/proc/" + thread + "/status"));
+    return new String(bytes, StandardCharsets.ISO_8859_1);
+  }
+
+  private static String identityIn(String status) {
     return "fsuid "
         + line(status, "Uid").split("\\s+")[3]
         + " fsgid "

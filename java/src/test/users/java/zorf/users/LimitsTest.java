@@ -8,7 +8,9 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.HashSet;
 import java.util.List;
+import java.util.Set;
 import java.util.concurrent.CountDownLatch;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 import org.junit.jupiter.api.Test;
@@ -136,6 +138,37 @@ class LimitsTest {
       assertEquals(Accounts.identity(1), threads.call(Accounts.user(1), Kernel::identity));
       awaitThreads(0, threads);
     }
+  }
+
+  @Test
+  void aThreadEndsWithAgeAlsoWhenCallsWait() throws Exception {
+    try (UserThreads threads =
+        UserThreads.builder().threadsPerUser(1).maxAge(Duration.ofMillis(100)).build()) {
+      List<Caller<Integer>> callers = new ArrayList<>();
+      for (int i = 0; i < 4; i++) {
+        callers.add(new Caller<>(() -> namesWithin(threads, Duration.ofSeconds(1))));
+      }
+      for (Caller<Integer> caller : callers) {
+        int names = caller.result();
+        assertTrue(names > 1, names + " threads");
+      }
+    }
+  }
+
+  /** How many threads serve one caller after the other. */
+  private static int namesWithin(UserThreads threads, Duration time) throws Exception {
+    Set<String> names = new HashSet<>();
+    long end = System.nanoTime() + time.toNanos();
+    while (System.nanoTime() - end < 0) {
+      names.add(
+          threads.call(
+              Accounts.user(1),
+              () -> {
+                Thread.sleep(1); // so that the other callers wait
+                return Thread.currentThread().getName();
+              }));
+    }
+    return names.size();
   }
 
   @Test

@@ -230,7 +230,7 @@ final class UserDispatcher {
       user.threads--;
       making = Math.max(0, making - 1);
       if (!closed) {
-        startForAnother();
+        startForOthers();
         grow(user);
       }
       forgetIfUnused(user);
@@ -303,9 +303,9 @@ final class UserDispatcher {
     return first;
   }
 
-  private void startForAnother() {
-    User user = firstKept();
-    if (user != null) {
+  private void startForOthers() {
+    while (!kept.isEmpty() && workers.size() < maxThreads) {
+      User user = firstKept();
       kept.remove(user);
       grow(user);
     }

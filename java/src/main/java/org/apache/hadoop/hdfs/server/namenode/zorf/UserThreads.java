@@ -183,7 +183,8 @@ public final class UserThreads implements AutoCloseable {
   /**
    * Ends the threads. Calls that wait are refused. Those that run are waited for, then interrupted
    * and waited for again, each for the time of {@link Builder#closeWait}; a call that even then does
-   * not end keeps its thread, which serves no other.
+   * not end keeps its thread, which serves no other. An interrupt of the calling thread ends the
+   * waiting, and interrupts what runs.
    */
   @Override
   public void close() {

@@ -52,6 +52,7 @@ final class UserWorker implements Runnable {
         dispatcher.notBorn(this, refusal(user.name(), e));
         return;
       }
+      thread.setName(thread.getName() + " " + user.name());
       expiry = System.nanoTime() + dispatcher.maxAgeNanos();
       dispatcher.born(this);
       UserCall<?> call = dispatcher.next(this, null);
