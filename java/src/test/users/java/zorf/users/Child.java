@@ -1,6 +1,8 @@
 package zorf.users;
 
 import java.io.IOException;
+import java.nio.file.FileSystem;
+import java.nio.file.FileSystems;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
@@ -9,6 +11,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
+import java.util.stream.Stream;
 
 /**
  * Runs {@link Constrained} in a JVM of its own that has fewer rights, with copies of the jars and
@@ -40,6 +43,26 @@ final class Child {
     command.add("-cp");
     command.add(String.join(":", classpath));
     command.add(Constrained.class.getName());
+  }
+
+  /** Has the classes of the jar in a directory that only root may read, where each is a file. */
+  Child withPrivateClasses(String jar) throws IOException {
+    Path classes = Files.createDirectory(directory.resolve("classes"));
+    Path packed = directory.resolve(jar);
+    try (FileSystem archive = FileSystems.newFileSystem(packed, (ClassLoader) null);
+        Stream<Path> entries = Files.walk(archive.getPath("/"))) {
+      for (Path entry : (Iterable<Path>) entries::iterator) {
+        Path target = classes.resolve(entry.toString().substring(1));
+        if (Files.isDirectory(entry)) {
+          Files.createDirectories(target);
+        } else {
+          Files.copy(entry, target);
+        }
+      }
+    }
+    Files.setPosixFilePermissions(classes, PosixFilePermissions.fromString("rwx------"));
+    command.replaceAll(word -> word.replace(packed.toString(), classes.toString()));
+    return this;
   }
 
   private String copy(Path file) throws IOException {

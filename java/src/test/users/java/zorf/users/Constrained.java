@@ -7,6 +7,7 @@ import java.util.ArrayDeque;
 import java.util.Deque;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadException;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
+import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
 
 /** What {@link Child} runs. Prints what becomes of each call: an identity, or a refusal. */
 public final class Constrained {
@@ -19,11 +20,15 @@ public final class Constrained {
    * Calls.
    *
    * @param arguments users to act as; or "descriptors" and a user, to act as that user while ever
-   *     more descriptors are free
+   *     more descriptors are free; or "failures" and a user, to fail as that user
    */
   public static void main(String[] arguments) throws Exception {
     if (arguments[0].equals("descriptors")) {
       useUpDescriptors(arguments[1]);
+      return;
+    }
+    if (arguments[0].equals("failures")) {
+      fail(arguments[1]);
       return;
     }
     try (UserThreads threads = UserThreads.builder().build()) {
@@ -39,6 +44,31 @@ public final class Constrained {
     } catch (UserThreadException e) {
       return e.reason() + " " + e.getMessage();
     }
+  }
+
+  private static void fail(String user) throws Exception {
+    ZorfFiles files = ZorfFiles.create();
+    try (UserThreads threads =
+        UserThreads.builder().threadsPerUser(1).warmUp(() -> files.status("/")).build()) {
+      for (String path : new String[] {"/none", "/root/none", "/proc/self/exe/none"}) {
+        try {
+          threads.call(user, () -> files.linkTarget(path));
+        } catch (Throwable e) {
+          System.out.println(e);
+        }
+      }
+      threads.call(user, () -> useAll(files));
+    }
+  }
+
+  /** Makes an object of every type that there is. */
+  private static Void useAll(ZorfFiles files) throws IOException {
+    System.out.println(files.acl("/mnt").size() + " ACL entries");
+    System.out.println(files.parseAcl("u:zorf_user1:r,g:zorf_user1:w"));
+    System.out.println(files.locatedStatus("/etc/passwd", false).status().type());
+    System.out.println(files.blocks("/etc/passwd", 0, 1).stream().count() + " piece");
+    System.out.println(files.attributes("/mnt"));
+    return null;
   }
 
   private static void useUpDescriptors(String user) throws Exception {

@@ -87,6 +87,26 @@ class ConstrainedTest {
   }
 
   @Test
+  void classesThatAUserMayNotReadAreThereWhenTheUserNeedsThem() throws Exception {
+    Child child = new Child("setpriv", "--clear-groups").withPrivateClasses("zorfhadoop.jar");
+    String start = "org.apache.hadoop.hdfs.server.namenode.zorf.Failures$";
+    assertEquals(
+        Arrays.asList(
+            start + "NoSuchFile: /none: No such file or directory",
+            start + "AccessDenied: /root/none: Permission denied",
+            start + "Other: /proc/self/exe/none: Not a directory",
+            "3 ACL entries",
+            "[user:60101:r--, group:60101:-w-]",
+            "REGULAR",
+            "1 piece",
+            "{}"),
+        child.run("failures", Accounts.user(1)));
+    assertEquals(
+        Arrays.asList(Accounts.identity(1), "UNKNOWN_USER this host has no user \"zorf_none\""),
+        child.run(Accounts.user(1), "zorf_none"));
+  }
+
+  @Test
   void withoutDescriptorsNobodyIsServedWithFewerGroups() throws Exception {
     List<String> lines = new Child("prlimit", "--nofile=150").run("descriptors", Accounts.user(3));
     assertEquals(Constrained.STEPS, lines.size());

@@ -64,18 +64,23 @@ public final class BlockPieces {
       throw Failures.of(path, "has a block size of " + blockSize, Errno.EINVAL);
     }
     next = offset - offset % blockSize;
-    blocksInPiece = blocksInPiece();
+    // Only "local" answers an empty range with a block; its blocks are not made up of smaller ones.
+    blocksInPiece = blocksInPiece(header.blockCount() == 0 ? smallestBlockSize() : blockSize);
   }
 
-  private int blocksInPiece() {
+  private int blocksInPiece(long smallest) {
     long blocksInReply = REPLY_LENGTH / (2L * Integer.BYTES * Math.max(1, replicaCount));
-    long smallest = record.length == RECORD_LENGTH ? recordedBlockSize() : 1;
-    long smallestInBlock = Math.max(1, blockSize / Math.max(1, smallest));
+    long smallestInBlock = Math.max(1, blockSize / smallest);
     return (int) Math.max(1, blocksInReply / smallestInBlock);
   }
 
-  private long recordedBlockSize() {
-    return ByteBuffer.wrap(record).order(ByteOrder.nativeOrder()).getLong(BLOCK_SIZE_OFFSET);
+  /** The file system's own block size; 1, which is on the safe side, where that is not known. */
+  private long smallestBlockSize() {
+    if (record.length != RECORD_LENGTH) {
+      return 1;
+    }
+    ByteBuffer bytes = ByteBuffer.wrap(record).order(ByteOrder.nativeOrder());
+    return Math.max(1, bytes.getLong(BLOCK_SIZE_OFFSET));
   }
 
   private BlockLocations locate(long offset, long length) throws IOException {
@@ -133,24 +138,24 @@ public final class BlockPieces {
    * @return a stream that throws an {@link UncheckedIOException} where {@link #next} throws
    */
   public Stream<BlockRange> stream() {
-    Iterator<BlockRange> pieces =
-        new Iterator<BlockRange>() {
-          @Override
-          public boolean hasNext() {
-            return BlockPieces.this.hasNext();
-          }
-
-          @Override
-          public BlockRange next() {
-            try {
-              return BlockPieces.this.next();
-            } catch (IOException e) {
-              throw new UncheckedIOException(e);
-            }
-          }
-        };
     return StreamSupport.stream(
-        Spliterators.spliteratorUnknownSize(pieces, Spliterator.ORDERED | Spliterator.NONNULL),
+        Spliterators.spliteratorUnknownSize(new Rest(), Spliterator.ORDERED | Spliterator.NONNULL),
         false);
+  }
+
+  private final class Rest implements Iterator<BlockRange> {
+    @Override
+    public boolean hasNext() {
+      return BlockPieces.this.hasNext();
+    }
+
+    @Override
+    public BlockRange next() {
+      try {
+        return BlockPieces.this.next();
+      } catch (IOException e) {
+        throw new UncheckedIOException(e);
+      }
+    }
   }
 }

@@ -14,6 +14,29 @@ import java.util.concurrent.ThreadFactory;
 final class UserThreadStarter {
   private static final Runnable STOP = () -> {};
 
+  /** Of this package, what actions may be the first to use. */
+  private static final Class<?>[] OF_ACTIONS = {
+    AclEntry.class,
+    AclFormat.class,
+    AclScope.class,
+    AclTag.class,
+    BlockLocations.class,
+    BlockPieces.class,
+    BlockRange.class,
+    BoundedCache.class,
+    Errno.class,
+    Failures.class,
+    FileStatus.class,
+    FileType.class,
+    LocatedFileStatus.class,
+    Names.class,
+    StatusLayout.class,
+    UserAccount.class,
+    UserThreadException.class,
+    ZorfFailure.class,
+    ZorfFiles.class
+  };
+
   private final ThreadFactory factory;
   private final BlockingQueue<Runnable> tasks = new LinkedBlockingQueue<>();
 
@@ -76,12 +99,21 @@ final class UserThreadStarter {
       throw new IllegalArgumentException(
           "the thread factory makes virtual threads, which share their identities");
     }
-    // Nothing of it is to be loaded for the first time by a thread that acts as a user.
+    for (Class<?> type : OF_ACTIONS) {
+      load(type);
+    }
     UserCall<?> call = new UserCall<>(warmUp);
     call.run();
-    UserThreadException.closed("").copy();
     call.<Exception>outcome();
     return own;
+  }
+
+  /** A class that a user may not read, loaded for the first time as that user, is missing for all. */
+  private static void load(Class<?> type) throws ClassNotFoundException {
+    Class.forName(type.getName());
+    for (Class<?> member : type.getDeclaredClasses()) {
+      load(member);
+    }
   }
 
   /** Starts a thread, or has the worker say why not. */
