@@ -73,7 +73,7 @@ class FilesTest {
   @Test
   void namesAreKeptForAsLongAsAskedFor() throws Exception {
     ZorfFiles fresh = ZorfFiles.create();
-    ZorfFiles keeping = ZorfFiles.cachingNames(Duration.ofMillis(300), 10);
+    ZorfFiles keeping = ZorfFiles.cachingNames(Duration.ofMillis(1500), 10);
     try (Accounts.Change passwd = new Accounts.Change("passwd")) {
       assertEquals("zorf_user5", keeping.userName(60105));
       assertEquals(60105, keeping.userId("zorf_user5"));
@@ -81,7 +81,7 @@ class FilesTest {
       assertEquals("zorf_user5", keeping.userName(60105));
       assertEquals(60105, keeping.userId("zorf_user5"));
       assertEquals("60105", fresh.userName(60105));
-      Thread.sleep(350);
+      Thread.sleep(1600);
       assertEquals("60105", keeping.userName(60105));
     }
     assertEquals("zorf_user5", keeping.userName(60105));

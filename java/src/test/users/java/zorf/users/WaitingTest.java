@@ -68,7 +68,7 @@ class WaitingTest {
     return UserThreads.builder()
         .threadsPerUser(1)
         .maxWaiting(1)
-        .maxWait(Duration.ofMillis(300))
+        .maxWait(Duration.ofMillis(1500))
         .closeWait(Duration.ofMillis(300))
         .build();
   }
@@ -88,7 +88,7 @@ class WaitingTest {
       second.whenWaiting();
       Caller<String> third = new Caller<>(() -> threads.call(USER, Kernel::identity));
       assertBusy("already 1 other calls wait for 1 threads, of 1 in all", third);
-      assertBusy("waited 300 ms, 0 other calls wait for 1 threads, of 1 in all", second);
+      assertBusy("waited 1500 ms, 0 other calls wait for 1 threads, of 1 in all", second);
       assertEquals(Accounts.identity(2), threads.call(Accounts.user(2), Kernel::identity));
       goOn.countDown();
       assertEquals(Accounts.identity(1), first.result());
