@@ -4,6 +4,7 @@ import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
+import zorf.common.Sizes;
 
 /** Questions about blocks. The policy is one of the process, so each question sets its own. */
 final class Blocks {
@@ -15,6 +16,21 @@ final class Blocks {
 
   private Blocks() {}
 
+  /** The sizes that a file's blocks have. */
+  static final class Sizing {
+    final long blockSize;
+    /** What the sorting policy counts: the file system block, by the status of the file. */
+    final long unit;
+    /** How many replicas the file is to have. */
+    final int replicas;
+
+    Sizing(long blockSize, long unit, int replicas) {
+      this.blockSize = blockSize;
+      this.unit = unit;
+      this.replicas = replicas;
+    }
+  }
+
   static void choose(BlockPolicy policy, long defaultBlockSize) {
     int chosen = ZORFNative.getBlkCmd(policy.bytes(), defaultBlockSize);
     if (chosen != policy.ordinal()) {
@@ -24,6 +40,39 @@ final class Blocks {
 
   static BlockLocations locate(String path, long offset, long length, byte[] record) {
     return BlockLocations.decode(ZORFNative.getBlockLocationsNative(path, offset, length, record));
+  }
+
+  /** The blocks of a range that lies in the file; the record decides how they are counted. */
+  static BlockRange range(
+      String path, BlockPolicy policy, long defaultSize, long offset, long length, byte[] record) {
+    choose(BlockPolicy.SHARED, defaultSize);
+    BlockLocations told = locate(path, 0, 0, record);
+    boolean local = policy == BlockPolicy.LOCAL;
+    long blockSize = local ? fileSystemBlockSize(path) : told.blockSize();
+    long unit = RawStatus.blockSize(record);
+    BlockRange.Locator locator =
+        new BlockRange.Locator() {
+          @Override
+          public BlockLocations locate(long from, long bytes) {
+            choose(policy, defaultSize);
+            return Blocks.locate(path, from, bytes, record);
+          }
+
+          @Override
+          public String advice() {
+            long own = fileSystemBlockSize(path);
+            return own == unit || own == 0
+                ? ""
+                : "the file's status says blocks of "
+                    + Sizes.human(unit)
+                    + " and the file system "
+                    + Sizes.human(own)
+                    + ": --as-on-zorf counts by the latter";
+          }
+        };
+    long size = Library.layout().decode(record).size();
+    Sizing sizing = new Sizing(blockSize, unit, told.replicaCount());
+    return new BlockRange(path, policy, sizing, size, offset, length, locator);
   }
 
   static void requireRegular(String path, byte[] record) {

@@ -123,6 +123,13 @@ final class Json {
         : i > 0 && Character.isHighSurrogate(value.charAt(i - 1));
   }
 
+  /** The text since the last call: a long document need not be kept whole. */
+  String take() {
+    String taken = text.toString();
+    text.setLength(0);
+    return taken;
+  }
+
   @Override
   public String toString() {
     if (!open.isEmpty()) {

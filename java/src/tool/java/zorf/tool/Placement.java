@@ -19,6 +19,8 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 final class Placement {
   /** Locations that the topology does not name. */
   static final int NO_RACK = -1;
+  /** Where a block has fewer replicas than it might. */
+  static final int NO_LOCATION = -1;
 
   private final BlockLocations locations;
   private final boolean weighted;
