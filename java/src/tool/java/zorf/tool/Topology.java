@@ -6,11 +6,10 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Collections;
-import java.util.HashSet;
+import java.util.HashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
-import java.util.Set;
 
 /**
  * Which location stands in which rack, read from a file with lines such as
@@ -22,6 +21,7 @@ import java.util.Set;
  */
 final class Topology {
   private final Map<Integer, List<Integer>> racks = new LinkedHashMap<>();
+  private final Map<Integer, Integer> rackOf = new HashMap<>();
 
   /** A topology without racks. */
   static Topology unknown() {
@@ -36,7 +36,6 @@ final class Topology {
   /** Reads a file's text; a mistake is a {@link Failure} that names the line. */
   static Topology parse(String name, String text) {
     Topology topology = new Topology();
-    Set<Integer> locations = new HashSet<>();
     String[] lines = text.split("\n", -1);
     for (int i = 0; i < lines.length; i++) {
       String statement = lines[i].replaceFirst("#.*", "").trim();
@@ -51,7 +50,7 @@ final class Topology {
       List<Integer> members = new ArrayList<>();
       for (int word = 2; word < words.length; word++) {
         int location = Integer.parseInt(words[word]);
-        if (!locations.add(location)) {
+        if (topology.rackOf.put(location, rack) != null) {
           throw new Failure(name + ":" + (i + 1) + ": location " + location + " is given twice");
         }
         members.add(location);
@@ -64,6 +63,11 @@ final class Topology {
       throw new Failure(name + ": there is no rack");
     }
     return topology;
+  }
+
+  /** The rack of a location, {@link Placement#NO_RACK} if no rack names it. */
+  int rackOf(int location) {
+    return rackOf.getOrDefault(location, Placement.NO_RACK);
   }
 
   /** The locations of each rack, in the order of the file. */
