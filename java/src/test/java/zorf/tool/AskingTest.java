@@ -105,6 +105,53 @@ class AskingTest extends ToolFixture {
   }
 
   @Test
+  void locateRefusesBlocksThatDoNotCoverTheFile() throws Exception {
+    // An HDFS block has more of these files' own small blocks than a reply of the file system.
+    Launcher.Result result = tool.run("locate", "-p", "rackaware-sort", "table");
+    assertEquals(1, result.status);
+    assertEquals("", result.out);
+    assertTrue(
+        result.err.matches(
+            "zorfhadoop: table: rackaware-sort gave 1 block of 128 MiB for 1 GiB at 0 B, which is"
+                + " 8 blocks of 128 MiB; the file's status says blocks of [0-9]+ KiB and the file"
+                + " system 4 MiB: --as-on-zorf counts by the latter\n"),
+        result.err);
+  }
+
+  @Test
+  void locateSumsUpSeveralFiles() throws Exception {
+    Launcher.Result result =
+        tool.run("locate", "--topology", "racks", "table", "gone", "readme");
+    assertEquals("zorfhadoop: gone: No such file or directory\n", result.err);
+    assertEquals(1, result.status);
+    List<String> shown = lines(result.out);
+    assertEquals("2 files, 1.0 GiB: 9 blocks, 0 under-replicated (rackaware)", shown.get(0));
+    assertEquals(
+        List.of(
+            "blocks        of   replicas   under-replicated   file",
+            "     8   128 MiB          2                  0   table",
+            "     1   128 MiB          2                  0   readme",
+            "",
+            "rack   locations   blocks       bytes   share"),
+        shown.subList(2, 7));
+    works("replication", "--set", "3", "table");
+    contains(
+        works("locate", "--summary", "table"),
+        "\n\nunder-replicated   offset   bytes   replicas   file\n"
+            + "   blocks 0 to 7      0 B   1 GiB   2 of 3     table\n");
+    contains(
+        works("locate", "--summary", "--json", "table"),
+        "\"underReplicated\": [{\"path\": \"table\", \"offset\": 0, \"length\": 1073741824,"
+            + " \"blocks\": 8, \"locations\": 2, \"wantedReplicas\": 3}]}\n");
+    assertEquals(
+        "2 files, 1.0 GiB (shared), no locations\n\n"
+            + "blocks        of   replicas   under-replicated   file\n"
+            + "     -   128 MiB          3                  -   table\n"
+            + "     -   128 MiB          2                  -   readme\n",
+        works("locate", "-p", "shared", "table", "readme"));
+  }
+
+  @Test
   void locateWritesJson() throws Exception {
     String json = works("locate", "--json", "--length", "200M", "table");
     assertTrue(
@@ -128,6 +175,19 @@ class AskingTest extends ToolFixture {
     String svg = new String(Files.readAllBytes(directory.resolve("picture.svg")), "UTF-8");
     assertTrue(svg.startsWith("<svg ") && svg.endsWith("</svg>\n"));
     contains(svg, ">rack 2</text>");
+    assertEquals(svg, works("locate", "--svg", "-", "--topology", "racks", "table"));
+    contains(
+        works("locate", "--svg", "-", "-p", "shared", "table"),
+        ">no locations: &quot;shared&quot; tells only block size and replica count</text>\n");
+    Path deep = Files.createDirectories(directory.resolve("a-long-way/" + "down-".repeat(10)));
+    Files.write(deep.resolve("to-the-file"), new byte[1]);
+    assertEquals(
+        "a-long-way\u2026wn-down-/to-the-file: 1 B, 1 block of 128 MiB, 2 replicas (rackaware)",
+        lines(
+            tool.with("LC_ALL", "C.UTF-8")
+                .run("locate", "--map", directory.relativize(deep) + "/to-the-file")
+                .works())
+            .get(0));
     tool.with("ZORF_TOPOLOGY", directory.resolve("none").toString());
     fails(
         1,
@@ -157,6 +217,14 @@ class AskingTest extends ToolFixture {
         2,
         "--map and --json exclude each other (see: zorfhadoop locate --help)",
         "locate", "--map", "--json", "table");
+    fails(
+        2,
+        "--svg - leaves no place for --map (see: zorfhadoop locate --help)",
+        "locate", "--map", "--svg", "-", "table");
+    fails(
+        2,
+        "--map draws one PATH, without --summary (see: zorfhadoop locate --help)",
+        "locate", "--map", "table", "readme");
   }
 
   @Test

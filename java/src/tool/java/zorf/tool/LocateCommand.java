@@ -5,12 +5,9 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
-import java.util.Arrays;
-import java.util.stream.Collectors;
+import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
-import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
-import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -20,7 +17,8 @@ import zorf.common.Table;
 @Command(
     name = "locate",
     description = {
-      "Shows which locations hold the blocks of a file, as a table, a map, JSON or a picture.",
+      "Shows which locations hold the blocks of a file, as a table, a map, JSON or a picture; of"
+          + " several files what racks and locations hold, and which blocks have too few replicas.",
       "The policy decides what a NameNode would be told: \"local\" the file system's own blocks,"
           + " \"shared\" only block size and replica count, \"rackaware\" HDFS blocks as the file"
           + " system places them, \"rackaware-sort\" HDFS blocks with the locations that hold most"
@@ -31,13 +29,14 @@ import zorf.common.Table;
       "  zorfhadoop locate --policy local --offset 1G --length 256M /zorf/data/events.dat",
       "  zorfhadoop locate --map --topology /etc/zorf/racks /zorf/data/events.dat",
       "  zorfhadoop locate --svg events.svg --topology /etc/zorf/racks /zorf/data/events.dat",
-      "  zorfhadoop locate --json /zorf/data/events.dat | jq '.blocks[0].locations'"
+      "  zorfhadoop locate --json /zorf/data/events.dat | jq '.blocks[0].locations'",
+      "  zorfhadoop locate --topology /etc/zorf/racks /zorf/data/*.dat"
     })
 final class LocateCommand extends FileCommand {
-  private static final int SVG_COLUMNS = 200;
+  private static final Path STANDARD_OUTPUT = Paths.get("-");
 
-  @Parameters(paramLabel = "PATH", description = "The file.")
-  private String path;
+  @Parameters(paramLabel = "PATH", arity = "1..*", description = "Files; of several the sum.")
+  private List<String> paths;
 
   @Option(
       names = {"-p", "--policy"},
@@ -76,8 +75,15 @@ final class LocateCommand extends FileCommand {
       names = "--rows",
       paramLabel = "COUNT",
       defaultValue = "20",
-      description = "How many blocks the table shows, 0 for all (default: ${DEFAULT-VALUE}).")
+      description = "How many rows each table shows, 0 for all (default: ${DEFAULT-VALUE}).")
   private int rows;
+
+  @Option(
+      names = "--summary",
+      description =
+          "Sum up what racks and locations hold and which blocks have too few replicas, instead of"
+              + " listing blocks; always so for several files.")
+  private boolean summary;
 
   @Option(names = "--map", description = "Draw a map of blocks by locations instead of the table.")
   private boolean map;
@@ -89,21 +95,23 @@ final class LocateCommand extends FileCommand {
       description = "Colour the map: ${COMPLETION-CANDIDATES} (default: ${DEFAULT-VALUE}).")
   private Output.Color color;
 
-  @Option(names = "--json", description = "Print a JSON object instead of the table.")
+  @Option(names = "--json", description = "Print a JSON object instead of tables.")
   private boolean json;
 
   @Option(
       names = "--svg",
       paramLabel = "FILE",
-      description = "Also write a picture, blocks by locations, to FILE.")
+      description =
+          "Also write a picture, blocks by locations, to FILE; with \"-\" to standard output and"
+              + " nothing else there.")
   private Path svg;
 
   @Option(
       names = "--topology",
       paramLabel = "FILE",
       description =
-          "Group the locations of map and picture by the racks that FILE names, on lines such as"
-              + " \"rack 1: 100 101\" (default: the file that $ZORF_TOPOLOGY names).")
+          "Group the locations of summary, map and picture by the racks that FILE names, on lines"
+              + " such as \"rack 1: 100 101\" (default: the file that $ZORF_TOPOLOGY names).")
   private Path topologyFile;
 
   @Option(
@@ -118,8 +126,16 @@ final class LocateCommand extends FileCommand {
 
   @Override
   void prepare() throws IOException {
+    boolean drawn = map || svg != null;
+    summary |= paths.size() > 1;
     if (map && json) {
       throw misuse("--map and --json exclude each other");
+    }
+    if (drawn && summary) {
+      throw misuse((map ? "--map" : "--svg") + " draws one PATH, without --summary");
+    }
+    if (STANDARD_OUTPUT.equals(svg) && (map || json)) {
+      throw misuse("--svg - leaves no place for " + (map ? "--map" : "--json"));
     }
     if (rows < 0) {
       throw misuse("--rows takes 0 or more");
@@ -131,7 +147,7 @@ final class LocateCommand extends FileCommand {
     if (topologyFile == null && named != null && !named.isEmpty()) {
       topologyFile = Paths.get(named);
     }
-    if (topologyFile != null && (map || svg != null)) {
+    if (topologyFile != null && (drawn || summary)) {
       try {
         topology = Topology.read(topologyFile);
       } catch (IOException e) {
@@ -142,144 +158,102 @@ final class LocateCommand extends FileCommand {
 
   @Override
   int runAsUser() throws IOException {
-    return each(Arrays.asList(path), this::locate);
+    if (!summary) {
+      return each(paths, path -> show(range(path)));
+    }
+    PlacementTotals totals = new PlacementTotals(topology);
+    int status = each(paths, path -> totals.add(range(path)));
+    if (!totals.files().isEmpty()) {
+      TotalsListing listing = new TotalsListing(totals, policy);
+      if (json) {
+        Output.OUT.println(listing.json());
+      } else {
+        listing.print(Output.OUT, rows);
+      }
+    }
+    return status;
   }
 
-  private void locate(String path) throws IOException {
+  /** The part of the file that was asked for. */
+  private BlockRange range(String path) throws IOException {
     byte[] record = ZORFNative.getFileStatusNative(path, true);
-    FileStatus status = Library.layout().decode(record);
     Blocks.requireRegular(path, record);
-    if (length == null) {
-      length = Math.max(0, status.size() - offset);
+    long size = Library.layout().decode(record).size();
+    if (offset > size) {
+      throw new Failure(path + ": the offset is beyond the end of " + Sizes.count(size, "byte"));
     }
-    if (offset > status.size()) {
-      throw new Failure(
-          path + ": the offset is beyond the end of " + Sizes.count(status.size(), "byte"));
-    }
+    long rest = size - offset;
     long zorfBlockSize = asOnZorf ? Blocks.fileSystemBlockSize(path) : 0;
     byte[] asked = zorfBlockSize > 0 ? RawStatus.withBlockSize(record, zorfBlockSize) : record;
-    Blocks.choose(policy, defaultBlockSize);
-    BlockLocations locations = Blocks.locate(path, offset, length, asked);
-    long blockSize = RawStatus.blockSize(asked);
+    return Blocks.range(
+        path,
+        policy,
+        defaultBlockSize,
+        offset,
+        length == null ? rest : Math.min(length, rest),
+        asked);
+  }
+
+  private void show(BlockRange range) {
     if (svg != null) {
-      Placement placement =
-          new Placement(locations, policy, blockSize, topology, SVG_COLUMNS);
-      String picture = new PlacementSvg(placement, locations, policy, name(path)).render();
-      try {
-        Files.write(svg, picture.getBytes(StandardCharsets.UTF_8));
-      } catch (IOException e) {
-        throw new Failure("can't write " + svg + ": " + Failure.reason(e), e);
+      draw(new PlacementSvg(range, topology).render());
+      if (STANDARD_OUTPUT.equals(svg)) {
+        return;
       }
     }
     if (json) {
-      Output.OUT.println(json(path, status, locations));
+      new BlockListing(range).printJson(Output.OUT);
+    } else if (!range.hasLocations()) {
+      Output.OUT.println(title(range));
+    } else if (map) {
+      int width = Output.width();
+      boolean unicode = Output.unicode();
+      String drawn =
+          new PlacementMap(range, topology, width, Output.colored(color), unicode).render();
+      Output.OUT.println(title(range, width, unicode));
+      Output.OUT.println();
+      Output.OUT.print(drawn);
+    } else {
+      Table table = new BlockListing(range).table(rows);
+      Output.OUT.println(title(range));
+      Output.OUT.println();
+      table.print(Output.OUT);
+    }
+  }
+
+  private void draw(String picture) {
+    if (STANDARD_OUTPUT.equals(svg)) {
+      Output.OUT.print(picture);
       return;
     }
-    Output.OUT.println(summary(path, status, locations));
-    if (locations.blockCount() > 0 && locations.replicaCount() > 0) {
-      Output.OUT.println();
-      if (map) {
-        int columns = PlacementMap.columnsIn(Output.width());
-        Placement placement = new Placement(locations, policy, blockSize, topology, columns);
-        Output.OUT.print(
-            new PlacementMap(placement, Output.colored(color), Output.unicode()).render());
-      } else {
-        table(locations).print(Output.OUT);
-      }
+    try {
+      Files.write(svg, picture.getBytes(StandardCharsets.UTF_8));
+    } catch (IOException e) {
+      throw new Failure("can't write " + svg + ": " + Failure.reason(e), e);
     }
   }
 
-  private static String name(String path) {
-    Path name = Paths.get(path).getFileName();
-    return name == null ? path : name.toString();
+  private static String title(BlockRange range) {
+    return Output.printable(range.path()) + about(range);
   }
 
-  private String summary(String path, FileStatus status, BlockLocations locations) {
-    String range = Sizes.human(status.size());
-    if (offset != 0) {
-      range = Sizes.human(locations.length()) + " at " + Sizes.offset(offset) + " of " + range;
-    } else if (locations.length() != status.size()) {
-      range = "the first " + Sizes.human(locations.length()) + " of " + range;
-    }
-    String blocks =
-        policy == BlockPolicy.SHARED
-            ? "blocks of " + Sizes.human(locations.blockSize())
-            : Sizes.count(locations.blockCount(), "block")
-                + " of "
-                + Sizes.human(locations.blockSize());
-    return Output.printable(path)
-        + ": "
-        + range
+  /** A title whose path is shortened as far as the line needs it. */
+  private static String title(BlockRange range, int width, boolean unicode) {
+    String about = about(range);
+    int room = Math.max(12, width - about.length());
+    return Shortened.toColumns(Output.printable(range.path()), room, unicode) + about;
+  }
+
+  private static String about(BlockRange range) {
+    return ": "
+        + range.asked()
         + ", "
-        + blocks
+        + range.blocks()
         + ", "
-        + Sizes.count(locations.replicaCount(), "replica")
+        + range.replicaText()
         + " ("
-        + policy.text()
+        + range.policy().text()
         + ")"
-        + (policy == BlockPolicy.SHARED ? ", no locations" : "");
-  }
-
-  /** The offset of the first block: the range is widened to whole blocks. */
-  private static long start(BlockLocations locations) {
-    long size = locations.blockSize();
-    return size == 0 ? locations.offset() : locations.offset() - locations.offset() % size;
-  }
-
-  private Table table(BlockLocations locations) {
-    boolean sorted = policy == BlockPolicy.RACKAWARE_SORT;
-    Table table =
-        sorted
-            ? new Table(">block", ">offset", "locations", "file system blocks there")
-            : new Table(">block", ">offset", "locations");
-    int count = locations.blockCount();
-    int atEnd = rows == 0 ? 0 : Math.min(4, rows / 3);
-    int atStart = rows == 0 ? count : rows - atEnd;
-    long first = locations.blockSize() == 0 ? 0 : start(locations) / locations.blockSize();
-    for (int i = 0; i < count; i++) {
-      if (i < atStart || i >= count - atEnd) {
-        String number = Sizes.exact(first + i);
-        String from = Sizes.offset(start(locations) + i * locations.blockSize());
-        String ids = words(locations.ids(i));
-        if (sorted) {
-          table.row(number, from, ids, words(locations.secondWords(i)));
-        } else {
-          table.row(number, from, ids);
-        }
-      } else if (i == atStart) {
-        table.row(sorted ? new String[] {"...", "", "", ""} : new String[] {"...", "", ""});
-      }
-    }
-    return table;
-  }
-
-  private static String words(int[] words) {
-    return Arrays.stream(words)
-        .mapToObj(word -> word == -1 ? "-" : String.valueOf(word))
-        .map(word -> Table.repeat(" ", 4 - word.length()) + word)
-        .collect(Collectors.joining(" "));
-  }
-
-  private Json json(String path, FileStatus status, BlockLocations locations) {
-    Json json = new Json().object();
-    json.put("path", path)
-        .put("size", status.size())
-        .put("policy", policy.text())
-        .put("offset", locations.offset())
-        .put("length", locations.length())
-        .put("blockSize", locations.blockSize())
-        .put("replicas", locations.replicaCount());
-    json.key("blocks").array();
-    for (int i = 0; i < locations.blockCount() && locations.replicaCount() > 0; i++) {
-      json.object()
-          .put("offset", start(locations) + i * locations.blockSize())
-          .put("locations", locations.ids(i));
-      // Under the other policies the second words are the file system's own affair.
-      if (policy == BlockPolicy.RACKAWARE_SORT) {
-        json.put("fileSystemBlocks", locations.secondWords(i));
-      }
-      json.end();
-    }
-    return json.end().end();
+        + (range.policy() == BlockPolicy.SHARED ? ", no locations" : "");
   }
 }

@@ -13,8 +13,8 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 
 /**
- * How much of each column of blocks each location holds. A column is one block while there are few,
- * else as many neighbours as it takes to keep to a number of columns.
+ * How much of each column of blocks each row of locations holds. A column is one block while there
+ * are few, else as many neighbours as it takes to keep to a number of columns; so it is with rows.
  */
 final class Placement {
   /** Locations that the topology does not name. */
@@ -22,54 +22,48 @@ final class Placement {
   /** Where a block has fewer replicas than it might. */
   static final int NO_LOCATION = -1;
 
-  private final BlockLocations locations;
   private final boolean weighted;
   private final long wholeBlock;
-  private final int blocksPerColumn;
+  private final long blocksPerColumn;
   private final int columns;
   private final Map<Integer, List<Integer>> racks = new LinkedHashMap<>();
+  private final List<PlacementRows.Group> groups;
+  private final boolean shared;
   private final Map<Integer, long[]> held = new HashMap<>();
   private final long[] capacity;
   private final double largestShare;
+  private final long largestTotal;
 
-  /**
-   * Counts what the locations hold.
-   *
-   * @param fileSystemBlock the size of the file system blocks that the sorting policy counts
-   * @param maxColumns how many columns there may be
-   */
-  Placement(
-      BlockLocations locations,
-      BlockPolicy policy,
-      long fileSystemBlock,
-      Topology topology,
-      int maxColumns) {
-    this.locations = locations;
-    weighted = policy == BlockPolicy.RACKAWARE_SORT;
-    wholeBlock = weighted ? Math.max(1, locations.blockSize() / Math.max(1, fileSystemBlock)) : 1;
-    int blocks = locations.blockCount();
-    blocksPerColumn = Math.max(1, (blocks + maxColumns - 1) / maxColumns);
-    columns = (blocks + blocksPerColumn - 1) / blocksPerColumn;
+  /** Counts what the locations hold of a range, in at most so many columns and rows. */
+  Placement(BlockRange range, Topology topology, int maxColumns, int maxRows) {
+    weighted = range.policy() == BlockPolicy.RACKAWARE_SORT;
+    wholeBlock = weighted ? range.unitsInBlock() : 1;
+    long blocks = range.count();
+    blocksPerColumn = Math.max(1, (blocks - 1) / maxColumns + 1);
+    columns = (int) ((blocks + blocksPerColumn - 1) / blocksPerColumn);
     capacity = new long[columns];
-    count();
+    range.each(this::count);
     group(topology);
+    groups = PlacementRows.group(racks, maxRows);
+    shared = groups.stream().flatMap(group -> group.rows.stream())
+        .anyMatch(row -> row.locations.size() > 1);
     largestShare = largestShareOf();
+    largestTotal =
+        groups.stream().flatMap(group -> group.rows.stream()).mapToLong(this::total).max()
+            .orElse(0);
   }
 
-  private void count() {
-    for (int block = 0; block < locations.blockCount(); block++) {
-      int column = block / blocksPerColumn;
-      for (int replica = 0; replica < locations.replicaCount(); replica++) {
-        int id = locations.id(block, replica);
-        // What the sorting policy has no location for.
-        if (id == -1 && weighted) {
-          continue;
-        }
-        long weight = weighted ? locations.secondWord(block, replica) : 1;
-        held.computeIfAbsent(id, location -> new long[columns])[column] += weight;
+  private void count(long block, BlockLocations piece, int entry) {
+    int column = (int) (block / blocksPerColumn);
+    for (int replica = 0; replica < piece.replicaCount(); replica++) {
+      int id = piece.id(entry, replica);
+      if (id == NO_LOCATION) {
+        continue;
       }
-      capacity[column] += wholeBlock;
+      long weight = weighted ? piece.secondWord(entry, replica) : 1;
+      held.computeIfAbsent(id, location -> new long[columns])[column] += weight;
     }
+    capacity[column] += wholeBlock;
   }
 
   private void group(Topology topology) {
@@ -83,68 +77,80 @@ final class Placement {
     }
   }
 
-  /** The locations of each rack; {@link #NO_RACK} stands last. */
-  Map<Integer, List<Integer>> racks() {
-    return Collections.unmodifiableMap(racks);
+  /** The rows; those without a rack stand last. */
+  List<PlacementRows.Group> groups() {
+    return Collections.unmodifiableList(groups);
   }
 
   int columns() {
     return columns;
   }
 
-  /** Whether a location can only hold all of a column or nothing. */
+  /** Whether a row can only hold all of a column or nothing. */
   boolean allOrNothing() {
-    return blocksPerColumn == 1 && !weighted;
+    return blocksPerColumn == 1 && !weighted && !shared;
   }
 
-  int blocksPerColumn() {
+  /** Whether there are rows of several locations. */
+  boolean sharedRows() {
+    return shared;
+  }
+
+  long blocksPerColumn() {
     return blocksPerColumn;
   }
 
-  /** From 0, nothing of the column's blocks, to 1, (a replica of) all of them. */
-  double share(int location, int column) {
-    long[] counts = held.get(location);
-    return counts == null ? 0 : Math.min(1, (double) counts[column] / capacity[column]);
-  }
-
-  /** The largest {@link #share}: of a column of many blocks each location holds only a little. */
-  double largestShare() {
-    return largestShare;
+  /**
+   * From 0, nothing of the column's blocks, to 1, (a replica of) all of them. Of a row of several
+   * locations it is what one of them holds on average.
+   */
+  double share(PlacementRows.Row row, int column) {
+    long counted = 0;
+    for (int location : row.locations) {
+      long[] counts = held.get(location);
+      counted += counts == null ? 0 : counts[column];
+    }
+    return Math.min(1, (double) counted / capacity[column] / row.locations.size());
   }
 
   private double largestShareOf() {
     double largest = 0;
-    for (int location : held.keySet()) {
-      for (int column = 0; column < columns; column++) {
-        largest = Math.max(largest, share(location, column));
+    for (PlacementRows.Group group : groups) {
+      for (PlacementRows.Row row : group.rows) {
+        for (int column = 0; column < columns; column++) {
+          largest = Math.max(largest, share(row, column));
+        }
       }
     }
     return largest;
   }
 
-  /** How dark a column of a location is, from 0 (nothing) to a number of steps (the most). */
-  int shade(int location, int column, int steps) {
-    double share = share(location, column);
+  /** How dark a column of a row is, from 0 (nothing) to a number of steps (the most). */
+  int shade(PlacementRows.Row row, int column, int steps) {
+    double share = share(row, column);
     return share == 0 ? 0 : (int) Math.ceil(share / largestShare * steps);
   }
 
   /** The largest share of a shade, such as "4.6%". */
   String shadeText(int shade, int steps) {
     double percent = 100 * largestShare * shade / steps;
-    return String.format(Locale.ROOT, percent < 10 ? "%.1f%%" : "%.0f%%", percent);
+    String digits = percent < 1 ? "%.2f%%" : percent < 10 ? "%.1f%%" : "%.0f%%";
+    return String.format(Locale.ROOT, digits, percent);
   }
 
-  /** How many replicas a location holds; with the sorting policy, of file system blocks. */
-  long total(int location) {
+  /** How many replicas a row holds; with the sorting policy, of file system blocks. */
+  long total(PlacementRows.Row row) {
     long total = 0;
-    for (long count : held.getOrDefault(location, new long[0])) {
-      total += count;
+    for (int location : row.locations) {
+      for (long count : held.getOrDefault(location, new long[0])) {
+        total += count;
+      }
     }
     return total;
   }
 
   /** The largest {@link #total}. */
   long largestTotal() {
-    return held.keySet().stream().mapToLong(this::total).max().orElse(0);
+    return largestTotal;
   }
 }

@@ -1,85 +1,174 @@
 package zorf.tool;
 
-import java.util.List;
-import java.util.Map;
+import zorf.common.Sizes;
 import zorf.common.Table;
 
 /** The placement as text: a row for each location, a character for each column of blocks. */
 final class PlacementMap {
+  /** More rows than this are hard to compare; locations share them then. */
+  private static final int MAX_ROWS = 48;
+
   private static final String UNICODE_SHADES = "\u00b7\u2591\u2592\u2593\u2588";
   private static final String ASCII_SHADES = ".:+*#";
   private static final int BAR = 10;
+  private static final int LABEL = 6;
+  private static final int TOTAL = 9;
   /** Of the 256 colours that terminals have: told apart on light and on dark. */
   private static final int[] RACK_COLORS = {33, 172, 35, 168, 98, 37, 136, 166};
 
-  private final Placement placement;
+  private final BlockRange range;
+  private final int width;
   private final boolean colored;
   private final boolean unicode;
+  private final Placement placement;
+  private final int label;
+  private final int total;
 
-  PlacementMap(Placement placement, boolean colored, boolean unicode) {
-    this.placement = placement;
+  /** A map of all blocks of a range that fits into a terminal. */
+  PlacementMap(BlockRange range, Topology topology, int width, boolean colored, boolean unicode) {
+    this.range = range;
+    this.width = width;
     this.colored = colored;
     this.unicode = unicode;
+    Placement first = new Placement(range, topology, columns(LABEL, TOTAL), MAX_ROWS);
+    label = Math.max(LABEL, longestLabel(first));
+    total = Math.max(TOTAL, Sizes.exact(first.largestTotal()).length());
+    placement =
+        columns(label, total) == columns(LABEL, TOTAL)
+            ? first
+            : new Placement(range, topology, columns(label, total), MAX_ROWS);
   }
 
-  /** How many columns of blocks fit between a location's label and its total. */
-  static int columnsIn(int width) {
-    return Math.max(10, width - 8 - BAR - 13);
+  /** How many columns of blocks fit between the labels and the totals. */
+  private int columns(int labelWidth, int totalWidth) {
+    return Math.max(10, width - labelWidth - BAR - totalWidth - 6);
+  }
+
+  private static int longestLabel(Placement placement) {
+    int longest = 0;
+    for (PlacementRows.Group group : placement.groups()) {
+      if (group.isOneRow()) {
+        longest = Math.max(longest, group.name.length());
+        continue;
+      }
+      for (PlacementRows.Row row : group.rows) {
+        longest = Math.max(longest, row.label.length());
+      }
+    }
+    return longest;
   }
 
   String render() {
     StringBuilder text = new StringBuilder();
-    int color = 0;
-    for (Map.Entry<Integer, List<Integer>> rack : placement.racks().entrySet()) {
-      boolean named = rack.getKey() != Placement.NO_RACK;
-      if (named) {
-        text.append("rack ").append(rack.getKey()).append('\n');
-      } else if (placement.racks().size() > 1) {
-        text.append("no rack\n");
+    int group = 0;
+    for (PlacementRows.Group rows : placement.groups()) {
+      int color = RACK_COLORS[group++ % RACK_COLORS.length];
+      if (rows.isOneRow()) {
+        row(text, rows.name, rows.rows.get(0), color);
+        continue;
       }
-      for (int location : rack.getValue()) {
-        row(text, location, RACK_COLORS[color % RACK_COLORS.length]);
+      if (!rows.name.isEmpty()) {
+        colored(text, color, rows.name);
+        text.append('\n');
       }
-      color++;
+      for (PlacementRows.Row row : rows.rows) {
+        row(text, row.label, row, color);
+      }
     }
+    shown(text);
     legend(text);
     return text.toString();
   }
 
-  private void row(StringBuilder text, int location, int color) {
+  private void row(StringBuilder text, String name, PlacementRows.Row row, int color) {
     String shades = shades();
-    text.append(String.format("%6d  ", location));
+    indent(text, name).append("  ");
     StringBuilder cells = new StringBuilder();
     for (int column = 0; column < placement.columns(); column++) {
-      cells.append(shades.charAt(placement.shade(location, column, shades.length() - 1)));
+      cells.append(shades.charAt(placement.shade(row, column, shades.length() - 1)));
     }
     colored(text, color, cells.toString());
-    long total = placement.total(location);
-    int bar = (int) Math.round((double) total * BAR / Math.max(1, placement.largestTotal()));
+    long held = placement.total(row);
+    int bar = (int) Math.round((double) held * BAR / Math.max(1, placement.largestTotal()));
     text.append("  ");
     colored(text, color, Table.repeat(unicode ? "\u2586" : "=", bar));
-    text.append(Table.repeat(" ", BAR - bar)).append(String.format(" %,9d%n", total));
+    String number = Sizes.exact(held);
+    text.append(Table.repeat(" ", BAR - bar + 1 + total - number.length()));
+    text.append(number).append('\n');
+  }
+
+  private StringBuilder indent(StringBuilder text, String name) {
+    return text.append(Table.repeat(" ", label - name.length())).append(name);
+  }
+
+  /** Which part of the file the columns stand for. */
+  private void shown(StringBuilder text) {
+    long first = range.firstNumber();
+    String blocks =
+        range.count() == 1
+            ? "block " + Sizes.exact(first)
+            : "blocks " + Sizes.exact(first) + " to " + Sizes.exact(first + range.count() - 1);
+    indent(text, "").append("  ").append(blocks).append(": ").append(range.shown()).append('\n');
   }
 
   private void legend(StringBuilder text) {
-    String shades = shades();
-    int steps = shades.length() - 1;
-    if (placement.allOrNothing()) {
-      text.append(String.format("%8s%s a replica%n", "", shades.charAt(steps)));
-      return;
-    }
-    int blocks = placement.blocksPerColumn();
-    text.append(String.format("%8s", ""))
-        .append("of each ")
-        .append(blocks == 1 ? "block" : blocks + " blocks")
-        .append(": ")
-        .append(shades.charAt(0))
-        .append(" none");
-    for (int i = 1; i <= steps; i++) {
-      text.append("  ").append(shades.charAt(i)).append(unicode ? " \u2264 " : " <= ");
-      text.append(placement.shadeText(i, steps));
+    int steps = shades().length() - 1;
+    String margin = Table.repeat(" ", label + 2);
+    String what = what();
+    text.append(margin).append(what);
+    int column = margin.length() + what.length();
+    for (int shade = placement.allOrNothing() ? steps : 0; shade <= steps; shade++) {
+      String share = share(shade, steps);
+      int hues = shade == 0 ? 1 : hues();
+      boolean first = column == margin.length();
+      String gap = first ? "" : shade == 0 ? " " : "  ";
+      if (!first && column + gap.length() + hues + share.length() > width) {
+        gap = "\n" + margin;
+        column = margin.length();
+      } else {
+        column += gap.length();
+      }
+      text.append(gap);
+      swatch(text, shade, hues);
+      text.append(share);
+      column += hues + share.length();
     }
     text.append('\n');
+  }
+
+  private String share(int shade, int steps) {
+    if (shade == 0) {
+      return " none";
+    }
+    return placement.allOrNothing()
+        ? " a replica"
+        : (unicode ? " \u2264 " : " <= ") + placement.shadeText(shade, steps);
+  }
+
+  private String what() {
+    if (placement.allOrNothing()) {
+      return "";
+    }
+    long blocks = placement.blocksPerColumn();
+    return "of each "
+        + (blocks == 1 ? "block" : Sizes.exact(blocks) + " blocks")
+        + (placement.sharedRows() ? ", a location on average:" : ":");
+  }
+
+  private int hues() {
+    return colored ? Math.min(RACK_COLORS.length, placement.groups().size()) : 1;
+  }
+
+  /** A shade as it looks in the hue of each rack; none looks the same in all. */
+  private void swatch(StringBuilder text, int shade, int hues) {
+    String character = String.valueOf(shades().charAt(shade));
+    if (shade == 0) {
+      text.append(character);
+      return;
+    }
+    for (int hue = 0; hue < hues; hue++) {
+      colored(text, RACK_COLORS[hue], character);
+    }
   }
 
   private String shades() {

@@ -1,9 +1,6 @@
 package zorf.tool;
 
-import java.util.List;
 import java.util.Locale;
-import java.util.Map;
-import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import zorf.common.Sizes;
 
@@ -17,157 +14,175 @@ final class PlacementSvg {
     "#3b82f6", "#e0882e", "#22a06b", "#d9508a", "#8b6cf0", "#17a2b8", "#b8960c", "#e5604d"
   };
   private static final String INK = "#7b8494";
+  private static final int MAX_COLUMNS = 200;
+  /** More rows than this are hard to compare; locations share them then. */
+  private static final int MAX_ROWS = 96;
   private static final int SHADES = 5;
-  private static final double LEFT = 104;
   private static final double TOP = 74;
+  private static final double ROW = 15;
   private static final double MATRIX_WIDTH = 800;
   private static final double MAX_COLUMN = 26;
   private static final double BAR_WIDTH = 110;
-  private static final double RACK_GAP = 12;
-  private static final int MANY_LOCATIONS = 96;
+  private static final double SWATCH = 24;
+  private static final double MIN_WIDTH = 484;
+  private static final double MARGIN = 12;
+  private static final double TITLE = 17;
+  private static final double TEXT = 11;
+  private static final double SMALL = 10;
 
+  private final BlockRange range;
   private final Placement placement;
-  private final BlockLocations locations;
-  private final BlockPolicy policy;
-  private final String name;
   private final double column;
   private final double width;
-  private final double row;
+  private final double labelWidth;
+  private final double left;
+  private final double rackGap;
   private final StringBuilder svg = new StringBuilder();
 
-  PlacementSvg(
-      Placement placement, BlockLocations locations, BlockPolicy policy, String name) {
-    this.placement = placement;
-    this.locations = locations;
-    this.policy = policy;
-    this.name = name;
+  PlacementSvg(BlockRange range, Topology topology) {
+    this.range = range;
+    placement = new Placement(range, topology, MAX_COLUMNS, MAX_ROWS);
     column = Math.min(MAX_COLUMN, MATRIX_WIDTH / Math.max(1, placement.columns()));
     width = column * placement.columns();
-    int rows = placement.racks().values().stream().mapToInt(List::size).sum();
-    row = rows > MANY_LOCATIONS ? 4 : 15;
+    double label = 28;
+    double rack = 42;
+    for (PlacementRows.Group group : placement.groups()) {
+      rack = Math.max(rack, Shortened.boldWidth(group.name, TEXT));
+      for (PlacementRows.Row row : group.rows) {
+        label = Math.max(label, Shortened.width(row.label, TEXT));
+      }
+    }
+    labelWidth = label;
+    left = MARGIN + rack + 14 + label + 8;
+    rackGap = placement.groups().size() > 16 ? 5 : 12;
   }
 
   String render() {
+    return range.hasLocations() ? matrix() : nothing();
+  }
+
+  private String matrix() {
     double y = TOP;
     int color = 0;
-    StringBuilder body = new StringBuilder();
-    for (Map.Entry<Integer, List<Integer>> rack : placement.racks().entrySet()) {
-      rack(rack.getKey(), rack.getValue(), y, RACK_COLORS[color++ % RACK_COLORS.length]);
-      y += rack.getValue().size() * row + RACK_GAP;
+    for (PlacementRows.Group group : placement.groups()) {
+      group(group, y, RACK_COLORS[color++ % RACK_COLORS.length]);
+      y += group.rows.size() * ROW + rackGap;
     }
-    y -= RACK_GAP;
+    y -= rackGap;
     axis(y);
-    legend(y + 62);
-    body.append(svg);
+    double legendEnd = legend(y + 62);
+    String total = Sizes.exact(placement.largestTotal());
+    double barsEnd = barsLeft() + BAR_WIDTH + 5 + Shortened.width(total, SMALL);
+    text(barsLeft(), TOP - 10, "", barsTitle());
+    double barsTitleEnd = barsLeft() + Shortened.width(barsTitle(), TEXT);
+    String body = svg.toString();
     svg.setLength(0);
-    open(LEFT + Math.max(width + BAR_WIDTH + 76, placement.allOrNothing() ? 380 : 740), y + 84);
-    heading();
+    open(Math.max(Math.max(barsEnd, barsTitleEnd), legendEnd), y + 84);
     return svg.append(body).append("</svg>\n").toString();
   }
 
-  private void open(double totalWidth, double totalHeight) {
+  /** Says why there is nothing to draw. */
+  private String nothing() {
+    String why = range.whyNoLocations();
+    open(left + Shortened.width(why, TEXT), TOP + 22);
+    text(left, TOP, "font-style=\"italic\"", why);
+    return svg.append("</svg>\n").toString();
+  }
+
+  /** Begins the picture: its frame holds everything down to a place, and the title fits into it. */
+  private void open(double right, double bottom) {
+    String what =
+        range.shown()
+            + " \u00b7 "
+            + range.blocks()
+            + " \u00b7 "
+            + range.replicaText()
+            + " \u00b7 "
+            + range.policy().text();
+    double whatEnd = left + Shortened.width(what, TEXT);
+    double frame = Math.max(Math.max(right, whatEnd) + MARGIN, MIN_WIDTH);
     add(
         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %s %s\" width=\"%s\" height=\"%s\""
             + " font-family=\"system-ui, 'DejaVu Sans', Helvetica, Arial, sans-serif\""
-            + " font-size=\"11\" fill=\"%s\">%n",
-        number(totalWidth), number(totalHeight), number(totalWidth), number(totalHeight), INK);
-    add("<title>Placement of %s</title>%n", escape(name));
+            + " font-size=\"%s\" fill=\"%s\">\n",
+        number(frame), number(bottom), number(frame), number(bottom), number(TEXT), INK);
+    add("<title>Placement of %s</title>\n", escape(range.path()));
+    String title = Shortened.toWidth(Output.printable(range.path()), frame - left - MARGIN, TITLE);
+    text(left, 28, "font-size=\"" + number(TITLE) + "\" font-weight=\"600\"", title);
+    text(left, 48, "", what);
   }
 
-  private void heading() {
-    text(LEFT, 28, "font-size=\"17\" font-weight=\"600\"", name);
-    text(
-        LEFT,
-        48,
-        "",
-        Sizes.human(locations.length())
-            + (locations.offset() == 0 ? "" : " at " + Sizes.offset(locations.offset()))
-            + " \u00b7 "
-            + Sizes.count(locations.blockCount(), "block")
-            + " of "
-            + Sizes.human(locations.blockSize())
-            + " \u00b7 "
-            + Sizes.count(locations.replicaCount(), "replica")
-            + " \u00b7 "
-            + policy.text());
-    text(
-        barsLeft(),
-        TOP - 10,
-        "",
-        policy == BlockPolicy.RACKAWARE_SORT ? "file system blocks" : "replicas held");
+  private String barsTitle() {
+    return range.policy() == BlockPolicy.RACKAWARE_SORT ? "file system blocks" : "replicas held";
   }
 
   private double barsLeft() {
-    return LEFT + width + 14;
+    return left + width + 14;
   }
 
-  private void rack(int number, List<Integer> members, double top, String color) {
-    double height = members.size() * row;
-    boolean named = number != Placement.NO_RACK;
-    if (named || placement.racks().size() > 1) {
+  private void group(PlacementRows.Group group, double top, String color) {
+    double height = group.rows.size() * ROW;
+    double barLeft = left - 8 - labelWidth - 7;
+    if (!group.name.isEmpty()) {
       text(
-          LEFT - 50,
+          barLeft - 7,
           top + height / 2 + 4,
           "text-anchor=\"end\" font-weight=\"600\" fill=\"" + color + "\"",
-          named ? "rack " + number : "no rack");
+          group.name);
     }
     add(
-        "<rect x=\"%s\" y=\"%s\" width=\"3\" height=\"%s\" rx=\"1.5\" fill=\"%s\"/>%n",
-        number(LEFT - 43), number(top), number(height - 1), color);
+        "<rect x=\"%s\" y=\"%s\" width=\"3\" height=\"%s\" rx=\"1.5\" fill=\"%s\"/>\n",
+        number(barLeft), number(top), number(height - 1), color);
     add(
-        "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\" fill=\"%s\" fill-opacity=\".09\"/>%n",
-        number(LEFT), number(top), number(width), number(height - 1), INK);
+        "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\" fill=\"%s\" fill-opacity=\".09\"/>\n",
+        number(left), number(top), number(width), number(height - 1), INK);
     double y = top;
-    for (int location : members) {
-      location(location, y, color);
-      y += row;
+    for (PlacementRows.Row row : group.rows) {
+      row(row, y, color);
+      y += ROW;
     }
   }
 
-  private void location(int location, double y, String color) {
-    boolean labelled = row >= 9;
-    if (labelled) {
-      text(LEFT - 8, y + row - 4, "text-anchor=\"end\"", Integer.toString(location));
-    }
-    cells(location, y, color);
-    long total = placement.total(location);
+  private void row(PlacementRows.Row row, double y, String color) {
+    text(left - 8, y + ROW - 4, "text-anchor=\"end\"", row.label);
+    cells(row, y, color);
+    long total = placement.total(row);
     double bar = BAR_WIDTH * total / Math.max(1, placement.largestTotal());
     add(
-        "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\" rx=\"1\" fill=\"%s\"/>%n",
-        number(barsLeft()), number(y + 1), number(bar), number(row - 3), color);
-    if (labelled) {
-      text(barsLeft() + bar + 5, y + row - 4, "font-size=\"10\"", Sizes.exact(total));
-    }
+        "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\" rx=\"1\" fill=\"%s\"/>\n",
+        number(barsLeft()), number(y + 1), number(bar), number(ROW - 3), color);
+    String size = "font-size=\"" + number(SMALL) + "\"";
+    text(barsLeft() + bar + 5, y + ROW - 4, size, Sizes.exact(total));
   }
 
   /** One path for each shade, and one piece of it for each run of equal columns: it keeps small. */
-  private void cells(int location, double y, String color) {
+  private void cells(PlacementRows.Row row, double y, String color) {
     double gap = column >= 8 ? 1 : 0;
     for (int shade = 1; shade <= SHADES; shade++) {
       StringBuilder path = new StringBuilder();
       for (int start = 0; start < placement.columns(); start++) {
-        if (shade(location, start) != shade) {
+        if (shade(row, start) != shade) {
           continue;
         }
         int end = start + 1;
-        while (gap == 0 && end < placement.columns() && shade(location, end) == shade) {
+        while (gap == 0 && end < placement.columns() && shade(row, end) == shade) {
           end++;
         }
         String length = number((end - start) * column - gap);
-        path.append('M').append(number(LEFT + start * column)).append(' ').append(number(y));
-        path.append('h').append(length).append('v').append(number(row - 1));
+        path.append('M').append(number(left + start * column)).append(' ').append(number(y));
+        path.append('h').append(length).append('v').append(number(ROW - 1));
         path.append("h-").append(length).append('z');
         start = end - 1;
       }
       if (path.length() > 0) {
         add(
-            "<path fill=\"%s\" fill-opacity=\"%s\" d=\"%s\"/>%n", color, opacity(shade), path);
+            "<path fill=\"%s\" fill-opacity=\"%s\" d=\"%s\"/>\n", color, opacity(shade), path);
       }
     }
   }
 
-  private int shade(int location, int at) {
-    return placement.shade(location, at, SHADES);
+  private int shade(PlacementRows.Row row, int at) {
+    return placement.shade(row, at, SHADES);
   }
 
   private static String opacity(int shade) {
@@ -175,24 +190,23 @@ final class PlacementSvg {
   }
 
   private void axis(double y) {
-    double end = LEFT + width;
+    double end = left + width;
     add(
-        "<path d=\"M%s %sH%s\" stroke=\"%s\" stroke-opacity=\".6\" fill=\"none\"/>%n",
-        number(LEFT), number(y + 4), number(end), INK);
-    long blocks = locations.blockCount();
+        "<path d=\"M%s %sH%s\" stroke=\"%s\" stroke-opacity=\".6\" fill=\"none\"/>\n",
+        number(left), number(y + 4), number(end), INK);
+    long blocks = range.count();
     long step = step(blocks);
     double perBlock = column / placement.blocksPerColumn();
-    long first = locations.blockSize() == 0 ? 0 : locations.offset() / locations.blockSize();
     for (long block = 0; block < blocks; block += step) {
-      double x = LEFT + block * perBlock;
+      double x = left + block * perBlock;
       add(
-          "<path d=\"M%s %sv5\" stroke=\"%s\" stroke-opacity=\".6\"/>%n",
+          "<path d=\"M%s %sv5\" stroke=\"%s\" stroke-opacity=\".6\"/>\n",
           number(x), number(y + 4), INK);
-      text(x, y + 21, "", Sizes.exact(first + block));
-      text(x, y + 34, "font-size=\"9\"", Sizes.human((first + block) * locations.blockSize()));
+      text(x, y + 21, "", Sizes.exact(range.firstNumber() + block));
+      text(x, y + 34, "font-size=\"9\"", Sizes.human(range.offset(block)));
     }
-    text(LEFT - 8, y + 21, "text-anchor=\"end\"", "block");
-    text(LEFT - 8, y + 34, "text-anchor=\"end\" font-size=\"9\"", "offset");
+    text(left - 8, y + 21, "text-anchor=\"end\"", "block");
+    text(left - 8, y + 34, "text-anchor=\"end\" font-size=\"9\"", "offset");
   }
 
   /** A round number of blocks between two marks that leaves room for their texts. */
@@ -205,28 +219,41 @@ final class PlacementSvg {
     return step;
   }
 
-  private void legend(double y) {
-    double x = LEFT;
-    String held =
-        placement.blocksPerColumn() == 1
-            ? "a location holds of the block:"
-            : "a location holds of each " + placement.blocksPerColumn() + " blocks:";
-    text(x, y, "", held);
-    x += 30 + 6.1 * held.length();
+  /** What the shades mean, each in the hue of every rack; tells where it ends. */
+  private double legend(double y) {
+    String held = held();
+    text(left, y, "", held);
+    double x = left + Shortened.width(held, TEXT) + 6;
+    int hues = Math.min(RACK_COLORS.length, placement.groups().size());
     for (int shade = placement.allOrNothing() ? SHADES : 0; shade <= SHADES; shade++) {
-      String opacity = shade == 0 ? ".09" : opacity(shade);
-      add(
-          "<rect x=\"%s\" y=\"%s\" width=\"22\" height=\"11\" fill=\"%s\" fill-opacity=\"%s\"/>%n",
-          number(x), number(y - 9), INK, opacity);
+      double stripe = SWATCH / (shade == 0 ? 1 : hues);
+      for (int hue = 0; hue < (shade == 0 ? 1 : hues); hue++) {
+        add(
+            "<rect x=\"%s\" y=\"%s\" width=\"%s\" height=\"11\" fill=\"%s\""
+                + " fill-opacity=\"%s\"/>\n",
+            number(x + hue * stripe),
+            number(y - 9),
+            number(stripe),
+            shade == 0 ? INK : RACK_COLORS[hue],
+            shade == 0 ? ".09" : opacity(shade));
+      }
       String share =
           shade == 0
               ? "none"
               : placement.allOrNothing()
                   ? "a replica"
                   : "\u2264 " + placement.shadeText(shade, SHADES);
-      text(x + 28, y, "", share);
-      x += 84;
+      text(x + SWATCH + 5, y, "", share);
+      x += SWATCH + 5 + Shortened.width(share, TEXT) + 10;
     }
+    return x - 10;
+  }
+
+  private String held() {
+    String who = placement.sharedRows() ? "a location holds on average" : "a location holds";
+    return placement.blocksPerColumn() == 1
+        ? who + " of the block:"
+        : who + " of each " + Sizes.exact(placement.blocksPerColumn()) + " blocks:";
   }
 
   private void text(double x, double y, String attributes, String text) {
