@@ -1,5 +1,7 @@
 #include "records.h"
 
+#include <endian.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -116,15 +118,37 @@ bool isLocationsQuery(const Target& target, const unsigned char* at) {
          (hostBlockSize != 0 && head.skipFactor % hostBlockSize == 0);
 }
 
+// How many blocks the caller may fold into one: as many as the file's factor says. Without one the
+// HDFS block size is the caller's affair, mostly a power of two of them.
+std::uint64_t groupOf(const Target& target) {
+  Factor factor = {};
+  bool present = false;
+  if (readFactor(target.fd, factor, present) != 0 || !present) return 64;
+  return be32toh(load<std::uint32_t>(factor.data()));
+}
+
+// The entries of a reply that is full: callers begin a new group with each reply, so a group that
+// can lie in one reply is not cut in two.
+std::uint64_t fullReply(const Target& target, int replicas) {
+  const std::uint64_t slots = sizeof(zorfQueryBlockLocations_t::data) / 8;
+  const std::uint64_t fitting = slots / static_cast<std::uint64_t>(replicas);
+  const std::uint64_t group = groupOf(target);
+  return group == 0 || group > fitting ? fitting : fitting - fitting % group;
+}
+
 int queryLocations(const Target& target, unsigned char* at) {
   Layout layout{target.status.st_ino, target.topology.replicas};
   if (const int err = readLayout(target.fd, layout.replicas); err != 0) return err;
   const LocationsHead head(at);
   const std::uint64_t unit = head.skipFactor != 0 ? head.skipFactor : target.topology.blockSize;
   const auto size = static_cast<std::uint64_t>(target.status.st_size);
-  const std::int32_t blocks = placeUnits(
-      target.topology, layout, unitsOf(head.start, head.length, size, unit), unit,
-      at + offsetof(zorfQueryBlockLocations_t, data), sizeof(zorfQueryBlockLocations_t::data));
+  UnitRange units = unitsOf(head.start, head.length, size, unit);
+  if (const std::uint64_t full = fullReply(target, layout.replicas); units.count > full) {
+    units.count = full;
+  }
+  const std::int32_t blocks = placeUnits(target.topology, layout, units, unit,
+                                         at + offsetof(zorfQueryBlockLocations_t, data),
+                                         sizeof(zorfQueryBlockLocations_t::data));
   store(at + offsetof(zorfQueryBlockLocations_t, replicas), std::int32_t{layout.replicas});
   store(at + offsetof(zorfQueryBlockLocations_t, blocks), blocks);
   // An empty file has no blocks, and so no block size of its own.

@@ -12,6 +12,7 @@
 #include <set>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 #include "client.h"
 
@@ -188,6 +189,58 @@ TEST(Files, LongOnesTakeSeveralReplies) {
   }
   EXPECT_EQ(blocks, seen);
   EXPECT_EQ(66, replies);
+}
+
+// How many blocks each reply for the whole file has, in the order of its bytes.
+std::vector<std::int32_t> replies(const TempFile& file, std::uint64_t size, std::uint64_t unit) {
+  std::vector<std::int32_t> counts;
+  for (std::uint64_t offset = 0; offset < size && counts.size() < 100;) {
+    const Locations found = locations(file.fd(), offset, unit, size - offset);
+    EXPECT_EQ(0, found.err);
+    counts.push_back(found.blocks);
+    offset += unit * static_cast<std::uint64_t>(found.blocks);
+  }
+  return counts;
+}
+
+TEST(Files, FullRepliesEndWithAWholeGroupOfBlocks) {
+  using Counts = std::vector<std::int32_t>;
+  const TempFile file(5000 * block);
+  EXPECT_EQ((Counts{4032, 968}), replies(file, 5000 * block, block));
+  ASSERT_EQ(0, setReplication(file.fd(), 5));
+  ASSERT_EQ(0, restripe(file.fd()));
+  EXPECT_EQ((Counts{1600, 1600, 1600, 200}), replies(file, 5000 * block, block));
+  ASSERT_EQ(0, setFactor(file.fd(), 500));
+  EXPECT_EQ((Counts{1500, 1500, 1500, 500}), replies(file, 5000 * block, block));
+  ASSERT_EQ(0, setFactor(file.fd(), 1612));
+  EXPECT_EQ((Counts{1612, 1612, 1612, 164}), replies(file, 5000 * block, block));
+  // More than there is room for.
+  ASSERT_EQ(0, setFactor(file.fd(), 1613));
+  EXPECT_EQ((Counts{1612, 1612, 1612, 164}), replies(file, 5000 * block, block));
+}
+
+TEST(Files, BlocksOfTheHostFileSystemAreToldOneByOneInFullReplies) {
+  const TempFile file(100 * mib);
+  struct stat status = {};
+  ASSERT_EQ(0, fstat(file.fd(), &status));
+  const auto unit = static_cast<std::uint64_t>(status.st_blksize);
+  ASSERT_EQ(0, setFactor(file.fd(), 100));
+  const auto units = static_cast<std::int32_t>(100 * mib / unit);
+  const std::vector<std::int32_t> counts = replies(file, 100 * mib, unit);
+  std::int32_t told = 0;
+  for (const std::int32_t count : counts) {
+    told += count;
+    EXPECT_EQ(told == units ? units % 4000 : 4000, count);
+  }
+  EXPECT_EQ(units, told);
+}
+
+TEST(Files, AFactorThatCannotBeIsNoGroup) {
+  const TempFile file(5000 * block);
+  for (const std::string& value : {std::string("abc"), std::string(4, '\0')}) {
+    setAttribute(file, "user.BGF", value);
+    EXPECT_EQ(4032, locations(file.fd(), 0, 0, ~0ULL).blocks);
+  }
 }
 
 TEST(Files, DirectoriesHavePropertiesButNoBlocks) {

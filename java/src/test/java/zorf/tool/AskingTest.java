@@ -119,6 +119,20 @@ class AskingTest extends ToolFixture {
   }
 
   @Test
+  void locateSortsTheFilesOwnBlocksIfAReplyHoldsAnHdfsBlock() throws Exception {
+    works("bgf", "--set", "20", "table");
+    List<String> shown = lines(works("locate", "-p", "rackaware-sort", "--rows", "3", "table"));
+    assertTrue(
+        shown.get(0)
+            .matches(
+                "table: 1 GiB, [0-9,]+ blocks of [0-9.]+ [KM]iB, 2 replicas"
+                    + " \\(rackaware-sort\\)"),
+        shown.get(0));
+    // 20 blocks of the file, of up to 128 KiB, lie within the file system's first one.
+    assertTrue(shown.get(3).matches(" +0 +0 B +[0-9]+ +[0-9]+ +20 +20"), shown.get(3));
+  }
+
+  @Test
   void locateSumsUpSeveralFiles() throws Exception {
     Launcher.Result result =
         tool.run("locate", "--topology", "racks", "table", "gone", "readme");
