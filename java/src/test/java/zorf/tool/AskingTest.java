@@ -193,15 +193,6 @@ class AskingTest extends ToolFixture {
     contains(
         works("locate", "--svg", "-", "-p", "shared", "table"),
         ">no locations: &quot;shared&quot; tells only block size and replica count</text>\n");
-    Path deep = Files.createDirectories(directory.resolve("a-long-way/" + "down-".repeat(10)));
-    Files.write(deep.resolve("to-the-file"), new byte[1]);
-    assertEquals(
-        "a-long-way\u2026wn-down-/to-the-file: 1 B, 1 block of 128 MiB, 2 replicas (rackaware)",
-        lines(
-            tool.with("LC_ALL", "C.UTF-8")
-                .run("locate", "--map", directory.relativize(deep) + "/to-the-file")
-                .works())
-            .get(0));
     tool.with("ZORF_TOPOLOGY", directory.resolve("none").toString());
     fails(
         1,

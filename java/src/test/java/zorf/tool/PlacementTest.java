@@ -75,6 +75,18 @@ class PlacementTest {
   }
 
   @Test
+  void theTitleOfTheMapFitsIntoATerminal() {
+    String path = "/zorf/projects/2026/simulation/output/run-0017/events-40g.dat";
+    BlockRange range = BlockRanges.alternating().whole(path, BlockPolicy.LOCAL, 3);
+    PlacementMap map = new PlacementMap(range, RACKS, 80, false, true);
+    assertEquals(path + ": 3 blocks of 1 MiB, 2 replicas (local)", map.title(false));
+    String title =
+        "/zorf/projects\u2026ut/run-0017/events-40g.dat: 3 blocks of 1 MiB, 2 replicas (local)";
+    assertEquals(title, map.title(true));
+    assertEquals(80, title.length());
+  }
+
+  @Test
   void theMapOfManyLocationsHasFewRows() {
     BlockRange range =
         new BlockRanges(1, block -> new int[] {(int) (100 * (block % 20) + block % 50), 1})
@@ -91,7 +103,8 @@ class PlacementTest {
     }
     assertEquals("           blocks 0 to 99: 100 MiB", lines[60]);
     assertEquals(
-        "           of each 3 blocks, a location on average: . none  : <= 1.0%  + <= 2.0%", lines[61]);
+        "           of each 3 blocks, a location on average: . none  : <= 1.0%  + <= 2.0%",
+        lines[61]);
   }
 
   @Test

@@ -81,20 +81,24 @@ final class BlockListing {
         .put("blockSize", range.blockSize())
         .put("replicas", range.replicas());
     json.key("blocks").array();
-    if (range.hasLocations()) {
-      range.each((block, piece, entry) -> {
-        json.object()
-            .put("offset", range.offset(block))
-            .put("locations", piece.ids(entry));
-        // Under the other policies the second words are the file system's own affair.
-        if (sorted) {
-          json.put("fileSystemBlocks", piece.secondWords(entry));
-        }
-        json.end();
+    long count = range.hasLocations() ? range.count() : 0;
+    // As long as there is a reader.
+    for (long from = 0; from < count && !out.checkError(); from += BlockRange.PIECE) {
+      range.each(from, Math.min(count, from + BlockRange.PIECE), (block, piece, entry) -> {
+        json(json, block, piece, entry);
         out.print(json.take());
       });
     }
     json.end().end();
     out.println(json.take());
+  }
+
+  private void json(Json json, long block, BlockLocations piece, int entry) {
+    json.object().put("offset", range.offset(block)).put("locations", piece.ids(entry));
+    // Under the other policies the second words are the file system's own affair.
+    if (sorted) {
+      json.put("fileSystemBlocks", piece.secondWords(entry));
+    }
+    json.end();
   }
 }

@@ -263,6 +263,11 @@ final class BlockRange {
         + Sizes.count(wantedReplicas(), "replica");
   }
 
+  /** Such as "8 blocks of 128 MiB, 2 replicas (rackaware)". */
+  String what() {
+    return blocks() + ", " + replicaText() + " (" + policy.text() + ")";
+  }
+
   /** Why there are no locations; empty if there are. */
   String whyNoLocations() {
     if (policy == BlockPolicy.SHARED) {

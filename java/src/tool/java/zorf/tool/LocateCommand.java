@@ -206,13 +206,13 @@ final class LocateCommand extends FileCommand {
     } else if (!range.hasLocations()) {
       Output.OUT.println(title(range));
     } else if (map) {
-      int width = Output.width();
-      boolean unicode = Output.unicode();
-      String drawn =
-          new PlacementMap(range, topology, width, Output.colored(color), unicode).render();
-      Output.OUT.println(title(range, width, unicode));
+      PlacementMap drawn =
+          new PlacementMap(
+              range, topology, Output.width(), Output.colored(color), Output.unicode());
+      // Only on a terminal is there an edge that the title must not cross.
+      Output.OUT.println(drawn.title(Output.outIsTerminal()));
       Output.OUT.println();
-      Output.OUT.print(drawn);
+      Output.OUT.print(drawn.render());
     } else {
       Table table = new BlockListing(range).table(rows);
       Output.OUT.println(title(range));
@@ -234,26 +234,11 @@ final class LocateCommand extends FileCommand {
   }
 
   private static String title(BlockRange range) {
-    return Output.printable(range.path()) + about(range);
-  }
-
-  /** A title whose path is shortened as far as the line needs it. */
-  private static String title(BlockRange range, int width, boolean unicode) {
-    String about = about(range);
-    int room = Math.max(12, width - about.length());
-    return Shortened.toColumns(Output.printable(range.path()), room, unicode) + about;
-  }
-
-  private static String about(BlockRange range) {
-    return ": "
+    return Output.printable(range.path())
+        + ": "
         + range.asked()
         + ", "
-        + range.blocks()
-        + ", "
-        + range.replicaText()
-        + " ("
-        + range.policy().text()
-        + ")"
+        + range.what()
         + (range.policy() == BlockPolicy.SHARED ? ", no locations" : "");
   }
 }

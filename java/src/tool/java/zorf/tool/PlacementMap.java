@@ -58,6 +58,14 @@ final class PlacementMap {
     return longest;
   }
 
+  /** What the map is of; the path is shortened if the line is to fit. */
+  String title(boolean fits) {
+    String path = Output.printable(range.path());
+    String what = ": " + range.what();
+    int room = Math.max(12, width - what.length());
+    return (fits ? Shortened.toColumns(path, room, unicode) : path) + what;
+  }
+
   String render() {
     StringBuilder text = new StringBuilder();
     int group = 0;
