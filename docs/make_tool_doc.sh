@@ -126,7 +126,7 @@ analysts. In the build tree the tool is `build/bin/zorfhadoop`.
 |---|---|
 | [`status`](#status) | what a file is: owner, mode, size, times, block size, replicas |
 | [`ls`](#ls) | directories with the located status of each entry |
-| [`locate`](#locate) | which locations hold which blocks: table, map, picture, JSON |
+| [`locate`](#locate) | which locations hold which blocks: table, map, picture, JSON; sums of several files |
 | [`acl`](#acl) | `get`, `set`, `modify`, `remove`, `remove-default` in setfacl's text form |
 | [`xattr`](#xattr) | `list`, `get`, `set`, `remove`, `dump` |
 | [`chmod`](#chmod) | permission bits |
@@ -192,25 +192,37 @@ show 'zorfhadoop locate --rows 8 /mnt/demo/events-40g.dat'
 show 'zorfhadoop locate --policy shared /mnt/demo/events-40g.dat'
 say <<'MD'
 `rackaware-sort` names the locations that hold most of each HDFS block, and how many file system
-blocks of it they hold. Files that don't lie on zorf have another block size in their status than the
-stand-in; `--as-on-zorf` puts that right for a trial.
+blocks of it they hold. It takes the file system's block size from the status of a file, and begins to
+count anew with each reply of the file system. Where that ends in other blocks than the range has,
+`locate` fails and says what a NameNode would be told:
+
+MD
+show 'zorfhadoop locate --policy rackaware-sort --offset 1G --length 512M /mnt/demo/events-40g.dat'
+say <<'MD'
+So it is with the stand-in and files that don't lie on zorf, whose own blocks are small: an HDFS block
+has more of them than a reply. `--as-on-zorf` puts that right for a trial:
 
 MD
 show 'zorfhadoop locate --policy rackaware-sort --as-on-zorf --offset 1G --length 512M /mnt/demo/events-40g.dat'
 say <<'MD'
+Of several files, or with `--summary` of one, it shows what each rack and location holds, and below
+that the blocks that lie on fewer locations than their file is to have replicas. The racks are those of
+a topology file, which is the one of the stand-in client library. `--json` prints the same as an object.
+
+MD
+show 'cat /mnt/racks'
+session 'zorfhadoop replication --set 3 /mnt/demo/index-64m.dat' \
+  'zorfhadoop locate --topology /mnt/racks --rows 8 /mnt/demo/*.dat'
+say <<'MD'
 `--map` draws a row for each location and a column for each block or group of blocks, coloured by racks
-on a terminal, with the replicas that each location holds at the right:
+on a terminal, with the replicas that each location holds at the right. Where there are many locations,
+neighbours of a rack share a row.
 
 MD
 show 'zorfhadoop locate --map --topology /mnt/racks --length 4G /mnt/demo/events-40g.dat'
 say <<'MD'
-The topology file names the locations of each rack. It is the one of the stand-in client library:
-
-MD
-show 'cat /mnt/racks'
-say <<'MD'
-`--svg` writes the same as a picture. Of many blocks several share a column; the darker a cell, the more
-of them the location holds:
+`--svg` writes the same as a picture, to standard output if its file is `-`. Of many blocks several share
+a column; the darker a cell, the more of them the location holds:
 
 MD
 show 'zorfhadoop locate --policy local --svg placement.svg --topology /mnt/racks --rows 4 /mnt/demo/events-40g.dat'
