@@ -162,7 +162,7 @@ class AskingTest extends ToolFixture {
             + "blocks        of   replicas   under-replicated   file\n"
             + "     -   128 MiB          3                  -   table\n"
             + "     -   128 MiB          2                  -   readme\n",
-        works("locate", "-p", "shared", "table", "readme"));
+        works("locate", "-p", "shared", "--topology", "racks", "table", "readme"));
   }
 
   @Test
@@ -204,6 +204,10 @@ class AskingTest extends ToolFixture {
   void locateRefusesWhatHasNoBlocks() throws Exception {
     fails(1, "logs: only regular files have blocks", "locate", "logs");
     fails(1, "gone: No such file or directory", "locate", "gone");
+    fails(
+        1,
+        "table: no file has a block of 9223372036854775808 bytes",
+        "locate", "--default-block-size", "9223372036854775807", "table");
     fails(
         1,
         "readme: the offset is beyond the end of 10 bytes",

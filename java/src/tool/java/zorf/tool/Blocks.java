@@ -49,6 +49,10 @@ final class Blocks {
     BlockLocations told = locate(path, 0, 0, record);
     boolean local = policy == BlockPolicy.LOCAL;
     long blockSize = local ? fileSystemBlockSize(path) : told.blockSize();
+    if (blockSize < 0) {
+      throw new Failure(
+          path + ": no file has a block of " + Long.toUnsignedString(blockSize) + " bytes");
+    }
     long unit = RawStatus.blockSize(record);
     BlockRange.Locator locator =
         new BlockRange.Locator() {
@@ -60,7 +64,8 @@ final class Blocks {
 
           @Override
           public String advice() {
-            long own = fileSystemBlockSize(path);
+            // The other policies don't count by what the status says.
+            long own = policy == BlockPolicy.RACKAWARE_SORT ? fileSystemBlockSize(path) : unit;
             return own == unit || own == 0
                 ? ""
                 : "the file's status says blocks of "

@@ -161,7 +161,8 @@ final class LocateCommand extends FileCommand {
     if (!summary) {
       return each(paths, path -> show(range(path)));
     }
-    PlacementTotals totals = new PlacementTotals(topology);
+    boolean placed = policy != BlockPolicy.SHARED;
+    PlacementTotals totals = new PlacementTotals(placed ? topology : Topology.unknown());
     int status = each(paths, path -> totals.add(range(path)));
     if (!totals.files().isEmpty()) {
       TotalsListing listing = new TotalsListing(totals, policy);
