@@ -80,6 +80,13 @@ std::vector<FailureRule> statusRules() {
        .err = 0,
        .situation = ""},
       {.native = "getFsName",
+       .call = "getdelim",
+       .effect = Effect::RAISES,
+       .messages = {"/zorf"},
+       .last = 2,
+       .err = 0,
+       .situation = ""},
+      {.native = "getFsName",
        .call = "getmntent_r",
        .effect = Effect::RAISES,
        .messages = {"/zorf"},
@@ -224,6 +231,12 @@ const std::vector<FailureRule>& allRules() {
 FailureRule ruleFor(const NativeCall& native, const std::string& call, int nth, int err) {
   // The buffer is doubled and the database asked again.
   if (err == ERANGE && call.ends_with("_r")) return {};
+  // The file is opened again.
+  if (call == "open" && (err == EINTR || err == EAGAIN)) return {};
+  // A line of the mount table that there is no memory for could be the one that is meant.
+  if (call == "getdelim" && err == ENOMEM) {
+    return {.effect = Effect::RAISES, .messages = {""}};
+  }
   // A quota has words of its own.
   if (call == "setxattr" && err == EDQUOT) {
     return {.effect = Effect::RAISES, .messages = {"setxattr failed for disk quota exceeded"}};

@@ -36,6 +36,7 @@ const std::map<std::string, Errors> errors = {
     {"listxattr", xattr + Errors{E2BIG, ERANGE}},
     {"removexattr", xattr + Errors{ENODATA, EPERM, EROFS}},
     {"setmntent", path + Errors{EMFILE, ENFILE, EINTR}},
+    {"getdelim", {EIO, ENOMEM}},
     {"getmntent_r", {EIO, ENOMEM}},
     {"sysconf", {EINVAL}},
     {"getpwuid_r", database},
