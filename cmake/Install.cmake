@@ -9,7 +9,7 @@ set(ZORF_JARDIR ${CMAKE_INSTALL_DATADIR}/java/zorfhadoop)
 install(TARGETS zorfhadoop
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_SKIP)
 # By this name System.loadLibrary asks for it.
-file(CREATE_LINK ../libzorfhadoop.so.${PROJECT_VERSION} ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
+file(CREATE_LINK ../libzorfhadoop.so.${ZORF_SOVERSION} ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
   SYMBOLIC)
 install(FILES ${PROJECT_BINARY_DIR}/jni/libzorfhadoop.so
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/jni COMPONENT library)

@@ -1,7 +1,7 @@
 # Debian packages, one for each component, and an archive of everything. packaging/make.sh makes them.
 set(CPACK_PACKAGE_NAME libzorfhadoop)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component has its own
-set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}.0)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "the libzorfhadoop developers")
 set(CPACK_PACKAGE_CONTACT "the libzorfhadoop developers <libzorfhadoop@localhost>")
 if(NOT CPACK_PACKAGE_DIRECTORY)

@@ -1,10 +1,11 @@
 #!/bin/sh
-# library_shape.sh LIBRARY HEADER [release]: what the loader and the JVM see of the library: its exports, its
+# library_shape.sh LIBRARY HEADER VERSION [release]: what the loader and the JVM see of the library: its exports, its
 # name, what it needs; for a release also how it is hardened.
 set -eu
 
 library=$1
 header=$2
+version=$3
 failed=0
 
 # check WHAT EXPECTED ACTUAL
@@ -30,6 +31,9 @@ check 'exports are JNI_OnLoad and the natives, nothing else' \
 dynamic=$(readelf -dW "$library")
 check 'soname' 'libzorfhadoop.so.2.7' \
   "$(echo "$dynamic" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')"
+# readelf shows a note that it doesn't know as bytes: the text and its zero.
+check 'version in a note' "$(printf '%s\0' "$version" | od -An -tx1 | xargs)" \
+  "$(readelf -nW "$library" | sed -n 's/^ *zorfhadoop .*description data: //p' | xargs)"
 needed=$(echo "$dynamic" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort | tr '\n' ' ')
 case "$needed" in
   *libacl*) check 'libacl is not linked' '' "$needed" ;;
@@ -37,7 +41,7 @@ esac
 check 'link of that name beside it' 'libzorfhadoop.so.2.7' \
   "$(readlink "$(dirname "$library")/libzorfhadoop.so")"
 
-if [ "${3:-}" = release ]; then
+if [ "${4:-}" = release ]; then
   check 'what it needs' 'ld-linux-x86-64.so.2 libc.so.6 libzorf.so ' "$needed"
   contains 'bound at load' 'BIND_NOW' "$dynamic"
   contains 'relocations read-only' 'GNU_RELRO' "$(readelf -lW "$library")"
