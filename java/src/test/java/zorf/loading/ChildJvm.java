@@ -84,6 +84,12 @@ final class ChildJvm {
     return this;
   }
 
+  /** Puts a jar before all others. */
+  ChildJvm withJar(Path jar) {
+    classpath.add(0, jar.toString());
+    return this;
+  }
+
   /** A directory whose shared libraries win over those of the system. */
   ChildJvm librariesFrom(Path directory) {
     environment.put("LD_LIBRARY_PATH", directory.toString());

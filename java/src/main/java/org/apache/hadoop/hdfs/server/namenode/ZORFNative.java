@@ -3,6 +3,7 @@ package org.apache.hadoop.hdfs.server.namenode;
 import java.util.HashMap;
 import org.apache.commons.logging.Log;
 import org.apache.commons.logging.LogFactory;
+import org.apache.hadoop.hdfs.server.namenode.zorf.LibraryVersion;
 
 /**
  * The natives of {@code libzorfhadoop}: HDFS requests answered from a zorf file system itself.
@@ -31,6 +32,10 @@ public final class ZORFNative {
       System.load(library);
     } else {
       System.loadLibrary("zorfhadoop");
+    }
+    String difference = LibraryVersion.difference(library);
+    if (difference != null) {
+      LOG.warn(difference);
     }
   }
 
