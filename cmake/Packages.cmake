@@ -8,7 +8,7 @@ if(NOT CPACK_PACKAGE_DIRECTORY)
   set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 endif()
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library tools standin)
+set(CPACK_COMPONENTS_ALL library jni tools standin)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -23,7 +23,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(_version "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzorfhadoop2.7)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzorfhadoop${ZORF_SOVERSION})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
 "HDFS NameNode natives over the zorf file system
@@ -38,8 +38,20 @@ packaged; see the package zorfhadoop-standin for machines without zorf.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS libacl1)
+set(_debian ${PROJECT_SOURCE_DIR}/packaging/debian)
+set(_control ${PROJECT_BINARY_DIR}/debian)
+configure_file(${_debian}/libzorfhadoop/shlibs.in ${_control}/libzorfhadoop/shlibs @ONLY)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_SOURCE_DIR}/packaging/debian/triggers ${PROJECT_SOURCE_DIR}/packaging/debian/shlibs)
+  ${_debian}/libzorfhadoop/triggers ${_control}/libzorfhadoop/shlibs)
+
+set(CPACK_DEBIAN_JNI_PACKAGE_NAME libzorfhadoop-jni)
+set(CPACK_DEBIAN_JNI_PACKAGE_SECTION java)
+set(CPACK_COMPONENT_JNI_DESCRIPTION
+"HDFS NameNode natives over the zorf file system, for Java
+The link by which Java finds libzorfhadoop when it is not told its path. The
+libraries of several versions can be installed at once; this names the one
+that belongs to the classes of zorfhadoop-tools.")
+set(CPACK_DEBIAN_JNI_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${_version})")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zorfhadoop-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION java)
@@ -51,7 +63,9 @@ blocks of files on zorf, as a NameNode gets them, and why a user can't reach
 a path. The jar zorfhadoop.jar has the class of the natives and types over
 what they return, for the class path of the NameNode.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
-  "libzorfhadoop2.7 (= ${_version}), default-jre-headless | java8-runtime-headless, libcommons-logging-java, libpicocli-java")
+  "libzorfhadoop-jni (= ${_version}), ${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${_version}), default-jre-headless | java8-runtime-headless, libcommons-logging-java, libpicocli-java")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${_debian}/zorfhadoop-tools/postinst
+  ${_debian}/zorfhadoop-tools/postrm ${_debian}/zorfhadoop-tools/triggers)
 
 set(CPACK_DEBIAN_STANDIN_PACKAGE_NAME zorfhadoop-standin)
 set(CPACK_DEBIAN_STANDIN_PACKAGE_SECTION misc)
@@ -65,16 +79,23 @@ use it. Never do that on a machine that serves users.")
 set(CPACK_DEBIAN_STANDIN_PACKAGE_SHLIBDEPS ON)
 
 # What each package says of itself.
-set(_debian ${PROJECT_SOURCE_DIR}/packaging/debian)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_debian}/changelog)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_debian}/changelog
+  ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
 execute_process(COMMAND gzip -9nc ${_debian}/changelog
   OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
-foreach(component LIBRARY TOOLS STANDIN)
+execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+set(_docs ${PROJECT_SOURCE_DIR}/docs)
+set(_documents_of_library ${_docs}/operations.md ${_docs}/errors.md ${_docs}/formats.md)
+set(_documents_of_tools ${_docs}/tool.md ${_docs}/placement.svg)
+foreach(component LIBRARY JNI TOOLS STANDIN)
   string(TOLOWER ${component} _component)
   set(_package ${CPACK_DEBIAN_${component}_PACKAGE_NAME})
+  string(REPLACE ${ZORF_SOVERSION} "" _name ${_package})
   install(FILES ${_debian}/copyright ${PROJECT_BINARY_DIR}/changelog.Debian.gz
+    ${PROJECT_BINARY_DIR}/changelog.gz ${_documents_of_${_component}}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${_package} COMPONENT ${_component})
-  install(FILES ${_debian}/${_package}.lintian-overrides
+  install(FILES ${_debian}/${_name}/lintian-overrides
     DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${_package}
     COMPONENT ${_component})
 endforeach()

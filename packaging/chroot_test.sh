@@ -16,7 +16,7 @@ jail=$(mktemp -d)
 log=$jail.log
 clean_up() {
   umount "$jail/proc" 2>/dev/null || true
-  rm -rf --one-file-system "$jail" "$log"
+  rm -rf --one-file-system "$jail" "$log" ${tree:+"$tree"}
 }
 trap clean_up EXIT
 
@@ -28,8 +28,20 @@ else
   [[ -z ${ZORF_BASE:-} ]] || tar -cf "$ZORF_BASE" -C "$jail" .
 fi
 mount -t proc proc "$jail/proc"
-mkdir "$jail/packages"
+mkdir "$jail/packages" "$jail/next"
 cp "$packages"/*.deb "$packages"/*.tar.gz "$jail/packages"
+
+# The next version, which is nothing but a number in one place.
+version=$(sed -n 's/^project(zorfhadoop VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")
+this=${version%.*}
+next=${this%.*}.$((${this#*.} + 1))
+tree=$(mktemp -d)
+tar -c --exclude=./build --exclude='./build-*' --exclude=./.git -C "$root" . | tar -x -C "$tree"
+sed -i "s/^project(zorfhadoop VERSION $version /project(zorfhadoop VERSION $next.0 /" \
+  "$tree/CMakeLists.txt"
+"$tree/packaging/make.sh" >"$log" 2>&1 || { cat "$log"; exit 1; }
+cp "$tree"/build/packages/*.deb "$jail/next"
+
 # Java's package wants the directory of a manual page, which minbase leaves out.
 mkdir -p "$jail/usr/share/man/man1"
 
@@ -41,14 +53,18 @@ inside() {
 with_standin() {
   inside env LD_LIBRARY_PATH=/usr/lib/x86_64-linux-gnu/zorfhadoop-standin "$@"
 }
-# install NAME...: from the packages to be tested.
-install() {
-  local name files=()
+# install_from FOLDER NAME...: from the packages to be tested, /packages or /next.
+install_from() {
+  local folder=$1 name files=()
+  shift
   for name in "$@"; do
-    files+=(/packages/"$(cd "$jail/packages" && echo "$name"_*.deb)")
+    files+=("$folder/$(cd "$jail$folder" && echo "$name"_*.deb)")
   done
   inside sh -c 'apt-get install -y --no-install-recommends "$@" >>/apt.log 2>&1 || {
     tail -30 /apt.log; exit 1; }' sh "${files[@]}"
+}
+install() {
+  install_from /packages "$@"
 }
 passed=0
 # check WHAT COMMAND...
@@ -82,7 +98,7 @@ is_installed() {
 # What apt does of itself, from the packages alone.
 inside apt-get update -qq
 check "library and tools install" \
-  install libzorfhadoop2.7 zorfhadoop-tools
+  install "libzorfhadoop$this" libzorfhadoop-jni zorfhadoop-tools
 check "libacl, Java and picocli come with them" \
   inside dpkg-query -W libacl1 libpicocli-java libcommons-logging-java
 check "the stand-in does not" fails is_installed zorfhadoop-standin
@@ -108,6 +124,21 @@ check "as another user" with_standin zorfhadoop status --as nobody /data/table
 check "the manual page" inside gzip -t /usr/share/man/man1/zorfhadoop.1.gz
 check "the completion" inside bash -n /usr/share/bash-completion/completions/zorfhadoop
 
+# archived: whether the tool takes its classes from the archive.
+archived() {
+  with_standin env ZORFHADOOP_OPTS=-Xlog:class+load:file=/classes zorfhadoop status /data/table &&
+    grep -q 'zorf\.tool\..*shared objects file (top)' "$jail/classes"
+}
+archive=$jail/usr/lib/zorfhadoop/tool.jsa
+check "the classes of the tool are kept for a quick start" archived
+check "where only root may write" test "$(stat -c '%U %A' "$archive" "${archive%/*}")" = \
+  'root -r--r--r--
+root drwxr-xr-x'
+rm "$archive"
+check "another Java renews them" inside sh -c \
+  'apt-get install -y --reinstall openjdk-17-jre-headless && test -e /usr/lib/zorfhadoop/tool.jsa'
+check "and they are used" archived
+
 jars=/usr/share/java
 check "Debian's Java finds the library by its name" with_standin java \
   -cp $jars/zorfhadoop/zorfhadoop-tool.jar:$jars/zorfhadoop/zorfhadoop.jar:$jars/picocli.jar:$jars/commons-logging.jar \
@@ -124,7 +155,26 @@ check "the archive unpacks" inside sh -c 'tar -xzf /packages/*.tar.gz -C /opt'
 check "its tool takes its own library" prints 'library .*/opt/libzorfhadoop-' \
   inside sh -c '/opt/libzorfhadoop-*/bin/zorfhadoop doctor'
 
+by_name=/usr/lib/x86_64-linux-gnu/jni/libzorfhadoop.so
+library=/usr/lib/x86_64-linux-gnu/libzorfhadoop.so
+leads_to() {
+  [[ $(readlink -f "$jail$by_name") == "$jail$library.$1" ]]
+}
+check "the next version of the library installs beside this one" \
+  install_from /next "libzorfhadoop$next"
+check "both are there" test -e "$jail$library.$this" -a -e "$jail$library.$next"
+check "Java finds this one by its name" leads_to "$this"
+check "and can be told to take the other, which is told" prints \
+  "zorfhadoop.jar is version $version, but $library.$next is version $next.0: " \
+  inside env ZORFHADOOP_LIBRARY="$library.$next" zorfhadoop status --debug /data/table
+check "the next version of the tools brings the name along" \
+  install_from /next libzorfhadoop-jni zorfhadoop-tools
+check "so that Java finds the next library" leads_to "$next"
+check "the library of this version stays" is_installed "libzorfhadoop$this"
+check "the tool runs on its own" inside zorfhadoop status /data/table
+check "with classes kept anew" archived
+
 check "all of it can be purged" inside sh -c \
-  'apt-get purge -y zorfhadoop-standin zorfhadoop-tools libzorfhadoop2.7'
+  "apt-get purge -y zorfhadoop-standin zorfhadoop-tools libzorfhadoop-jni libzorfhadoop$this libzorfhadoop$next"
 check "and is gone" fails inside sh -c 'find /usr /etc /var/lib/dpkg/info -name "*zorf*" ! -name zorf.conf | grep .'
 echo "$passed checks passed"

@@ -22,20 +22,46 @@ LC_ALL=C sort >"$prefix/expected" <<FILES
 ./$libdir/libzorfhadoop.so.2.7
 ./$libdir/zorfhadoop-standin/libzorf.so
 ./share/bash-completion/completions/zorfhadoop
+./share/doc/libzorfhadoop-jni/changelog.Debian.gz
+./share/doc/libzorfhadoop-jni/changelog.gz
+./share/doc/libzorfhadoop-jni/copyright
 ./share/doc/libzorfhadoop2.7/changelog.Debian.gz
+./share/doc/libzorfhadoop2.7/changelog.gz
 ./share/doc/libzorfhadoop2.7/copyright
+./share/doc/libzorfhadoop2.7/errors.md
+./share/doc/libzorfhadoop2.7/formats.md
+./share/doc/libzorfhadoop2.7/operations.md
 ./share/doc/zorfhadoop-standin/changelog.Debian.gz
+./share/doc/zorfhadoop-standin/changelog.gz
 ./share/doc/zorfhadoop-standin/copyright
 ./share/doc/zorfhadoop-tools/changelog.Debian.gz
+./share/doc/zorfhadoop-tools/changelog.gz
 ./share/doc/zorfhadoop-tools/copyright
+./share/doc/zorfhadoop-tools/placement.svg
+./share/doc/zorfhadoop-tools/tool.md
+./share/doc/zorfhadoop-tools/zorfhadoop-javadoc.jar
+./share/doc/zorfhadoop-tools/zorfhadoop-sources.jar
 ./share/java/zorfhadoop/zorfhadoop-tool.jar
 ./share/java/zorfhadoop/zorfhadoop.jar
+./share/lintian/overrides/libzorfhadoop-jni
 ./share/lintian/overrides/libzorfhadoop2.7
 ./share/lintian/overrides/zorfhadoop-standin
 ./share/lintian/overrides/zorfhadoop-tools
 ./share/man/man1/zorfhadoop.1.gz
+./share/maven-repo/zorf/zorfhadoop/2.7.0/zorfhadoop-2.7.0.jar
+./share/maven-repo/zorf/zorfhadoop/2.7.0/zorfhadoop-2.7.0.pom
 FILES
 diff "$prefix/expected" "$prefix/found"
+
+# What the documents link to is installed beside them.
+for document in "$prefix"/usr/share/doc/*/*.md; do
+  grep -o '](\([^)#:]\+\)' "$document" | sed 's/^](//' | while read -r target; do
+    [ -e "${document%/*}/$target" ] || fail "$document links to $target"
+  done
+done
+jar=$prefix/usr/share/maven-repo/zorf/zorfhadoop/2.7.0/zorfhadoop-2.7.0.jar
+[ "$(readlink -f "$jar")" = "$(readlink -f "$prefix/usr/share/java/zorfhadoop/zorfhadoop.jar")" ] ||
+  fail "the link for Maven leads elsewhere"
 
 lib=$prefix/usr/$libdir
 [ "$(readlink "$lib/jni/libzorfhadoop.so")" = ../libzorfhadoop.so.2.7 ] || fail "the link for Java"
