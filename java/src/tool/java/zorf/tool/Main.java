@@ -14,7 +14,7 @@ import picocli.CommandLine.Spec;
 /** The command line of {@code zorfhadoop}. */
 @Command(
     name = "zorfhadoop",
-    version = "zorfhadoop 2.7",
+    versionProvider = Version.class,
     description = {
       "Asks a zorf file system what libzorfhadoop tells an HDFS NameNode, through the same natives:"
           + " status, block placement, ACLs and attributes of files, and why a user can't reach"
