@@ -2,7 +2,7 @@
 # with the jars, and the stand-in in a directory of its own, where no loader finds it unasked.
 include(GNUInstallDirs)
 
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/jni)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/jni ${PROJECT_BINARY_DIR}/maven-repo)
 set(ZORF_JARDIR ${CMAKE_INSTALL_DATADIR}/java/zorfhadoop)
 
 # The full version is the soname, so there is one file; nothing links against it.
@@ -21,9 +21,9 @@ install(FILES ${ZORF_JAVADOC_JAR} ${ZORF_SOURCES_JAR}
 set(_artifact zorfhadoop-${PROJECT_VERSION})
 set(_repository ${CMAKE_INSTALL_DATADIR}/maven-repo/zorf/zorfhadoop/${PROJECT_VERSION})
 install(FILES ${ZORF_POM} DESTINATION ${_repository} RENAME ${_artifact}.pom COMPONENT tools)
-file(CREATE_LINK ../../../../java/zorfhadoop/zorfhadoop.jar ${PROJECT_BINARY_DIR}/java/${_artifact}.jar
+file(CREATE_LINK ../../../../java/zorfhadoop/zorfhadoop.jar ${PROJECT_BINARY_DIR}/maven-repo/${_artifact}.jar
   SYMBOLIC)
-install(FILES ${PROJECT_BINARY_DIR}/java/${_artifact}.jar DESTINATION ${_repository} COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/maven-repo/${_artifact}.jar DESTINATION ${_repository} COMPONENT tools)
 install_jar(zorfhadoop_tool_jar DESTINATION ${ZORF_JARDIR} COMPONENT tools)
 install(PROGRAMS ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/zorfhadoop
   DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
