@@ -1,5 +1,6 @@
-// The version of this library, as a note in the file: "zorfhadoop", type 1, the text. Whoever has the
-// file can read it without loading it (readelf -n); Java compares it with the version of its jar.
+// The version of this library, as a note in the file: "zorfhadoop", type 1, the text. Whoever has
+// the file can read it without loading it (readelf -n); Java compares it with the version of its
+// jar.
 #include <cstdint>
 
 namespace {
@@ -15,8 +16,8 @@ struct VersionNote {
 };
 
 // Aligned as a note must be; the compiler would align it for speed.
-[[gnu::used, gnu::section(".note.zorfhadoop")]]
-alignas(std::uint32_t) const VersionNote versionNote = {
+[[gnu::used,
+  gnu::section(".note.zorfhadoop")]] alignas(std::uint32_t) const VersionNote versionNote = {
     sizeof("zorfhadoop"), sizeof(ZORF_VERSION), 1, "zorfhadoop", ZORF_VERSION};
 
 }  // namespace
