@@ -17,7 +17,7 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL
   -DCPACK_PACKAGE_DIRECTORY="$out" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON -DBUILD_TESTING=OFF \
   -DZORF_BENCH=OFF >/dev/null
 cmake --build "$build" --target zorfhadoop zorf zorfhadoop_jar zorfhadoop_javadoc zorfhadoop_tool_texts \
-  -- --quiet | sed '/no work to do/d'
+  -- --quiet | sed '/no work to do/d; /^-- Clean class files/d'
 step "packing"
 mkdir -p "$out"
 rm -f "$out"/*.deb "$out"/*.tar.gz
