@@ -86,8 +86,11 @@ execute_process(COMMAND gzip -9nc ${_debian}/changelog
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 set(_docs ${PROJECT_SOURCE_DIR}/docs)
-set(_documents_of_library ${_docs}/operations.md ${_docs}/errors.md ${_docs}/formats.md)
+set(_documents_of_library
+  ${_docs}/operations.md ${_docs}/errors.md ${_docs}/formats.md ${_docs}/java.md)
 set(_documents_of_tools ${_docs}/tool.md ${_docs}/placement.svg)
+install(FILES ${_docs}/examples/Api.java COMPONENT library
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME}/examples)
 foreach(component LIBRARY JNI TOOLS STANDIN)
   string(TOLOWER ${component} _component)
   set(_package ${CPACK_DEBIAN_${component}_PACKAGE_NAME})

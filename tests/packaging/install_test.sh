@@ -29,7 +29,9 @@ LC_ALL=C sort >"$prefix/expected" <<FILES
 ./share/doc/libzorfhadoop2.7/changelog.gz
 ./share/doc/libzorfhadoop2.7/copyright
 ./share/doc/libzorfhadoop2.7/errors.md
+./share/doc/libzorfhadoop2.7/examples/Api.java
 ./share/doc/libzorfhadoop2.7/formats.md
+./share/doc/libzorfhadoop2.7/java.md
 ./share/doc/libzorfhadoop2.7/operations.md
 ./share/doc/zorfhadoop-standin/changelog.Debian.gz
 ./share/doc/zorfhadoop-standin/changelog.gz
