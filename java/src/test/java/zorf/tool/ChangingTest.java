@@ -126,8 +126,20 @@ class ChangingTest extends ToolFixture {
     contains(works("locate", "table"), ", 3 replicas (rackaware)\n");
     fails(
         1,
-        "failed to set replication for table replication 99: Invalid argument",
+        "table: the file system takes no replica count of 99: Invalid argument",
         "replication", "--set", "99", "table");
+    for (String count : new String[] {"0", "-1", "32768"}) {
+      fails(
+          2,
+          "--set takes 1 to 32767 (see: zorfhadoop replication --help)",
+          "replication", "--set", count, "table");
+    }
+    fails(
+        2,
+        "Invalid value for option '--set': 'x' is no whole number"
+            + " (see: zorfhadoop replication --help)",
+        "replication", "--set", "x", "table");
+    fails(1, "logs: only regular files have blocks", "replication", "--set", "2", "logs");
     fails(1, "logs: only regular files have blocks", "replication", "logs");
     fails(
         2,
@@ -142,11 +154,16 @@ class ChangingTest extends ToolFixture {
     assertEquals("table: 3\n", works("bgf", "table"));
     works("bgf", "--set", "1024", "table");
     assertEquals("table: 1024\n", works("bgf", "table"));
-    fails(1, "table: Invalid BGF(1025): Invalid argument", "bgf", "--set", "1025", "table");
+    fails(2, "--set takes 1 to 1024 (see: zorfhadoop bgf --help)", "bgf", "--set", "1025", "table");
     fails(1, "gone: No such file or directory", "bgf", "--set", "3", "gone");
-    fails(
-        2,
-        "Invalid value for option '--set': 'x' is not an int (see: zorfhadoop bgf --help)",
-        "bgf", "--set", "x", "table");
+  }
+
+  @Test
+  void directoriesHaveNoBlockGroupFactor() throws Exception {
+    String line = "logs: a directory has no block group factor, each file in it has its own";
+    fails(1, line, "bgf", "logs");
+    fails(1, line, "bgf", "--set", "3", "logs");
+    fails(1, "/dev/null: only regular files have blocks", "bgf", "/dev/null");
+    assertEquals("", works("xattr", "list", "logs"));
   }
 }

@@ -3,9 +3,13 @@ package zorf.tool;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.RandomAccessFile;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.zorf.LibraryVersion;
 import org.junit.jupiter.api.Test;
 
@@ -95,11 +99,74 @@ class SurroundingsTest extends ToolFixture {
   void wrongCommandLinesAreOneLine() throws Exception {
     fails(2, "which command? (see: zorfhadoop --help)");
     fails(2, "which command? (see: zorfhadoop acl --help)", "acl");
-    fails(2, "Unmatched argument at index 0: 'nope' (see: zorfhadoop --help)", "nope");
-    fails(2, "Unknown option: '--nope' (see: zorfhadoop ls --help)", "ls", "--nope", ".");
     fails(2, "Missing required parameter: 'PATH' (see: zorfhadoop locate --help)", "locate");
+    fails(2, "Too many arguments: 'b' (see: zorfhadoop diagnose --help)", "diagnose", "a", "b");
+    fails(
+        2,
+        "Invalid value for option '--rows': 'x' is no whole number (see: zorfhadoop locate --help)",
+        "locate", "--rows", "x", "table");
+    fails(
+        2,
+        "Invalid value for option '--rows': '99999999999' is too large"
+            + " (see: zorfhadoop locate --help)",
+        "locate", "--rows", "99999999999", "table");
     assertEquals("zorfhadoop " + LibraryVersion.ofJar() + "\n", works("--version"));
-    assertTrue(works("locate", "--help").startsWith("Usage: zorfhadoop locate "));
+  }
+
+  @Test
+  void whatWasProbablyMeantIsSaid() throws Exception {
+    fails(2, "Unknown command: 'qqq' (see: zorfhadoop --help)", "qqq");
+    fails(
+        2, "Unknown command: 'stat'; did you mean status? (see: zorfhadoop --help)", "stat", "x");
+    fails(
+        2,
+        "Unknown command: 'gett'; did you mean get? (see: zorfhadoop acl --help)",
+        "acl", "gett", "logs");
+    fails(
+        2,
+        "Unknown option: '--recursve'; did you mean --recursive? (see: zorfhadoop ls --help)",
+        "ls", "--recursve", ".");
+    // Not that a path is missing.
+    fails(2, "Unknown option: '-x' (see: zorfhadoop status --help)", "status", "-x");
+    fails(
+        2, "Unknown option: '--jsn'; did you mean --json? (see: zorfhadoop status --help)",
+        "status", "--jsn");
+  }
+
+  @Test
+  void helpIsACommandToo() throws Exception {
+    String[][] commands = {{}, {"locate"}, {"acl"}, {"acl", "get"}, {"help"}};
+    for (String[] words : commands) {
+      List<String> help = new ArrayList<>(Arrays.asList(words));
+      help.add(0, "help");
+      List<String> option = new ArrayList<>(Arrays.asList(words));
+      option.add("--help");
+      String shown = works(help.toArray(new String[0]));
+      assertEquals(works(option.toArray(new String[0])), shown);
+      String name = String.join(" ", words);
+      assertTrue(shown.startsWith(("Usage: zorfhadoop " + name).trim() + " "), shown);
+    }
+    fails(
+        2,
+        "Unknown command: 'gett'; did you mean get? (see: zorfhadoop acl --help)",
+        "help", "acl", "gett");
+  }
+
+  @Test
+  void memoryThatRunsOutIsExplained() throws Exception {
+    try (RandomAccessFile sparse =
+        new RandomAccessFile(directory.resolve("large").toFile(), "rw")) {
+      sparse.setLength(400L << 30);
+    }
+    Launcher.Result result =
+        tool.with("ZORFHADOOP_OPTS", "-Xmx8m").run("locate", "-p", "local", "--json", "large");
+    assertEquals(1, result.status);
+    assertEquals("", result.out);
+    assertTrue(
+        result.err.matches(
+            "zorfhadoop: out of memory \\(Java heap space\\): ask for less at once, or give Java"
+                + " more than its [0-9.]+ MiB, such as ZORFHADOOP_OPTS=-Xmx4g\n"),
+        result.err);
   }
 
   @Test

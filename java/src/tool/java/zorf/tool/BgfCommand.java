@@ -2,6 +2,7 @@ package zorf.tool;
 
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -24,18 +25,34 @@ final class BgfCommand extends FileCommand {
   private Integer factor;
 
   @Override
+  void prepare() {
+    if (factor != null && (factor < 1 || factor > 1024)) {
+      throw misuse("--set takes 1 to 1024");
+    }
+  }
+
+  @Override
   int runAsUser() {
     return each(
         paths,
         path -> {
+          byte[] record = ZORFNative.getFileStatusNative(path, true);
+          requireFile(path, record);
           if (factor != null) {
             ZORFNative.setBGF(path, factor);
             return;
           }
-          byte[] record = ZORFNative.getFileStatusNative(path, true);
-          Blocks.requireRegular(path, record);
           long factor = Blocks.groupFactor(path, record);
           Output.OUT.println(Output.printable(path) + ": " + (factor == 0 ? "none" : factor));
         });
+  }
+
+  /** The library would write the factor of a directory and call it done, but never read it. */
+  private static void requireFile(String path, byte[] record) {
+    if (Library.layout().decode(record).type() == FileType.DIRECTORY) {
+      throw new Failure(
+          path + ": a directory has no block group factor, each file in it has its own");
+    }
+    Blocks.requireRegular(path, record);
   }
 }

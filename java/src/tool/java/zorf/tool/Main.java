@@ -1,7 +1,9 @@
 package zorf.tool;
 
 import java.io.PrintWriter;
+import java.util.Collections;
 import java.util.LinkedHashMap;
+import java.util.List;
 import java.util.Map;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -10,6 +12,7 @@ import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.ParameterException;
 import picocli.CommandLine.Spec;
+import picocli.CommandLine.UnmatchedArgumentException;
 
 /** The command line of {@code zorfhadoop}. */
 @Command(
@@ -32,7 +35,8 @@ import picocli.CommandLine.Spec;
       BgfCommand.class,
       FsnameCommand.class,
       DiagnoseCommand.class,
-      DoctorCommand.class
+      DoctorCommand.class,
+      HelpCommand.class
     },
     footer = {
       "  zorfhadoop status /zorf/data/events.dat",
@@ -40,7 +44,7 @@ import picocli.CommandLine.Spec;
       "  zorfhadoop diagnose /zorf/data/private/key --as alice",
       "  zorfhadoop doctor",
       "",
-      "zorfhadoop COMMAND --help tells more about each command."
+      "zorfhadoop help COMMAND tells more about each command."
     })
 public final class Main implements Runnable {
   @Spec private CommandSpec spec;
@@ -78,6 +82,8 @@ public final class Main implements Runnable {
     line.setColorScheme(
         Help.defaultColorScheme(
             Output.colored(Output.Color.auto) ? Help.Ansi.ON : Help.Ansi.OFF));
+    line.registerConverter(Integer.class, new IntegerConverter());
+    line.registerConverter(int.class, new IntegerConverter());
     line.setParameterExceptionHandler((e, words) -> misuse(e));
     line.setExecutionExceptionHandler(
         (e, command, result) -> {
@@ -90,9 +96,29 @@ public final class Main implements Runnable {
 
   private static int misuse(ParameterException e) {
     String name = e.getCommandLine().getCommandSpec().qualifiedName();
-    String text = Output.printable(e.getMessage()).replaceFirst("\\.$", "");
-    Output.complain(text + " (see: " + name + " --help)");
+    Output.complain(Output.printable(problem(e)) + " (see: " + name + " --help)");
     return ToolCommand.USAGE;
+  }
+
+  /** What is wrong with a command line, and what was probably meant. */
+  private static String problem(ParameterException e) {
+    CommandLine line = e.getCommandLine();
+    boolean tooMany = e instanceof UnmatchedArgumentException;
+    List<String> unmatched =
+        tooMany ? ((UnmatchedArgumentException) e).getUnmatched() : line.getUnmatchedArguments();
+    // An option that is not known may well be why something else seems to be missing.
+    boolean option = !unmatched.isEmpty() && unmatched.get(0).startsWith("-");
+    if (!tooMany && !option) {
+      return e.getMessage().replaceFirst("\\.$", "");
+    }
+    String word = unmatched.get(0);
+    if (!option && line.getSubcommands().isEmpty()) {
+      return "Too many arguments: '" + word + "'";
+    }
+    List<String> similar =
+        new UnmatchedArgumentException(line, Collections.singletonList(word)).getSuggestions();
+    return "Unknown " + (option ? "option" : "command") + ": '" + word + "'"
+        + (similar.isEmpty() ? "" : "; did you mean " + similar.get(0) + "?");
   }
 
   /** What the help of every command has in common. */

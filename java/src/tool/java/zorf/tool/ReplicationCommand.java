@@ -15,11 +15,13 @@ import picocli.CommandLine.Parameters;
       "  zorfhadoop replication --set 3 --restripe /zorf/data/events.dat"
     })
 final class ReplicationCommand extends FileCommand {
+  private static final String REFUSED = "Invalid argument";
+
   @Parameters(paramLabel = "PATH", arity = "1..*", description = "The files.")
   private List<String> paths;
 
-  @Option(names = "--set", paramLabel = "COUNT", description = "Set the replica count.")
-  private Short count;
+  @Option(names = "--set", paramLabel = "COUNT", description = "Set the replica count; the file system knows how many it has room for.")
+  private Integer count;
 
   @Option(
       names = "--restripe",
@@ -31,6 +33,9 @@ final class ReplicationCommand extends FileCommand {
     if (restripe && count == null) {
       throw misuse("--restripe goes with --set");
     }
+    if (count != null && (count < 1 || count > Short.MAX_VALUE)) {
+      throw misuse("--set takes 1 to " + Short.MAX_VALUE);
+    }
   }
 
   @Override
@@ -38,13 +43,25 @@ final class ReplicationCommand extends FileCommand {
     return each(
         paths,
         path -> {
-          if (count != null) {
-            ZORFNative.setReplication(path, count, restripe);
-            return;
-          }
           byte[] record = ZORFNative.getFileStatusNative(path, true);
           Blocks.requireRegular(path, record);
-          Output.OUT.println(Output.printable(path) + ": " + Blocks.replicas(path, record));
+          if (count == null) {
+            Output.OUT.println(Output.printable(path) + ": " + Blocks.replicas(path, record));
+          } else {
+            set(path);
+          }
         });
+  }
+
+  private void set(String path) {
+    try {
+      ZORFNative.setReplication(path, count.shortValue(), restripe);
+    } catch (Exception e) {
+      if (Failure.systemText(e).equals(REFUSED)) {
+        throw new Failure(
+            path + ": the file system takes no replica count of " + count + ": " + REFUSED, e);
+      }
+      throw e;
+    }
   }
 }

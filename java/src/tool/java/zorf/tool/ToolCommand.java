@@ -6,6 +6,7 @@ import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.ParameterException;
 import picocli.CommandLine.Spec;
+import zorf.common.Sizes;
 
 /** What all commands share. */
 abstract class ToolCommand implements Callable<Integer> {
@@ -49,7 +50,14 @@ abstract class ToolCommand implements Callable<Integer> {
     if (debug) {
       ToolLog.echoLines();
     }
-    return run();
+    try {
+      return run();
+    } catch (OutOfMemoryError e) {
+      throw new Failure(
+          "out of memory (" + e.getMessage() + "): ask for less at once, or give Java more than its "
+              + Sizes.human(Runtime.getRuntime().maxMemory()) + ", such as ZORFHADOOP_OPTS=-Xmx4g",
+          e);
+    }
   }
 
   /** Does what the command is for; the result is the exit status. */
