@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.nio.file.Paths;
 import java.util.regex.Pattern;
 import org.junit.jupiter.api.Test;
 
@@ -74,14 +75,15 @@ class ChangingTest extends ToolFixture {
     assertEquals("user.alone\n", works("xattr", "list", "readme"));
     assertEquals("", works("xattr", "list", "logs"));
     assertEquals(
-        "user.bytes=0x0001ff\nuser.color=\"blue\"\n", works("xattr", "dump", "table"));
+        "# file: table\nuser.bytes=0x0001ff\nuser.color=\"blue\"\n",
+        works("xattr", "dump", "table"));
     assertEquals(
         "# file: table\nuser.bytes=0sAAH/\nuser.color=0sYmx1ZQ==\n\n"
             + "# file: readme\nuser.alone=0s\n",
         works("xattr", "dump", "-e", "base64", "table", "readme"));
     assertEquals(
-        "{\"path\": \"table\", \"attributes\": {\"user.bytes\": \"0x0001ff\", "
-            + "\"user.color\": \"blue\"}}\n",
+        "{\"path\": \"table\", \"attributes\": {\"user.bytes\": {\"hex\": \"0x0001ff\"}, "
+            + "\"user.color\": {\"text\": \"blue\", \"hex\": \"0x626c7565\"}}}\n",
         works("xattr", "dump", "--json", "table"));
     assertEquals("\"blue\"\n", works("xattr", "get", "user.color", "table"));
     assertEquals("blue", works("xattr", "get", "--raw", "user.color", "table"));
@@ -114,7 +116,20 @@ class ChangingTest extends ToolFixture {
         2,
         "4755: set-user-id and set-group-id can't be set this way (see: zorfhadoop chmod --help)",
         "chmod", "4755", "logs");
-    fails(2, "'u+x' is no octal mode (see: zorfhadoop chmod --help)", "chmod", "u+x", "logs");
+    fails(
+        2,
+        "'u+q' is no mode (such as 750, u+rwX,g-w,o=) (see: zorfhadoop chmod --help)",
+        "chmod", "u+q", "logs");
+    works("chmod", "u=rwx,g+w-x,o=rX,-t", "logs");
+    contains(works("status", "logs"), "mode        0765 rwxrw-r-x\n");
+    new Launcher(directory).launcher(Paths.get("/bin/chmod")).run("g+s", "logs").works();
+    fails(
+        1,
+        "logs: set-user-id and set-group-id can't be kept this way; \"ug-s\" takes them away",
+        "chmod", "o+w", "logs");
+    contains(works("status", "logs"), "mode        2765 rwxrwSr-x\n");
+    works("chmod", "ug-s,o+w", "logs");
+    contains(works("status", "logs"), "mode        0767 rwxrw-rwx\n");
     fails(1, "gone: No such file or directory", "chmod", "600", "gone");
   }
 

@@ -1,12 +1,12 @@
 package zorf.tool;
 
-import java.io.ByteArrayOutputStream;
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
 import java.util.List;
+import java.util.stream.Collectors;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclEntry;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclFormat;
+import org.apache.hadoop.hdfs.server.namenode.zorf.AclScope;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
@@ -22,7 +22,8 @@ import picocli.CommandLine.Parameters;
       AclCommand.Set.class,
       AclCommand.Modify.class,
       AclCommand.Remove.class,
-      AclCommand.RemoveDefault.class
+      AclCommand.RemoveDefault.class,
+      AclRestoreCommand.class
     },
     footer = {
       "  zorfhadoop acl get /zorf/data",
@@ -30,30 +31,34 @@ import picocli.CommandLine.Parameters;
     })
 final class AclCommand extends GroupCommand {
   private static final String ENTRIES =
-      "Entries such as user:alice:rw-, group:1001:rx, mask::r, other::- with \"default:\" before"
+      "Entries such as user:alice:rw-, group:1001:rX, mask::r, other::- with \"default:\" before"
           + " those of a directory's default ACL, separated by commas; the words may be cut to"
-          + " one letter. \"-\" reads them from stdin, as \"acl get\" prints them.";
+          + " one letter. X is x for directories and for files that somebody may execute. \"-\" reads"
+          + " the entries from stdin, as \"acl get\" prints them.";
 
-  /** A record and what it says. */
-  private static FileStatus status(byte[] record) {
-    return Library.layout().decode(record);
+  static final String NO_DEFAULT = ": only directories have a default ACL";
+
+  static FileStatus status(String path) {
+    return Library.layout().decode(ZORFNative.getFileStatusNative(path, true));
   }
 
-  private static boolean isDirectory(String path) {
-    return status(ZORFNative.getFileStatusNative(path, true)).type() == FileType.DIRECTORY;
+  static boolean hasDefault(List<AclEntry> entries) {
+    return entries.stream().anyMatch(entry -> entry.scope() == AclScope.DEFAULT);
   }
 
   @Command(
       name = "get",
       description = {
-        "Shows ACLs as getfacl(1) does. A file without one has the three entries of its mode."
+        "Shows ACLs as getfacl(1) does. A file without one has the three entries of its mode. What"
+            + " it prints is a dump: \"acl restore\" and \"setfacl --restore\" take it back."
       },
       footer = {
         "  zorfhadoop acl get /zorf/data",
         "  zorfhadoop acl get --numeric --as alice /zorf/data",
-        "  zorfhadoop acl get /zorf/a | zorfhadoop acl set - /zorf/b      copy an ACL"
+        "  zorfhadoop acl get /zorf/a | zorfhadoop acl set - /zorf/b      copy an ACL",
+        "  zorfhadoop acl get -R /zorf/data >data.acl"
       })
-  static final class Get extends FileCommand {
+  static final class Get extends TreeCommand {
     @Parameters(paramLabel = "PATH", arity = "1..*", description = "Whose ACL to show.")
     private List<String> paths;
 
@@ -61,9 +66,6 @@ final class AclCommand extends GroupCommand {
         names = {"-n", "--numeric"},
         description = "Show ids instead of names.")
     private boolean numeric;
-
-    @Option(names = "--json", description = "Print one JSON object per line and path.")
-    private boolean json;
 
     private boolean began;
 
@@ -75,12 +77,13 @@ final class AclCommand extends GroupCommand {
     private void show(String path) {
       byte[] record = ZORFNative.getFileStatusNative(path, true);
       List<AclEntry> acl = AclFormat.decodeReport(ZORFNative.getAclStatus(path, record));
-      FileStatus status = status(record);
+      FileStatus status = Library.layout().decode(record);
       String owner = numeric ? Long.toString(status.uid()) : Names.user(status.uid());
       String group = numeric ? Long.toString(status.gid()) : Names.group(status.gid());
+      String flags = Mode.flags(status.permission());
       if (json) {
         Json object = new Json().object().put("path", path).put("owner", owner).put("group", group);
-        object.key("entries").array();
+        object.put("flags", flags).key("entries").array();
         acl.forEach(entry -> object.value(AclText.format(entry, numeric)));
         Output.OUT.println(object.end().end());
         return;
@@ -89,9 +92,12 @@ final class AclCommand extends GroupCommand {
         Output.OUT.println();
       }
       began = true;
-      Output.OUT.println("# file: " + Output.printable(path));
+      Output.OUT.println("# file: " + Bytes.escape(Bytes.utf8(path), "\\", ""));
       Output.OUT.println("# owner: " + owner);
       Output.OUT.println("# group: " + group);
+      if (!flags.equals("---")) {
+        Output.OUT.println("# flags: " + flags);
+      }
       for (AclEntry entry : acl) {
         String text = AclText.format(entry, numeric);
         String effective = AclText.effective(entry, acl);
@@ -101,40 +107,90 @@ final class AclCommand extends GroupCommand {
     }
   }
 
-  /** A command that sends a specification. */
-  abstract static class Change extends FileCommand {
-    private byte[] specification;
+  /** A command that changes ACLs, mostly by entries. */
+  abstract static class Change extends TreeCommand {
+    /** Where "X" is "x", and where it is nothing. */
+    private List<AclEntry> forExecutables;
+
+    private List<AclEntry> forOthers;
 
     /** The entries' text, null if there is none. */
     abstract String entries();
 
-    abstract boolean permissions();
+    abstract List<String> paths();
+
+    abstract void change(String path, boolean directory, byte[] specification);
+
+    /** Whether entries have permissions. */
+    boolean permissions() {
+      return true;
+    }
 
     @Override
     void prepare() throws IOException {
       if (entries() == null) {
         return;
       }
-      String text = entries().equals("-") ? input() : entries();
+      String text = entries().equals("-") ? Bytes.utf8(Bytes.of("-")) : entries();
       Library.load();
       try {
-        specification = AclFormat.encodeSpecification(AclText.parse(text, permissions()));
+        forExecutables = AclText.parse(text, permissions(), true);
+        forOthers = AclText.parse(text, permissions(), false);
       } catch (IllegalArgumentException e) {
         throw misuse(e.getMessage());
       }
     }
 
-    byte[] specification() {
-      return specification;
+    @Override
+    final int runAsUser() {
+      return change(paths(), this::change);
     }
 
-    private static String input() throws IOException {
-      ByteArrayOutputStream bytes = new ByteArrayOutputStream();
-      byte[] buffer = new byte[8192];
-      for (int count; (count = System.in.read(buffer)) >= 0; ) {
-        bytes.write(buffer, 0, count);
+    private void change(String path) {
+      FileStatus status = status(path);
+      boolean directory = status.type() == FileType.DIRECTORY;
+      if (entries() == null) {
+        change(path, directory, null);
+        return;
       }
-      return new String(bytes.toByteArray(), StandardCharsets.UTF_8);
+      boolean executable = directory || (status.permission() & 0111) != 0;
+      List<AclEntry> entries = executable ? forExecutables : forOthers;
+      if (!directory && hasDefault(entries)) {
+        if (!recursive) {
+          throw new Failure(path + NO_DEFAULT);
+        }
+        // As setfacl(1) does: the default entries are for the directories of the tree.
+        entries =
+            entries.stream()
+                .filter(entry -> entry.scope() == AclScope.ACCESS)
+                .collect(Collectors.toList());
+      }
+      if (!entries.isEmpty()) {
+        change(path, directory, AclFormat.encodeSpecification(entries));
+      }
+    }
+  }
+
+  /** A command that needs entries. */
+  abstract static class Given extends Change {
+    @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
+    private String entries;
+
+    @Parameters(
+        index = "1..*",
+        paramLabel = "PATH",
+        arity = "1..*",
+        description = "What to change.")
+    private List<String> paths;
+
+    @Override
+    final String entries() {
+      return entries;
+    }
+
+    @Override
+    final List<String> paths() {
+      return paths;
     }
   }
 
@@ -149,30 +205,10 @@ final class AclCommand extends GroupCommand {
         "  zorfhadoop acl set u::rw,u:alice:rw,g::r,o::- /zorf/data/events.dat",
         "  zorfhadoop acl set d:u::rwx,d:g:staff:rwx,d:o::- /zorf/data"
       })
-  static final class Set extends Change {
-    @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
-    private String entries;
-
-    @Parameters(
-        index = "1..*",
-        paramLabel = "PATH",
-        arity = "1..*",
-        description = "What to change.")
-    private List<String> paths;
-
+  static final class Set extends Given {
     @Override
-    String entries() {
-      return entries;
-    }
-
-    @Override
-    boolean permissions() {
-      return true;
-    }
-
-    @Override
-    int runAsUser() {
-      return each(paths, path -> ZORFNative.setAcl(path, specification()));
+    void change(String path, boolean directory, byte[] specification) {
+      ZORFNative.setAcl(path, specification);
     }
   }
 
@@ -184,32 +220,13 @@ final class AclCommand extends GroupCommand {
       },
       footer = {
         "  zorfhadoop acl modify user:alice:rx /zorf/data",
+        "  zorfhadoop acl modify -R user:alice:rX,default:user:alice:rx /zorf/data",
         "  zorfhadoop acl modify g:staff:rwx,m::rx /zorf/data/events.dat"
       })
-  static final class Modify extends Change {
-    @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
-    private String entries;
-
-    @Parameters(
-        index = "1..*",
-        paramLabel = "PATH",
-        arity = "1..*",
-        description = "What to change.")
-    private List<String> paths;
-
+  static final class Modify extends Given {
     @Override
-    String entries() {
-      return entries;
-    }
-
-    @Override
-    boolean permissions() {
-      return true;
-    }
-
-    @Override
-    int runAsUser() {
-      return each(paths, path -> ZORFNative.modifyAclEntries(path, specification()));
+    void change(String path, boolean directory, byte[] specification) {
+      ZORFNative.modifyAclEntries(path, specification);
     }
   }
 
@@ -221,7 +238,7 @@ final class AclCommand extends GroupCommand {
       },
       footer = {
         "  zorfhadoop acl remove user:alice,default:user:alice /zorf/data",
-        "  zorfhadoop acl remove --all /zorf/data/events.dat"
+        "  zorfhadoop acl remove -R --all /zorf/data"
       })
   static final class Remove extends Change {
     @Option(names = "--all", description = "Remove all; there is no ENTRIES then.")
@@ -250,17 +267,22 @@ final class AclCommand extends GroupCommand {
     }
 
     @Override
+    List<String> paths() {
+      return all ? words : words.subList(1, words.size());
+    }
+
+    @Override
     boolean permissions() {
       return false;
     }
 
     @Override
-    int runAsUser() {
-      return all
-          ? each(words, path -> ZORFNative.removeAcl(path, isDirectory(path)))
-          : each(
-              words.subList(1, words.size()),
-              path -> ZORFNative.removeAclEntries(path, specification()));
+    void change(String path, boolean directory, byte[] specification) {
+      if (all) {
+        ZORFNative.removeAcl(path, directory);
+      } else {
+        ZORFNative.removeAclEntries(path, specification);
+      }
     }
   }
 
@@ -268,21 +290,28 @@ final class AclCommand extends GroupCommand {
       name = "remove-default",
       description = "Removes the default ACLs of directories.",
       footer = {"  zorfhadoop acl remove-default /zorf/data"})
-  static final class RemoveDefault extends FileCommand {
+  static final class RemoveDefault extends Change {
     @Parameters(paramLabel = "PATH", arity = "1..*", description = "What to change.")
     private List<String> paths;
 
     @Override
-    int runAsUser() {
-      return each(paths, this::remove);
+    String entries() {
+      return null;
     }
 
-    private void remove(String path) {
-      if (!isDirectory(path)) {
+    @Override
+    List<String> paths() {
+      return paths;
+    }
+
+    @Override
+    void change(String path, boolean directory, byte[] specification) {
+      if (directory) {
+        ZORFNative.removeDefaultAcl(path, true);
+      } else if (!recursive) {
         // The library would do nothing and call it done.
-        throw new Failure(path + ": only directories have a default ACL");
+        throw new Failure(path + NO_DEFAULT);
       }
-      ZORFNative.removeDefaultAcl(path, true);
     }
   }
 }

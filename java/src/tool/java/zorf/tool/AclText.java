@@ -16,13 +16,14 @@ final class AclText {
    * follows a "#" on a line is a comment, so that the output of "acl get" can be read.
    *
    * @param permissions whether entries have permissions; entries that are to be removed need none
+   * @param executable whether "X" stands for "x", else for nothing
    */
-  static List<AclEntry> parse(String text, boolean permissions) {
+  static List<AclEntry> parse(String text, boolean permissions, boolean executable) {
     List<AclEntry> entries = new ArrayList<>();
     for (String line : text.split("\n")) {
       for (String piece : line.replaceFirst("#.*", "").split(",")) {
         if (!piece.trim().isEmpty()) {
-          entries.add(entry(piece.trim(), permissions));
+          entries.add(entry(piece.trim(), permissions, executable));
         }
       }
     }
@@ -32,7 +33,7 @@ final class AclText {
     return entries;
   }
 
-  private static AclEntry entry(String piece, boolean permissions) {
+  private static AclEntry entry(String piece, boolean permissions, boolean executable) {
     String[] all = piece.split(":", -1);
     String scope = "";
     int from = 0;
@@ -60,7 +61,8 @@ final class AclText {
     }
     try {
       return AclEntry.parse(
-          scope + tag + ":" + (name.isEmpty() ? "" : id(tag, name)) + ":" + permission);
+          scope + tag + ":" + (name.isEmpty() ? "" : id(tag, name)) + ":"
+              + permission.replace('X', executable ? 'x' : '-'));
     } catch (IllegalArgumentException e) {
       throw new IllegalArgumentException("'" + piece + "': " + e.getMessage(), e);
     }

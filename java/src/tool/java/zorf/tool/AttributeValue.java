@@ -3,6 +3,7 @@ package zorf.tool;
 import java.nio.ByteBuffer;
 import java.nio.charset.CharacterCodingException;
 import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
 import java.util.Base64;
 
 /** Values of extended attributes as text, in the forms of getfattr(1) and setfattr(1). */
@@ -18,12 +19,13 @@ final class AttributeValue {
 
   private AttributeValue() {}
 
-  /** Reads "0x..." as hex, "0s..." as base64, anything else as text. */
-  static byte[] parse(String text) {
-    if (text.matches("0[xX].*")) {
+  /** Reads "0x..." as hex, "0s..." as base64, text with or without quotes around it. */
+  static byte[] parse(byte[] given) {
+    String text = Bytes.latin(given);
+    if (text.matches("(?s)0[xX].*")) {
       String digits = text.substring(2);
-      if (!digits.matches("([0-9a-fA-F]{2})*")) {
-        throw new IllegalArgumentException("'" + text + "' is no hexadecimal value");
+      if (digits.length() % 2 != 0 || !digits.matches("[0-9a-fA-F]*")) {
+        throw new IllegalArgumentException("'" + Bytes.utf8(given) + "' is no hexadecimal value");
       }
       byte[] value = new byte[digits.length() / 2];
       for (int i = 0; i < value.length; i++) {
@@ -31,14 +33,16 @@ final class AttributeValue {
       }
       return value;
     }
-    if (text.matches("0[sS].*")) {
+    if (text.matches("(?s)0[sS].*")) {
       try {
         return Base64.getDecoder().decode(text.substring(2));
       } catch (IllegalArgumentException e) {
-        throw new IllegalArgumentException("'" + text + "' is no base64 value", e);
+        throw new IllegalArgumentException("'" + Bytes.utf8(given) + "' is no base64 value", e);
       }
     }
-    return text.getBytes(StandardCharsets.UTF_8);
+    return text.matches("(?s)\".*\"")
+        ? Bytes.unescape(Arrays.copyOfRange(given, 1, given.length - 1))
+        : given;
   }
 
   /** The value as {@link #parse} reads it back; text stands in quotes. */
@@ -49,10 +53,11 @@ final class AttributeValue {
       case base64:
         return "0s" + Base64.getEncoder().encodeToString(value);
       case text:
-        return quoted(new String(value, StandardCharsets.UTF_8));
+        return quoted(value);
       default:
-        String text = printable(value);
-        return text == null ? hex(value) : quoted(text);
+        String text = text(value);
+        boolean printable = text != null && text.chars().noneMatch(Character::isISOControl);
+        return printable ? quoted(value) : hex(value);
     }
   }
 
@@ -64,27 +69,25 @@ final class AttributeValue {
     return text.toString();
   }
 
-  private static String quoted(String text) {
-    StringBuilder quoted = new StringBuilder("\"");
-    for (char c : text.toCharArray()) {
-      if (c == '"' || c == '\\') {
-        quoted.append('\\').append(c);
-      } else if (Character.isISOControl(c)) {
-        quoted.append(String.format("\\%03o", (int) c));
-      } else {
-        quoted.append(c);
-      }
-    }
-    return quoted.append('"').toString();
+  private static String quoted(byte[] value) {
+    return '"' + Bytes.escape(value, "", "\\\"") + '"';
   }
 
-  /** The value as text, null if it is not UTF-8 without control characters. */
-  static String printable(byte[] value) {
+  /** The value as text, null if it is not UTF-8. */
+  static String text(byte[] value) {
     try {
-      String text = StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(value)).toString();
-      return text.chars().anyMatch(Character::isISOControl) ? null : text;
+      return StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(value)).toString();
     } catch (CharacterCodingException e) {
       return null;
     }
+  }
+
+  /** The members of a JSON object that stand for a value: its bytes, and its text if it has one. */
+  static void put(Json object, byte[] value) {
+    String text = text(value);
+    if (text != null) {
+      object.put("text", text);
+    }
+    object.put("hex", hex(value));
   }
 }

@@ -33,26 +33,33 @@ final class BgfCommand extends FileCommand {
 
   @Override
   int runAsUser() {
-    return each(
-        paths,
-        path -> {
-          byte[] record = ZORFNative.getFileStatusNative(path, true);
-          requireFile(path, record);
-          if (factor != null) {
-            ZORFNative.setBGF(path, factor);
-            return;
-          }
-          long factor = Blocks.groupFactor(path, record);
-          Output.OUT.println(Output.printable(path) + ": " + (factor == 0 ? "none" : factor));
-        });
+    return factor == null ? each(paths, this::show) : change(paths, this::set);
+  }
+
+  private void show(String path) {
+    byte[] record = requireFile(path);
+    long factor = Blocks.groupFactor(path, record);
+    if (json) {
+      Json object = new Json().object().put("path", path).key("blockGroupFactor");
+      Output.OUT.println((factor == 0 ? object.value(null) : object.value(factor)).end());
+    } else {
+      Output.OUT.println(Output.printable(path) + ": " + (factor == 0 ? "none" : factor));
+    }
+  }
+
+  private void set(String path) {
+    requireFile(path);
+    ZORFNative.setBGF(path, factor);
   }
 
   /** The library would write the factor of a directory and call it done, but never read it. */
-  private static void requireFile(String path, byte[] record) {
+  private static byte[] requireFile(String path) {
+    byte[] record = ZORFNative.getFileStatusNative(path, true);
     if (Library.layout().decode(record).type() == FileType.DIRECTORY) {
       throw new Failure(
           path + ": a directory has no block group factor, each file in it has its own");
     }
     Blocks.requireRegular(path, record);
+    return record;
   }
 }

@@ -38,9 +38,6 @@ final class DiagnoseCommand extends FileCommand {
   @Parameters(paramLabel = "PATH", description = "What can't be reached.")
   private String given;
 
-  @Option(names = "--json", description = "Print a JSON object.")
-  private boolean json;
-
   private String path;
   private Identity who;
   private String name;

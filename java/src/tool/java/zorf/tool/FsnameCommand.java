@@ -35,7 +35,14 @@ final class FsnameCommand extends ToolCommand {
       }
     }
     return each(
-        asked, path -> Output.OUT.println(Output.printable(name(path) + " on " + path)));
+        asked,
+        path -> {
+          String name = name(path);
+          Output.OUT.println(
+              json
+                  ? new Json().object().put("path", path).put("name", name).end().toString()
+                  : Output.printable(name + " on " + path));
+        });
   }
 
   private static String name(String mountPoint) {

@@ -95,9 +95,6 @@ final class LocateCommand extends FileCommand {
       description = "Colour the map: ${COMPLETION-CANDIDATES} (default: ${DEFAULT-VALUE}).")
   private Output.Color color;
 
-  @Option(names = "--json", description = "Print a JSON object instead of tables.")
-  private boolean json;
-
   @Option(
       names = "--svg",
       paramLabel = "FILE",

@@ -1,14 +1,13 @@
 package zorf.tool;
 
 import java.io.IOException;
-import java.nio.file.DirectoryIteratorException;
-import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.Collections;
 import java.util.Deque;
 import java.util.List;
@@ -32,7 +31,9 @@ import zorf.common.Table;
     description = {
       "Lists directories with the located status of each entry: what \"ls -l\" shows, a \"+\" for"
           + " an ACL, and for regular files the replica count, the HDFS block size, the number of"
-          + " blocks and of the locations that hold them."
+          + " blocks and of the locations that hold them.",
+      "A \"*\" after a name: " + Tree.NOT_ASKABLE + ". Nothing but the name is known then; what is"
+          + " not UTF-8 in it stands as \\ooo."
     },
     footer = {
       "  zorfhadoop ls /zorf/data",
@@ -63,11 +64,9 @@ final class LsCommand extends FileCommand {
       description = "local, shared, rackaware or rackaware-sort (default: ${DEFAULT-VALUE}).")
   private BlockPolicy policy;
 
-  @Option(names = "--json", description = "Print one JSON object per line and entry.")
-  private boolean json;
-
   private final Progress progress = new Progress();
   private int result = OK;
+  private int marked;
   private boolean began;
 
   @Override
@@ -75,10 +74,13 @@ final class LsCommand extends FileCommand {
     Blocks.choose(policy, Blocks.DEFAULT_BLOCK_SIZE);
     List<Path> files = new ArrayList<>();
     List<Path> directories = new ArrayList<>();
-    for (String path : paths) {
-      Path start = Paths.get(path);
-      (Files.isDirectory(start) ? directories : files).add(start);
-    }
+    result = each(
+        paths,
+        path -> {
+          Path start = Paths.get(path);
+          // An empty path is none, though Java takes it for the working directory.
+          (!path.isEmpty() && Files.isDirectory(start) ? directories : files).add(start);
+        });
     if (!files.isEmpty()) {
       print(files, null);
       began = true;
@@ -87,6 +89,9 @@ final class LsCommand extends FileCommand {
       walk(directory);
     }
     progress.clear();
+    if (marked > 0 && !json) {
+      Output.OUT.println("\n* " + Sizes.count(marked, "name") + ": " + Tree.NOT_ASKABLE);
+    }
     return result;
   }
 
@@ -103,22 +108,18 @@ final class LsCommand extends FileCommand {
 
   private void failed(Path path, Exception e) {
     progress.clear();
-    report(path.toString(), e);
-    result = FAILED;
+    result = failed(path.toString(), e);
   }
 
   /** Prints a directory; the result are the directories in it if they shall be listed too. */
   private List<Path> list(Path directory) {
-    List<Path> entries = new ArrayList<>();
-    try (DirectoryStream<Path> stream = Files.newDirectoryStream(directory)) {
-      stream.forEach(entries::add);
-    } catch (DirectoryIteratorException e) {
-      failed(directory, e.getCause());
-    } catch (IOException e) {
-      failed(directory, new Failure(directory + ": can't be listed: " + Failure.reason(e), e));
+    List<Path> entries;
+    try {
+      entries = Tree.entries(directory);
+    } catch (Failure e) {
+      failed(directory, e);
       return new ArrayList<>();
     }
-    Collections.sort(entries);
     print(entries, directory);
     List<Path> below = new ArrayList<>();
     if (recursive) {
@@ -152,7 +153,7 @@ final class LsCommand extends FileCommand {
       return;
     }
     if (listed && (recursive || paths.size() > 1)) {
-      Output.OUT.println((began ? System.lineSeparator() : "") + Output.printable(directory + ":"));
+      Output.OUT.println((began ? System.lineSeparator() : "") + Tree.text(directory) + ":");
       began = true;
     }
     if (table.size() > 0) {
@@ -162,6 +163,10 @@ final class LsCommand extends FileCommand {
 
   private void add(Path entry, Path name, Table table, List<String> lines) {
     String path = entry.toString();
+    if (!Tree.askable(entry)) {
+      unaskable(entry, name, table, lines);
+      return;
+    }
     LocatedFileStatus located;
     try {
       byte[] bytes = ZORFNative.getLocatedFileStatusNative(path, false, true, true);
@@ -174,11 +179,24 @@ final class LsCommand extends FileCommand {
           status.type() != FileType.SYMBOLIC_LINK
               && AclFormat.decodeReport(ZORFNative.getAclStatus(path, record)).size() > 3;
       row(status, acl, null, name, path, table, lines);
-      failed(entry, new Failure(path + ": blocks unknown: " + Failure.systemText(e), e));
+      progress.clear();
+      report(path, new Failure(path + ": blocks unknown: " + Failure.systemText(e), e));
+      result = FAILED;
       return;
     }
     row(located.status(), located.hasAcl(), located.locations().orElse(null), name, path, table,
         lines);
+  }
+
+  private void unaskable(Path entry, Path name, Table table, List<String> lines) {
+    marked++;
+    Json object = new Json().object().put("path", entry.toString());
+    object.put("pathHex", AttributeValue.format(Tree.bytes(entry), AttributeValue.Encoding.hex));
+    lines.add(object.put("error", Tree.NOT_ASKABLE).end().toString());
+    String[] row = new String[10];
+    Arrays.fill(row, "?");
+    row[9] = Tree.text(name) + " *";
+    table.row(row);
   }
 
   private void row(

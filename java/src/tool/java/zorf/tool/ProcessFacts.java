@@ -53,12 +53,25 @@ final class ProcessFacts {
 
   /** The effective capabilities of the calling thread. */
   static long capabilities() throws IOException {
-    for (String line : text("/proc/thread-self/status").split("\n")) {
-      if (line.startsWith("CapEff:")) {
-        return Long.parseUnsignedLong(line.substring(7).trim(), 16);
+    return number("/proc/thread-self/status", "CapEff:", 16);
+  }
+
+  /** The file creation mask; 077, the strictest usual one, where the kernel does not tell. */
+  static int umask() {
+    try {
+      return (int) number("/proc/self/status", "Umask:", 8);
+    } catch (IOException e) {
+      return 077;
+    }
+  }
+
+  private static long number(String file, String label, int base) throws IOException {
+    for (String line : text(file).split("\n")) {
+      if (line.startsWith(label)) {
+        return Long.parseUnsignedLong(line.substring(label.length()).trim(), base);
       }
     }
-    return 0;
+    throw new IOException("no " + label + " in " + file);
   }
 
   /** The files that are mapped and whose name starts so, such as "libacl.so". */

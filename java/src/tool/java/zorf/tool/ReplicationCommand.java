@@ -40,20 +40,25 @@ final class ReplicationCommand extends FileCommand {
 
   @Override
   int runAsUser() {
-    return each(
-        paths,
-        path -> {
-          byte[] record = ZORFNative.getFileStatusNative(path, true);
-          Blocks.requireRegular(path, record);
-          if (count == null) {
-            Output.OUT.println(Output.printable(path) + ": " + Blocks.replicas(path, record));
-          } else {
-            set(path);
-          }
-        });
+    return count == null ? each(paths, this::show) : change(paths, this::set);
+  }
+
+  private static byte[] requireFile(String path) {
+    byte[] record = ZORFNative.getFileStatusNative(path, true);
+    Blocks.requireRegular(path, record);
+    return record;
+  }
+
+  private void show(String path) {
+    int replicas = Blocks.replicas(path, requireFile(path));
+    Output.OUT.println(
+        json
+            ? new Json().object().put("path", path).put("replicas", replicas).end().toString()
+            : Output.printable(path) + ": " + replicas);
   }
 
   private void set(String path) {
+    requireFile(path);
     try {
       ZORFNative.setReplication(path, count.shortValue(), restripe);
     } catch (Exception e) {

@@ -42,9 +42,6 @@ final class StatusCommand extends FileCommand {
       description = "Show a symbolic link itself, not what it leads to.")
   private boolean noFollow;
 
-  @Option(names = "--json", description = "Print one JSON object per line and path.")
-  private boolean json;
-
   private boolean began;
 
   @Override

@@ -27,6 +27,11 @@ abstract class ToolCommand implements Callable<Integer> {
       description = "Show the library's log lines and the stack traces of failures on stderr.")
   private boolean debug;
 
+  @Option(
+      names = "--json",
+      description = "Print one JSON object per line and path, with \"error\" for one that failed.")
+  boolean json;
+
   boolean debug() {
     return debug;
   }
@@ -36,9 +41,14 @@ abstract class ToolCommand implements Callable<Integer> {
     return new ParameterException(spec.commandLine(), text);
   }
 
+  private static String describe(String path, Throwable problem) {
+    boolean mangled = !(problem instanceof Failure) && Tree.mangled(path);
+    return Failure.describe(path, problem) + (mangled ? " (" + Tree.NOT_ASKABLE + ")" : "");
+  }
+
   /** One line, and the trace if wanted. */
   void report(String path, Throwable problem) {
-    Output.complain(Failure.describe(path, problem));
+    Output.complain(describe(path, problem));
     if (debug) {
       problem.printStackTrace(Output.ERR);
       Output.ERR.flush();
@@ -69,16 +79,42 @@ abstract class ToolCommand implements Callable<Integer> {
   }
 
   /** Goes on after a path that fails. */
-  final int each(List<String> paths, PathAction action) {
+  int each(List<String> paths, PathAction action) {
     int result = OK;
     for (String path : paths) {
-      try {
-        action.on(path);
-      } catch (Exception e) {
-        report(path, e);
-        result = FAILED;
-      }
+      result |= attempt(path, action);
     }
     return result;
+  }
+
+  /** As {@link #each}, and tells readers of JSON what was done. */
+  final int change(List<String> paths, PathAction action) {
+    return each(
+        paths,
+        path -> {
+          action.on(path);
+          if (json) {
+            Output.OUT.println(new Json().object().put("path", path).put("done", true).end());
+          }
+        });
+  }
+
+  final int attempt(String path, PathAction action) {
+    try {
+      action.on(path);
+      return OK;
+    } catch (Exception e) {
+      return failed(path, e);
+    }
+  }
+
+  /** Reports what happened to one of several paths; the result is the exit status. */
+  final int failed(String path, Exception e) {
+    report(path, e);
+    if (json) {
+      String error = describe(path, e);
+      Output.OUT.println(new Json().object().put("path", path).put("error", error).end());
+    }
+    return FAILED;
   }
 }
