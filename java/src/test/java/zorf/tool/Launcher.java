@@ -22,6 +22,7 @@ final class Launcher {
   private final Path directory;
   private final Map<String, String> environment = new LinkedHashMap<>();
   private String launcher = System.getProperty("zorf.test.launcher");
+  private List<String> prefix = List.of();
   private String input = "";
 
   Launcher(Path directory) {
@@ -36,6 +37,12 @@ final class Launcher {
 
   Launcher input(String text) {
     input = text;
+    return this;
+  }
+
+  /** Lets another command run it. */
+  Launcher under(String... words) {
+    prefix = Arrays.asList(words);
     return this;
   }
 
@@ -73,7 +80,7 @@ final class Launcher {
   }
 
   Result run(String... arguments) throws Exception {
-    List<String> command = new ArrayList<>();
+    List<String> command = new ArrayList<>(prefix);
     command.add(launcher);
     command.addAll(Arrays.asList(arguments));
     ProcessBuilder builder = new ProcessBuilder(command).directory(directory.toFile());

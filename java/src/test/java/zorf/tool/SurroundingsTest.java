@@ -64,38 +64,6 @@ class SurroundingsTest extends ToolFixture {
   }
 
   @Test
-  void doctorLooksAtEverything() throws Exception {
-    String shown = works("doctor");
-    contains(shown, "ok    library              ");
-    contains(shown, "libzorfhadoop.so.2.7\n");
-    contains(shown, "warn  client library       ");
-    contains(shown, "/libacl.so.1");
-    contains(shown, "ok    logger               zorf.tool.ToolLog at level off\n");
-    for (String right :
-        new String[] {"CAP_SETUID", "CAP_SETGID", "CAP_DAC_OVERRIDE", "CAP_DAC_READ_SEARCH",
-          "CAP_FOWNER", "CAP_SYS_ADMIN"}) {
-      contains(shown, "  " + right);
-    }
-    contains(tool.run("doctor", "--debug").out, "zorf.tool.ToolLog at level debug\n");
-  }
-
-  @Test
-  void aLibraryThatIsNotThereIsExplained() throws Exception {
-    tool.with("ZORFHADOOP_LIBRARY", "/none/libzorfhadoop.so");
-    Launcher.Result result = tool.run("doctor");
-    assertEquals(1, result.status);
-    contains(result.out, "fail  library              ");
-    contains(
-        result.out,
-        "-> name the file in ZORFHADOOP_LIBRARY; there is none at /none/libzorfhadoop.so\n");
-    result = tool.run("status", ".");
-    assertEquals(1, result.status);
-    assertTrue(
-        result.err.matches("zorfhadoop: can't load the library: .* \\(try: zorfhadoop doctor\\)\n"),
-        result.err);
-  }
-
-  @Test
   void wrongCommandLinesAreOneLine() throws Exception {
     fails(2, "which command? (see: zorfhadoop --help)");
     fails(2, "which command? (see: zorfhadoop acl --help)", "acl");
@@ -201,6 +169,33 @@ class SurroundingsTest extends ToolFixture {
         "zorfhadoop.jar is missing: neither in " + jars.toRealPath() + " nor in /usr/share/java",
         "doctor");
     Files.delete(jars.resolve("zorfhadoop-tool.jar"));
+  }
+
+  /** What a command writes to a terminal of so many columns. */
+  private String onTerminal(int columns, String command) throws Exception {
+    String words = command.replace("zorfhadoop", System.getProperty("zorf.test.launcher"));
+    return new Launcher(directory)
+        .with("NO_COLOR", "1")
+        .launcher(Paths.get("/usr/bin/script"))
+        .run("-qec", "stty cols " + columns + "; " + words, "/dev/null")
+        .works()
+        .replace("\r", "");
+  }
+
+  @Test
+  void theTerminalsWidthIsUsed() throws Exception {
+    String map = "zorfhadoop locate -p local --map --color never table";
+    for (int width : new int[] {60, 123}) {
+      String expected =
+          tool.with("COLUMNS", "" + width).run(map.split(" ", 2)[1].split(" ")).works();
+      // The rows of the map end in the bars.
+      int row = lines(expected).get(2).length();
+      assertTrue(row > width - 20 && row <= width, expected);
+      assertEquals(expected, onTerminal(width, map));
+    }
+    String help = onTerminal(70, "zorfhadoop help locate");
+    assertTrue(lines(help).stream().noneMatch(line -> line.length() > 70), help);
+    assertTrue(help.length() > onTerminal(200, "zorfhadoop help locate").length());
   }
 
   @Test

@@ -4,7 +4,6 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.Paths;
 import java.util.List;
 import java.util.Set;
 import java.util.stream.Collectors;
@@ -69,18 +68,29 @@ final class DoctorCommand extends ToolCommand {
     return result;
   }
 
-  private static void say(String verdict, String subject, String text) {
-    Output.OUT.println(
-        String.format("%-5s %-20s %s", verdict, subject, Output.printable(text))
-            .replaceFirst(" +$", ""));
+  /** Says a verdict and its lines; from one that starts with "->" on they tell what to do. */
+  private void say(String verdict, String subject, String... lines) {
+    if (json) {
+      String text = String.join(" ", lines).replaceAll(" +", " ");
+      String[] parts = text.split(" ?-> ", 2);
+      Json object = new Json().object().put("check", subject).put("verdict", verdict);
+      object.put("text", parts[0]);
+      Output.OUT.println((parts.length < 2 ? object : object.put("advice", parts[1])).end());
+      return;
+    }
+    String start = String.format("%-5s %-20s ", verdict, subject);
+    for (String line : lines) {
+      Output.OUT.println((start + Output.printable(line)).replaceFirst(" +$", ""));
+      start = String.format("%27s", "");
+    }
   }
 
-  private void fail(String subject, String text) {
-    say("fail", subject, text);
+  private void fail(String subject, String... lines) {
+    say("fail", subject, lines);
     result = FAILED;
   }
 
-  private static void java() {
+  private void java() {
     say(
         "ok",
         "Java",
@@ -93,8 +103,7 @@ final class DoctorCommand extends ToolCommand {
       Class.forName(ZORFNative.class.getName());
     } catch (ClassNotFoundException | LinkageError e) {
       String reason = Library.reason(e);
-      fail("library", reason);
-      say("", "", adviceFor(library, reason));
+      fail("library", reason, "-> " + LoadAdvice.about(library, reason));
       if (debug()) {
         e.printStackTrace(Output.ERR);
       }
@@ -102,16 +111,6 @@ final class DoctorCommand extends ToolCommand {
     }
     say("ok", "library", joined(ProcessFacts.mapped("libzorfhadoop.so")));
     return true;
-  }
-
-  private static String adviceFor(String library, String reason) {
-    if (library != null && !Files.exists(Paths.get(library))) {
-      return "-> name the file in ZORFHADOOP_LIBRARY; there is none at " + library;
-    }
-    if (reason.contains("libzorf.so")) {
-      return "-> install the client library libzorf.so, or name its directory in LD_LIBRARY_PATH";
-    }
-    return "-> see what is missing: ldd " + (library == null ? "libzorfhadoop.so" : library);
   }
 
   private static String joined(Set<Path> files) {
@@ -129,9 +128,9 @@ final class DoctorCommand extends ToolCommand {
       standin |= isStandin(file);
     }
     if (standin) {
-      say("warn", "client library", joined(files));
-      say("", "", "-> it is the stand-in: block placement is made up; for zorf's own, name the");
-      say("", "", "   directory of its libzorf.so in LD_LIBRARY_PATH");
+      say("warn", "client library", joined(files),
+          "-> it is the stand-in: block placement is made up; for zorf's own, name the",
+          "   directory of its libzorf.so in LD_LIBRARY_PATH");
     } else {
       say("ok", "client library", joined(files));
     }
@@ -150,18 +149,18 @@ final class DoctorCommand extends ToolCommand {
   private void libacl() throws IOException {
     Set<Path> files = ProcessFacts.mapped("libacl.so");
     if (files.isEmpty()) {
-      fail("libacl", "not loaded: every ACL request will fail");
-      say("", "", "-> install libacl.so.1 (on Debian: apt-get install libacl1)");
+      fail("libacl", "not loaded: every ACL request will fail",
+          "-> install libacl.so.1 (on Debian: apt-get install libacl1)");
     } else {
       say("ok", "libacl", joined(files));
     }
   }
 
-  private static void logger() {
+  private void logger() {
     Log log = ZORFNative.LOG;
-    say("ok", "logger", log.getClass().getName() + " at level " + level(log));
-    say("", "", "-> it is this tool's own (--debug: level debug); in a NameNode the library takes");
-    say("", "", "   the level that ZORFNative.LOG has when it loads: restart after a change");
+    say("ok", "logger", log.getClass().getName() + " at level " + level(log),
+        "-> it is this tool's own (--debug: level debug); in a NameNode the library takes",
+        "   the level that ZORFNative.LOG has when it loads: restart after a change");
   }
 
   private static String level(Log log) {
@@ -188,42 +187,43 @@ final class DoctorCommand extends ToolCommand {
       say(there ? "ok" : "warn", capability.name(), there ? "" : "missing: " + right[1]);
     }
     if (!Capability.CAP_SETUID.isIn(have)) {
-      say("", "", "-> run as root, perhaps with a CapabilityBoundingSet= in its systemd unit; another");
-      say("", "", "   user may have CAP_SETUID and CAP_SETGID (AmbientCapabilities=), but none of the rest");
+      say("warn", "rights", "this process lacks what NameNodes have",
+          "-> run as root, perhaps with a CapabilityBoundingSet= in its systemd unit; another",
+          "   user may have CAP_SETUID and CAP_SETGID (AmbientCapabilities=), but none of the rest");
     }
     // The kernel takes these from a thread only when its file-system uid leaves 0.
     if (Identity.current().uid() != 0
         && (Capability.CAP_DAC_READ_SEARCH.isIn(have)
             || Capability.CAP_DAC_OVERRIDE.isIn(have)
             || Capability.CAP_FOWNER.isIn(have))) {
-      fail("rights of users", "the capabilities over files stay while acting as another user,");
-      say("", "", "who may then do what its own rights forbid");
-      say("", "", "-> run as root, or without CAP_DAC_READ_SEARCH, CAP_DAC_OVERRIDE and CAP_FOWNER");
+      fail("rights of users", "the capabilities over files stay while acting as another user,",
+          "who may then do what its own rights forbid",
+          "-> run as root, or without CAP_DAC_READ_SEARCH, CAP_DAC_OVERRIDE and CAP_FOWNER");
     }
   }
 
-  private static void nobody() {
+  private void nobody() {
     try {
       say("ok", "unknown users", "act as nobody, uid " + Names.uid("nobody"));
     } catch (Failure e) {
-      say("warn", "unknown users", "act with the rights of the process itself: no user 'nobody'");
-      say("", "", "-> add the user nobody to the password database");
+      say("warn", "unknown users", "act with the rights of the process itself: no user 'nobody'",
+          "-> add the user nobody to the password database");
     }
   }
 
-  private static void mounts() throws IOException {
+  private void mounts() throws IOException {
     List<Mount> mounts;
     try {
       mounts = ProcessFacts.zorfMounts();
     } catch (IOException e) {
-      say("warn", "zorf mounts", "unknown: can't read /etc/mtab");
-      say("", "", "-> link it: ln -s /proc/self/mounts /etc/mtab");
+      say("warn", "zorf mounts", "unknown: can't read /etc/mtab",
+          "-> link it: ln -s /proc/self/mounts /etc/mtab");
       return;
     }
     if (mounts.isEmpty()) {
-      say("warn", "zorf mounts", "none: files elsewhere can be asked about, but their data is not");
-      say("", "", "   placed by zorf");
-      say("", "", "-> mount a file system of type zorf");
+      say("warn", "zorf mounts", "none: files elsewhere can be asked about, but their data is not",
+          "placed by zorf",
+          "-> mount a file system of type zorf");
     }
     for (Mount mount : mounts) {
       say("ok", "zorf mount", mount.device + " on " + mount.directory);

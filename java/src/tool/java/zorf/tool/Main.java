@@ -47,6 +47,8 @@ import picocli.CommandLine.UnmatchedArgumentException;
       "zorfhadoop help COMMAND tells more about each command."
     })
 public final class Main implements Runnable {
+  private static final int HELP_WIDTH = 96;
+
   @Spec private CommandSpec spec;
 
   @Option(
@@ -128,7 +130,8 @@ public final class Main implements Runnable {
     exits.put("1", "failed, at least for one of the paths");
     exits.put("2", "wrong command line");
     CommandLine.Model.UsageMessageSpec usage = line.getCommandSpec().usageMessage();
-    usage.width(96);
+    usage.width(
+        Output.outIsTerminal() ? Math.max(55, Math.min(Output.width(), HELP_WIDTH)) : HELP_WIDTH);
     usage.sortOptions(false);
     usage.synopsisHeading("Usage: ");
     usage.descriptionHeading("%n");
