@@ -39,24 +39,6 @@ class SurroundingsTest extends ToolFixture {
   }
 
   @Test
-  void completionCompletes() throws Exception {
-    Path build = Paths.get(System.getProperty("zorf.test.launcher")).getParent().getParent();
-    Path script = build.resolve("share/bash-completion/completions/zorfhadoop");
-    Launcher bash = new Launcher(directory).launcher(Paths.get("/bin/bash"));
-    String complete =
-        "compopt() { :; }; source " + script + "; COMP_WORDS=(zorfhadoop %s);"
-            + " COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _complete_zorfhadoop;"
-            + " echo \"${COMPREPLY[@]}\"";
-    assertEquals("locate\n", bash.run("-c", String.format(complete, "lo")).works());
-    assertEquals("--policy\n", bash.run("-c", String.format(complete, "locate --pol")).works());
-    assertEquals(
-        "local shared rackaware rackaware-sort\n",
-        bash.run("-c", String.format(complete, "locate --policy ''")).works());
-    assertEquals(
-        "remove remove-default\n", bash.run("-c", String.format(complete, "acl rem")).works());
-  }
-
-  @Test
   void unknownUsersAreNotTakenForNobody() throws Exception {
     fails(1, "there is no user 'no-such-user'", "status", "--as", "no-such-user", "readme");
     fails(1, "there is no user with the id 4242424", "status", "--as", "4242424", "readme");
