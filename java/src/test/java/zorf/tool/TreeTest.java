@@ -125,4 +125,16 @@ class TreeTest extends ToolFixture {
         "status", "tree/\ud83d\ude00");
     shell("rm -r tree/*");
   }
+
+  @Test
+  void targetsOfLinksAreShownWithoutALoss() throws Exception {
+    shell("ln -s $'caf\\xe9\\n' tree/odd");
+    contains(works("ls", "tree"), "   odd -> caf\\351\\012\n");
+    contains(works("status", "-P", "tree/odd"), "path        tree/odd -> caf\\351\\012\n");
+    String target = "\"target\": \"caf\ufffd\\n\", \"targetHex\": \"0x636166e90a\"";
+    contains(works("status", "-P", "--json", "tree/odd"), target);
+    contains(works("ls", "--json", "tree"), target);
+    contains(
+        works("ls", "--json", "link"), "\"acl\": false, \"target\": \"table\"}\n");
+  }
 }

@@ -155,7 +155,7 @@ final class DiagnoseCommand extends FileCommand {
       FileStatus status =
           Library.layout().decode(ZORFNative.getFileStatusNative(component, false));
       return status.type() == FileType.SYMBOLIC_LINK
-          ? StatusCommand.target(component, status)
+          ? Bytes.utf8(StatusCommand.target(component, status))
           : null;
     } catch (Exception e) {
       return null;

@@ -207,7 +207,7 @@ final class LsCommand extends FileCommand {
       String path,
       Table table,
       List<String> lines) {
-    String target =
+    byte[] target =
         status.type() == FileType.SYMBOLIC_LINK ? StatusCommand.target(path, status) : null;
     if (json) {
       lines.add(json(status, acl, blocks, target, path).toString());
@@ -226,7 +226,7 @@ final class LsCommand extends FileCommand {
         known.map(b -> Sizes.exact(b.blockCount())).orElse(unknown),
         known.map(b -> Sizes.exact(distinct(b))).orElse(unknown),
         StatusCommand.TIME.format(status.modificationTime()).substring(0, 19),
-        Output.printable(name + (target == null ? "" : " -> " + target)));
+        Output.printable(name.toString()) + StatusCommand.arrow(target));
   }
 
   private int distinct(BlockLocations blocks) {
@@ -243,13 +243,11 @@ final class LsCommand extends FileCommand {
   }
 
   private Json json(
-      FileStatus status, boolean acl, BlockLocations blocks, String target, String path) {
+      FileStatus status, boolean acl, BlockLocations blocks, byte[] target, String path) {
     Json json = new Json().object().put("path", path);
     StatusCommand.putStatus(json, status);
     json.put("acl", acl);
-    if (target != null) {
-      json.put("target", target);
-    }
+    StatusCommand.putTarget(json, target);
     if (blocks != null) {
       json.put("blockSize", blocks.blockSize())
           .put("replicas", blocks.replicaCount())

@@ -1,6 +1,5 @@
 package zorf.tool;
 
-import java.nio.charset.StandardCharsets;
 import java.time.Instant;
 import java.time.ZoneOffset;
 import java.time.format.DateTimeFormatter;
@@ -52,7 +51,7 @@ final class StatusCommand extends FileCommand {
   private void show(String path) {
     byte[] record = ZORFNative.getFileStatusNative(path, !noFollow);
     FileStatus status = Library.layout().decode(record);
-    String target = status.type() == FileType.SYMBOLIC_LINK ? target(path, status) : null;
+    byte[] target = status.type() == FileType.SYMBOLIC_LINK ? target(path, status) : null;
     Integer aclEntries =
         status.type() == FileType.SYMBOLIC_LINK
             ? null
@@ -67,7 +66,7 @@ final class StatusCommand extends FileCommand {
       Output.OUT.println();
     }
     began = true;
-    row("path", path + (target == null ? "" : " -> " + target));
+    row("path", path + arrow(target));
     row("type", status.type().name().toLowerCase(Locale.ROOT).replace('_', ' '));
     row("mode", status.permissionOctal() + " " + status.permissionText());
     row("owner", named(Names.user(status.uid()), status.uid()));
@@ -90,10 +89,23 @@ final class StatusCommand extends FileCommand {
   }
 
   /** The size of a link is the length of its target. */
-  static String target(String path, FileStatus status) {
+  static byte[] target(String path, FileStatus status) {
     int length = (int) Math.min(Math.max(status.size(), 1), 1 << 20);
-    return new String(
-        ZORFNative.getLinkTargetNative(path, length), StandardCharsets.UTF_8);
+    return ZORFNative.getLinkTargetNative(path, length);
+  }
+
+  /** Where a link leads, after its name; nothing if there is no target. */
+  static String arrow(byte[] target) {
+    return target == null ? "" : " -> " + Bytes.escape(target, "\\", "");
+  }
+
+  static void putTarget(Json json, byte[] target) {
+    if (target != null) {
+      json.put("target", Bytes.utf8(target));
+      if (AttributeValue.text(target) == null) {
+        json.put("targetHex", AttributeValue.format(target, AttributeValue.Encoding.hex));
+      }
+    }
   }
 
   /** A further fact about a file that is shown anyhow, null where it can't be had. */
@@ -132,12 +144,10 @@ final class StatusCommand extends FileCommand {
   }
 
   private static Json json(
-      String path, FileStatus status, String target, Integer aclEntries, BlockLocations blocks) {
+      String path, FileStatus status, byte[] target, Integer aclEntries, BlockLocations blocks) {
     Json json = new Json().object().put("path", path);
     putStatus(json, status);
-    if (target != null) {
-      json.put("target", target);
-    }
+    putTarget(json, target);
     if (aclEntries != null) {
       json.put("acl", aclEntries > 3);
     }
