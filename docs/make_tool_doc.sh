@@ -66,7 +66,8 @@ rack 3: 31 32 33 34 35 36
 rack 4: 41 42 43 44 45 46
 RACKS
 touch -h -d '2026-01-05 09:30:00 UTC' ./* private/keys private/keys/*
-unset ZORF_TOPOLOGY NO_COLOR ZORFHADOOP_LIBRARY ZORFHADOOP_OPTS
+mkdir -m 755 /mnt/names
+unset COLUMNS ZORF_TOPOLOGY NO_COLOR ZORFHADOOP_LIBRARY ZORFHADOOP_OPTS
 export LC_ALL=C.UTF-8
 
 # --- the page -----------------------------------------------------------------------------------
@@ -127,19 +128,22 @@ analysts. In the build tree the tool is `build/bin/zorfhadoop`.
 | [`status`](#status) | what a file is: owner, mode, size, times, block size, replicas |
 | [`ls`](#ls) | directories with the located status of each entry |
 | [`locate`](#locate) | which locations hold which blocks: table, map, picture, JSON; sums of several files |
-| [`acl`](#acl) | `get`, `set`, `modify`, `remove`, `remove-default` in setfacl's text form |
-| [`xattr`](#xattr) | `list`, `get`, `set`, `remove`, `dump` |
-| [`chmod`](#chmod) | permission bits |
+| [`acl`](#acl) | `get`, `set`, `modify`, `remove`, `remove-default`, `restore` in setfacl's text form |
+| [`xattr`](#xattr) | `list`, `get`, `set`, `remove`, `dump`, `restore` |
+| [`chmod`](#chmod) | permission bits, octal or symbolic |
 | [`replication`](#replication-and-bgf), [`bgf`](#replication-and-bgf) | replica count and block group factor |
 | [`fsname`](#fsname) | which zorf file system is mounted where |
 | [`diagnose`](#diagnose) | which component of a path stops a user |
 | [`doctor`](#doctor) | whether library, client library, libacl, rights and mounts are as they should be |
+| `help` | `zorfhadoop help acl get` is `zorfhadoop acl get --help` |
 
 **For all of them.** `--help` explains each command, with examples. `--as USER` acts on the file system
 as that user, by name or id, as a NameNode does for the users of HDFS; that takes root or the
 capabilities `CAP_SETUID` and `CAP_SETGID`. `--debug` shows the library's log lines and the stack
 traces of failures. Several paths are asked about one after the other; one that fails doesn't stop the
-others.
+others. `--json` prints an object per line and path: what was asked for, `"done": true` after a change,
+or `"error"`. Bytes that need not be UTF-8, values of attributes and targets of links, stand there in
+hex too.
 
 | Exit status | |
 |---|---|
@@ -155,9 +159,11 @@ others.
 | `LD_LIBRARY_PATH` | where else to look for the client library `libzorf.so` |
 | `ZORF_TOPOLOGY` | the file that names the racks, for map and picture |
 | `NO_COLOR` | no colours, unless `--color always` asks for them |
+| `COLUMNS` | the width to fill, instead of the terminal's |
 
 The manual page is `man zorfhadoop`. Completion for bash comes as a file of
-`bash-completion`; in zsh source it after `bashcompinit`.
+`bash-completion`; in zsh source it after `bashcompinit`. It knows commands, options, their values, users
+and files.
 
 ## status
 
@@ -182,6 +188,11 @@ show 'zorfhadoop ls -R --as alice /mnt/demo'
 say <<'MD'
 With `-R` on a terminal, stderr tells how far the walk is. `--json` prints an object per line and entry.
 
+Names are bytes; the library is asked about text. A name that it would take for another one is marked:
+
+MD
+session "touch \$'/mnt/names/caf\\xe9' /mnt/names/plain" 'zorfhadoop ls /mnt/names'
+say <<'MD'
 ## locate
 
 What a NameNode is told depends on its policy; `rackaware` is what the tool takes unless told
@@ -247,7 +258,19 @@ session 'zorfhadoop acl remove-default /mnt/demo/logs' \
   'zorfhadoop acl set u::rw,u:alice:r,g::-,o::- /mnt/demo/readme.txt' \
   'zorfhadoop acl get --numeric /mnt/demo/readme.txt' \
   'zorfhadoop acl remove --all /mnt/demo/readme.txt' \
-  'zorfhadoop acl modify user:carol:rx /mnt/demo/logs'
+  'zorfhadoop acl modify user:carol:rx /mnt/demo/logs' \
+  'zorfhadoop acl modify default:user:alice:rx /mnt/demo/readme.txt'
+say <<'MD'
+With `-R` they take in all that lies below a directory, but not what links there lead to; `X` is `x` for
+directories and programs, and default entries go to directories only. `get` writes what `restore` takes
+back, as does `setfacl --restore`; and `restore` reads what `getfacl` wrote, or the JSON of `get`:
+
+MD
+session 'zorfhadoop acl get -R /mnt/demo/private >/mnt/private.acl' \
+  'zorfhadoop acl modify -R user:alice:rX,default:user:alice:rx /mnt/demo/private' \
+  'getfacl --absolute-names --omit-header /mnt/demo/private/keys/signing.key' \
+  'zorfhadoop acl restore --json /mnt/private.acl' \
+  'cat /mnt/private.acl'
 say <<'MD'
 ## xattr
 
@@ -260,11 +283,24 @@ session "zorfhadoop xattr set user.origin 'plant 7' /mnt/demo/table-1g.dat" \
   'zorfhadoop xattr remove user.digest /mnt/demo/table-1g.dat' \
   'zorfhadoop xattr get user.digest /mnt/demo/table-1g.dat'
 say <<'MD'
+A value may come from stdin. `dump` writes as `getfattr` does: `restore` and `setfattr --restore` take it
+back, and the JSON too:
+
+MD
+session "printf '\\000\\001' | zorfhadoop xattr set user.digest - /mnt/demo/table-1g.dat" \
+  'zorfhadoop xattr dump --json /mnt/demo/table-1g.dat | tee /mnt/table.json' \
+  'zorfhadoop xattr remove user.digest /mnt/demo/table-1g.dat' \
+  'zorfhadoop xattr restore /mnt/table.json' \
+  'zorfhadoop xattr get user.digest /mnt/demo/table-1g.dat'
+say <<'MD'
 ## chmod
+
+Modes are those of chmod(1), but the library can't set set-user-id and set-group-id.
 
 MD
 session 'zorfhadoop chmod 1750 /mnt/demo/logs' \
   "zorfhadoop status /mnt/demo/logs | grep mode" \
+  'zorfhadoop chmod -R u+rwX,g-w,o= /mnt/demo/private' \
   'zorfhadoop chmod 4755 /mnt/demo/readme.txt'
 say <<'MD'
 ## replication and bgf
@@ -281,7 +317,7 @@ The block group factor says how many file system blocks make one HDFS block:
 
 MD
 session 'zorfhadoop bgf --set 64 /mnt/demo/table-1g.dat' \
-  'zorfhadoop bgf /mnt/demo/table-1g.dat /mnt/demo/events-40g.dat' \
+  'zorfhadoop bgf /mnt/demo/table-1g.dat /mnt/demo/events-40g.dat /mnt/demo/logs' \
   'zorfhadoop locate --as-on-zorf /mnt/demo/table-1g.dat'
 say <<'MD'
 ## fsname
@@ -314,10 +350,14 @@ And where things are not as they should be:
 MD
 show 'ZORFHADOOP_LIBRARY=/opt/none.so setpriv --reuid=alice --regid=alice --clear-groups zorfhadoop doctor'
 say <<'MD'
+It looks at the files, where the loader only tells that it found none: one that may not be read, one of
+another architecture, another library of the same name. A Java that is too old is told of before it starts.
+
 ## Wrong command lines
 
 MD
-session 'zorfhadoop locate' 'zorfhadoop locate --policy rack /mnt/demo/table-1g.dat'
+session 'zorfhadoop locate' 'zorfhadoop locate --policy rack /mnt/demo/table-1g.dat' \
+  'zorfhadoop stat /mnt/demo/table-1g.dat' 'zorfhadoop ls --recursve /mnt/demo'
 
 # The last block ends with an empty line too many.
 sed -i '$ d' "$page"
