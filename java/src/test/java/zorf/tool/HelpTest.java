@@ -60,6 +60,8 @@ class HelpTest {
       for (PositionalParamSpec parameter : command.getCommandSpec().positionalParameters()) {
         assertTrue(parameter.description().length > 0, name + " " + parameter);
       }
+      boolean acts = command.getSubcommands().isEmpty() && !name.endsWith(" help");
+      assertEquals(acts, command.getCommandSpec().findOption("--json") != null, name);
       assertFalse(help.contains("${"), help);
       for (String line : help.split("\n")) {
         assertTrue(line.length() <= 96, line);

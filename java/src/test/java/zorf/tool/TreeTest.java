@@ -79,7 +79,8 @@ class TreeTest extends ToolFixture {
         "zorfhadoop: gone: No such file or directory\n"
             + "zorfhadoop: tree/sub: set-user-id and set-group-id can't be kept this way; \"ug-s\""
             + " takes them away\n"
-            + "zorfhadoop: : No such file or directory\n",
+            + "zorfhadoop: : No such file or directory\n"
+            + "zorfhadoop: 3 of 8 paths failed\n",
         result.err);
     assertEquals(1, result.status);
     assertEquals(
@@ -117,7 +118,7 @@ class TreeTest extends ToolFixture {
     assertEquals(
         "zorfhadoop: tree/caf\\351: " + WHY + "\nzorfhadoop: tree/d\\351\\134: " + WHY
             + "\nzorfhadoop: tree/d\\351\\134/in: " + WHY + "\nzorfhadoop: tree/\ud83d\ude00: " + WHY
-            + "\n",
+            + "\nzorfhadoop: 4 of 11 paths failed\n",
         result.err);
     assertEquals(1, result.status);
     fails(

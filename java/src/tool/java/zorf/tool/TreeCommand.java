@@ -7,6 +7,7 @@ import java.util.ArrayDeque;
 import java.util.Deque;
 import java.util.List;
 import picocli.CommandLine.Option;
+import zorf.common.Sizes;
 
 /** A command that does with -R to all that lies below its paths what it does to them. */
 abstract class TreeCommand extends FileCommand {
@@ -23,29 +24,36 @@ abstract class TreeCommand extends FileCommand {
     if (!recursive) {
       return super.each(paths, action);
     }
-    int result = OK;
+    int visited = 0;
+    int failures = 0;
     for (String path : paths) {
-      result |= attempt(path, action);
       Deque<Path> open = new ArrayDeque<>();
+      int failure = attempt(path, action);
       // An empty path is none, though Java takes it for the working directory.
       if (!path.isEmpty()) {
-        result |= attempt(path, start -> Tree.below(Paths.get(start), open));
+        failure |= attempt(path, start -> Tree.below(Paths.get(start), open));
       }
+      visited++;
+      failures += failure;
       while (!open.isEmpty()) {
         Path entry = open.pop();
-        result |=
+        failure =
             attempt(
                 entry.toString(),
                 each -> {
                   Tree.requireAskable(entry);
                   action.on(each);
                 });
-        result |=
+        failure |=
             attempt(
-                entry.toString(),
-                each -> Tree.below(entry, open, LinkOption.NOFOLLOW_LINKS));
+                entry.toString(), each -> Tree.below(entry, open, LinkOption.NOFOLLOW_LINKS));
+        visited++;
+        failures += failure;
       }
     }
-    return result;
+    if (failures > 0) {
+      Output.complain(Sizes.exact(failures) + " of " + Sizes.count(visited, "path") + " failed");
+    }
+    return failures == 0 ? OK : FAILED;
   }
 }
