@@ -2,7 +2,7 @@
 # make_tool_doc.sh [--check]: writes tool.md and placement.svg by running every command that they
 # show; with --check it compares them with what is there. Needs a build, in ../build or where
 # ZORF_BUILD says, and root: the users, the mount table and the files of the page exist in a mount
-# namespace of its own only. Exits with 77 where there can be none.
+# namespace of its own only. Skipped where there can be none.
 set -euo pipefail
 
 docs=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -10,21 +10,11 @@ root=$(dirname "$docs")
 build=${ZORF_BUILD:-$root/build}
 tool=$build/bin/zorfhadoop
 
-impossible() {
-  echo "make_tool_doc.sh: $*" >&2
-  exit 77
-}
-
-[[ $EUID == 0 ]] || impossible "run it as root"
-if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
-  unshare --mount true || impossible "there can't be a mount namespace here"
-  ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
-fi
-
-# shellcheck source=tests/reachable_tree.sh
-. "$root/tests/reachable_tree.sh"
+# shellcheck source=tests/surroundings.sh
+. "$root/tests/surroundings.sh"
+own_mounts "$@" || skip "may not mount, for users and files of its own"
 reach_tree "$root"
-setpriv --reuid=1501 --clear-groups test -r "$tool" || impossible "other users may not read this tree"
+setpriv --reuid=1501 --clear-groups test -r "$tool" || skip "users may not read this tree"
 
 # --- a small world ------------------------------------------------------------------------------
 
@@ -32,7 +22,7 @@ setpriv --reuid=1501 --clear-groups test -r "$tool" || impossible "other users m
 mount -t tmpfs -o mode=755 tmpfs /mnt
 touch /mnt/probe
 setfattr -n user.probe -v 1 /mnt/probe 2>/dev/null ||
-  impossible "this kernel's tmpfs has no user attributes"
+  skip "this kernel's tmpfs has no user attributes"
 rm /mnt/probe
 # On a tmpfs of its own: how many inodes it takes depends on this machine's /etc.
 mkdir -m 755 /mnt/.etc

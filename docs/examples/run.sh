@@ -12,8 +12,9 @@ access=
 if "$java" --enable-native-access=ALL-UNNAMED -version >/dev/null 2>&1; then
   access=--enable-native-access=ALL-UNNAMED
 fi
-# In the build tree: it keeps user attributes where /tmp may not.
-scratch=$(mktemp -d "$build/formats-XXXXXX")
+. "$root/tests/surroundings.sh"
+scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
+scratch=$(mktemp -d "$scratch/zorf-formats-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 export ZORF_TOPOLOGY="$root/docs/examples/topology"
 # shellcheck disable=SC2086  # an option, or none

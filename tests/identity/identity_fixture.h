@@ -14,7 +14,7 @@
 #include "support/scripted_client.h"
 
 #define REQUIRE_SCRATCH_USERS() \
-  if (!haveScratchUsers()) GTEST_SKIP() << "needs root, for users of its own"
+  if (!haveScratchUsers()) GTEST_SKIP() << "may not mount, for users of its own"
 #define REQUIRE_ROOT() \
   if (geteuid() != 0) GTEST_SKIP() << "needs root, to switch identities"
 

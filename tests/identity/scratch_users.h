@@ -32,7 +32,7 @@ constexpr unsigned plainGroup(unsigned i, unsigned which) {
 constexpr const char* BIG_GROUP = "zorf_big";
 constexpr unsigned BIG_GROUP_GID = 63000;
 
-// False where the tests run without them, as an ordinary user.
+// False where the tests run without them: there with_scratch_users.sh may not mount.
 inline bool haveScratchUsers() {
   return std::getenv("ZORF_SCRATCH_USERS") != nullptr;
 }

@@ -1,15 +1,12 @@
 #!/bin/sh
 # with_scratch_users.sh COMMAND...: runs a command as root in a mount namespace of its own, where
 # /etc/passwd and /etc/group hold the users that scratch_users.h names. The machine keeps its own.
-# As an ordinary user it runs the command as it is.
+# Where it may not mount, it runs the command as it is; ZORF_SCRATCH_USERS tells.
 set -eu
+. "$(dirname "$0")/../surroundings.sh"
 
-if [ "$(id -u)" != 0 ]; then
-  exec "$@"
-fi
-if [ -z "${ZORF_SCRATCH_USERS:-}" ]; then
-  ZORF_SCRATCH_USERS=1 exec unshare --mount --propagation private "$0" "$@"
-fi
+own_mounts "$@" || exec "$@"
+export ZORF_SCRATCH_USERS=1
 
 scratch=$(mktemp -d)
 mount -t tmpfs -o mode=755 tmpfs "$scratch"

@@ -11,7 +11,11 @@ by_name() {
 }
 awk '/^```hex /{print "== " $2; inside = 1; next} /^```/{inside = 0} inside' "$root/docs/formats.md" |
   by_name >"$scratch/documented"
-"$root/docs/examples/run.sh" "$1" >"$scratch/output"
+"$root/docs/examples/run.sh" "$1" >"$scratch/output" || {
+  status=$?
+  cat "$scratch/output"
+  exit "$status"
+}
 by_name <"$scratch/output" >"$scratch/returned"
 [ -s "$scratch/documented" ]
 diff "$scratch/documented" "$scratch/returned"

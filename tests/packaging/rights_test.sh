@@ -1,11 +1,21 @@
 #!/bin/sh
 # rights_test.sh BUILD: what docs/operations.md says of the rights of a NameNode, tried with the tool: who
-# gets at which file under which capabilities. Exits with 77 where that can't be tried.
+# gets at which file under which capabilities.
 set -eu
+root=$(cd "$(dirname "$0")/../.." && pwd)
+. "$root/tests/surroundings.sh"
 build=$1
-[ "$(id -u)" = 0 ] || exit 77
+[ "$(id -u)" = 0 ] || skip "needs root, to have capabilities and to give them up"
+
 # The files of the build must be within reach of a user.
-setpriv --reuid=1234 --clear-groups test -r "$build/java/zorfhadoop-tool.jar" || exit 77
+within_reach() {
+  setpriv --reuid=1234 --clear-groups test -r "$build/java/zorfhadoop-tool.jar"
+}
+if ! within_reach; then
+  own_mounts "$@" || skip "may not mount: users can't reach $build"
+  reach_tree "$root"
+  within_reach || skip "users may not read $build"
+fi
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -52,9 +62,9 @@ mode_after_acl_change() {
   stat -c %a shared
 }
 capabilities=+fsetid
-as_root true 2>/dev/null || exit 77
+as_root true 2>/dev/null || skip "may not switch users and capabilities"
 capabilities=+setuid,+setgid,+dac_override
-as_user true 2>/dev/null || exit 77
+as_user true 2>/dev/null || skip "may not switch users and capabilities"
 status="$tool status --as nobody $scratch/private/file"
 locate="$tool locate --as nobody $scratch/others"
 trusted="$tool xattr set --as nobody trusted.a 1 $scratch/roots"

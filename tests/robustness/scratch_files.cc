@@ -39,9 +39,8 @@ std::string words(const std::vector<std::int32_t>& values) {
 }
 
 ScratchFiles::ScratchFiles() {
-  char name[] = "/tmp/zorf_faults_XXXXXX";
-  if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp");
-  root_ = name;
+  root_ = std::filesystem::temp_directory_path() / "zorf_faults_XXXXXX";
+  if (mkdtemp(root_.data()) == nullptr) throw std::runtime_error("mkdtemp");
   for (const char* directory : {"directory", "changed"}) mkdir(path(directory).c_str(), 0755);
   for (const char* file : {"file", "changedFile"}) {
     std::ofstream(path(file)) << std::string(20000, 'x');

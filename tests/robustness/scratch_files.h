@@ -1,4 +1,4 @@
-// The files that the natives are called on, below a directory of their own in /tmp:
+// The files that the natives are called on, below a directory of their own:
 //
 //   file        20000 bytes, user.a and user.b, an access ACL; only ever read
 //   link        to file

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 namespace {
@@ -45,7 +46,8 @@ const Client& client() {
   return loaded;
 }
 
-TempFile::TempFile(std::uint64_t size) : path_(ZORF_STANDIN_FILES "/file-XXXXXX") {
+TempFile::TempFile(std::uint64_t size)
+    : path_(std::filesystem::temp_directory_path() / "zorf-standin-XXXXXX") {
   const int writable = mkstemp(path_.data());
   EXPECT_GE(writable, 0) << path_ << ": " << std::strerror(errno);
   EXPECT_EQ(0, ftruncate(writable, static_cast<off_t>(size))) << std::strerror(errno);

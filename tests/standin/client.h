@@ -16,8 +16,8 @@ struct Client {
 // Loaded at the first call; ends the program when that fails.
 const Client& client();
 
-// A file of `size` bytes that is a hole, in the build tree (which has user extended attributes, as
-// /tmp may not), open read-only and deleted at the end.
+// A file of `size` bytes that is a hole, in the folder for temporary files, open read-only and
+// deleted at the end.
 class TempFile {
  public:
   explicit TempFile(std::uint64_t size = 0);

@@ -2,6 +2,7 @@
 // natives called with C++ values, and an operating system that reports any set of attributes.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -32,7 +33,7 @@ class XattrTest : public JvmTest {
 
   std::string directory;
   std::string path;
-  std::string base = "/tmp";  // where the directory is made; set before SetUp
+  std::string base = std::filesystem::temp_directory_path();  // may be set before SetUp
 
  private:
   ThreadIdentity identity_;

@@ -6,7 +6,6 @@ import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -42,7 +41,7 @@ public final class EveryDepth {
   private String difference;
 
   public static void main(String[] args) throws Exception {
-    EveryDepth test = new EveryDepth(Files.createTempDirectory(Paths.get(args[0]), "stack"));
+    EveryDepth test = new EveryDepth(Files.createTempDirectory("zorf-stack-"));
     Throwable[] failure = new Throwable[1];
     Thread thread =
         new Thread(
