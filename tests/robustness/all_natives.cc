@@ -2,9 +2,14 @@
 
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
+#include <functional>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "blocks/policy.h"
@@ -67,6 +72,21 @@ std::string contentOfMap(JNIEnv* env, jobject map, jsize& size) {
 void policy(GetBlkCmd command) {
   globalBlkCmd = command;
   defaultDFSBlockSize = 1 << 20;
+}
+
+// File systems list names in orders of their own, on which the number of a later call depends.
+ssize_t listInOneOrder(const char* path, char* list, std::size_t size) {
+  const ssize_t length = ::listxattr(path, list, size);
+  if (size == 0 || length <= 0) return length;
+  std::set<std::string, std::greater<>> names;
+  for (const char* name = list; name < list + length; name += std::strlen(name) + 1) {
+    names.insert(name);
+  }
+  for (const std::string& name : names) {
+    std::memcpy(list, name.c_str(), name.size() + 1);
+    list += name.size() + 1;
+  }
+  return length;
 }
 
 }  // namespace
@@ -391,6 +411,7 @@ Attempt AllNatives::attempt(const NativeCall& call, const std::function<void(Hoo
     hooks.setmntent = [table = files_.path("mtab")](const char*, const char* mode) {
       return ::setmntent(table.c_str(), mode);
     };
+    hooks.listxattr = listInOneOrder;
     if (call.arm) call.arm(hooks);
     if (inject) inject(hooks);
     const long kept = hooks.allocations();

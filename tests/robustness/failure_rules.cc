@@ -1,6 +1,7 @@
 #include "robustness/failure_rules.h"
 
 #include <cerrno>
+#include <filesystem>
 
 namespace {
 
@@ -68,7 +69,7 @@ std::vector<FailureRule> statusRules() {
       {.native = "getFailedPathNative",
        .call = "lstat",
        .effect = Effect::RETURNS,
-       .messages = {"\"/tmp\""},
+       .messages = {'"' + std::filesystem::temp_directory_path().string() + '"'},
        .first = 4,
        .last = 4,
        .situation = "missing file"},
