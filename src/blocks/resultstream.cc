@@ -20,7 +20,11 @@ void ResultBuf::expect(std::uint64_t count, std::uint64_t size) {
   if (size != 0 && count > (LONGEST_ARRAY - position()) / size) throw std::bad_alloc();
   if (array_ != nullptr || !native_.empty()) return;
   const std::uint64_t total = position() + count * size;
-  if (total <= window_.size() || total > LONGEST_EXPECTED || env_->ExceptionCheck()) return;
+  if (total <= window_.size() || env_->ExceptionCheck()) return;
+  if (total > LONGEST_EXPECTED) {
+    gatherUpTo(total);
+    return;
+  }
   array_ = env_->NewByteArray(static_cast<jsize>(total));
   if (array_ == nullptr) {
     env_->ExceptionClear();  // take() will meet it again, if the query succeeds
@@ -124,6 +128,15 @@ void ResultBuf::store(std::size_t at, const char* bytes, std::size_t count) {
   const std::size_t inside = std::min(count, native_.size() - at);
   std::memcpy(native_.data() + at, bytes, inside);
   native_.append(bytes + inside, count - inside);
+}
+
+// Has native memory for `total` bytes, of which only what is written will be taken.
+void ResultBuf::gatherUpTo(std::size_t total) {
+  try {
+    native_.reserve(total);
+  } catch (const std::bad_alloc&) {
+    // It may not be needed.
+  }
 }
 
 // Goes on in native memory with the first `written` bytes of the array.

@@ -37,6 +37,7 @@ class ResultBuf : public std::streambuf {
   void restart(std::size_t base);
   void flush();
   void store(std::size_t at, const char* bytes, std::size_t count);
+  void gatherUpTo(std::size_t total);
   void leaveArray(std::size_t written);
 
   JNIEnv* env_;
