@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "blocks/locationcounts.h"
@@ -47,13 +48,14 @@ class EntryWriter {
       addWithoutReplicas(blocks / groupBlocks);
       return;
     }
+    LocationCounts& counts = *counts_;
     const char* block = reply.data();
     std::uint32_t inGroup = 0;
     for (std::uint32_t i = 0; i < blocks; ++i, block += 8 * replicas) {
       for (std::size_t replica = 0; replica < replicas; ++replica) {
         std::int32_t id;
         std::memcpy(&id, block + 4 * replica, sizeof id);
-        counts_.add(id);
+        counts.add(id);
       }
       if (++inGroup == groupBlocks) {
         write(replicas);
@@ -64,7 +66,7 @@ class EntryWriter {
 
   // Writes the entry of a last, partial HDFS block.
   void finish(std::int32_t replicas) {
-    if (!counts_.empty()) write(static_cast<std::size_t>(replicas));
+    if (!counts_->empty()) write(static_cast<std::size_t>(replicas));
   }
 
   std::uint32_t entries() const { return entries_; }
@@ -72,13 +74,13 @@ class EntryWriter {
  private:
   // Entries without replicas have no bytes, and nothing bounds how many a reply may claim.
   void addWithoutReplicas(std::uint32_t groups) {
-    if (groups != 0) counts_.take(pairs_);
+    if (groups != 0) counts_->take(pairs_);
     entries_ += groups;
   }
 
   void write(std::size_t replicas) {
     ++entries_;
-    counts_.take(pairs_);
+    counts_->take(pairs_);
     select(pairs_, replicas);
     entry_.assign(2 * replicas, -1);
     const std::size_t found = std::min(replicas, pairs_.size());
@@ -91,7 +93,7 @@ class EntryWriter {
   }
 
   std::ostream& out_;
-  LocationCounts counts_;
+  std::unique_ptr<LocationCounts> counts_ = std::make_unique<LocationCounts>();
   std::vector<LocationCount> pairs_;
   std::vector<std::int32_t> entry_;
   std::uint32_t entries_ = 0;
