@@ -176,6 +176,11 @@ Blocks take the right to read a file. Here alice may read all of them, but may n
 MD
 show 'zorfhadoop ls -R --as alice /mnt/demo'
 say <<'MD'
+So it is where a policy gives other blocks than a file has, which [`rackaware-sort`](#locate) may:
+
+MD
+show 'zorfhadoop ls --policy rackaware-sort /mnt/demo/readme.txt /mnt/demo/table-1g.dat'
+say <<'MD'
 With `-R` on a terminal, stderr tells how far the walk is. `--json` prints an object per line and entry.
 
 Names are bytes; the library is asked about text. A name that it would take for another one is marked:
@@ -195,7 +200,7 @@ say <<'MD'
 `rackaware-sort` names the locations that hold most of each HDFS block, and how many file system
 blocks of it they hold. It takes the file system's block size from the status of a file, and begins to
 count anew with each reply of the file system. Where that ends in other blocks than the range has,
-`locate` fails and says what a NameNode would be told:
+`locate` fails, as `ls` does, and says what a NameNode would be told:
 
 MD
 show 'zorfhadoop locate --policy rackaware-sort --offset 1G --length 512M /mnt/demo/events-40g.dat'

@@ -68,6 +68,32 @@ class AskingTest extends ToolFixture {
   }
 
   @Test
+  void lsRefusesBlocksThatDoNotCoverAFile() throws Exception {
+    Launcher.Result result = tool.run("ls", "-p", "rackaware-sort", "table", "readme");
+    assertEquals(1, result.status);
+    String refused =
+        "zorfhadoop: table: rackaware-sort gave 1 block of 128 MiB for 1 GiB at 0 B, which is"
+            + " 8 blocks of 128 MiB; the file's status says blocks of N KiB and the file"
+            + " system 4 MiB: locate --as-on-zorf counts by the latter\n";
+    assertEquals(refused, result.err.replaceFirst("[0-9]+ KiB", "N KiB"));
+    // But for owner, group, locations and time.
+    List<String> rows =
+        lines(result.out.replaceAll(" +", " ")).stream()
+            .map(row -> row.replaceFirst("^(\\S+ \\S+) \\S+ \\S+ (.*)( \\S+){3} ", "$1 $2 "))
+            .collect(Collectors.toList());
+    assertEquals(
+        List.of("-rw-r--r-- ? 1,073,741,824 ? ? table", "-rw-r----- 2 10 128 MiB 1 readme"),
+        rows.subList(1, 3));
+    result = tool.run("ls", "--json", "-p", "rackaware-sort", "table");
+    assertEquals(1, result.status);
+    assertEquals(refused, result.err.replaceFirst("[0-9]+ KiB", "N KiB"));
+    assertTrue(
+        result.out.matches("\\{\"path\": \"table\", [^{}\n]*, \"acl\": false}\n"), result.out);
+    works("bgf", "--set", "20", "table");
+    works("ls", "-p", "rackaware-sort", "table");
+  }
+
+  @Test
   void locateTellsWhereBlocksLie() throws Exception {
     List<String> shown = lines(works("locate", "table"));
     assertEquals("table: 1 GiB, 8 blocks of 128 MiB, 2 replicas (rackaware)", shown.get(0));
@@ -114,7 +140,7 @@ class AskingTest extends ToolFixture {
         result.err.matches(
             "zorfhadoop: table: rackaware-sort gave 1 block of 128 MiB for 1 GiB at 0 B, which is"
                 + " 8 blocks of 128 MiB; the file's status says blocks of [0-9]+ KiB and the file"
-                + " system 4 MiB: --as-on-zorf counts by the latter\n"),
+                + " system 4 MiB: locate --as-on-zorf counts by the latter\n"),
         result.err);
   }
 

@@ -72,7 +72,7 @@ final class Blocks {
                     + Sizes.human(unit)
                     + " and the file system "
                     + Sizes.human(own)
-                    + ": --as-on-zorf counts by the latter";
+                    + ": locate --as-on-zorf counts by the latter";
           }
         };
     long size = Library.layout().decode(record).size();

@@ -71,7 +71,6 @@ final class LsCommand extends FileCommand {
 
   @Override
   int runAsUser() throws IOException {
-    Blocks.choose(policy, Blocks.DEFAULT_BLOCK_SIZE);
     List<Path> files = new ArrayList<>();
     List<Path> directories = new ArrayList<>();
     result = each(
@@ -169,8 +168,10 @@ final class LsCommand extends FileCommand {
     }
     LocatedFileStatus located;
     try {
+      Blocks.choose(policy, Blocks.DEFAULT_BLOCK_SIZE);
       byte[] bytes = ZORFNative.getLocatedFileStatusNative(path, false, true, true);
       located = LocatedFileStatus.decode(Library.layout(), bytes, true);
+      requireItsBlocks(path, located.status(), bytes);
     } catch (Exception e) {
       // The blocks of a file take the right to read it, the status does not.
       byte[] record = ZORFNative.getFileStatusNative(path, false);
@@ -180,12 +181,25 @@ final class LsCommand extends FileCommand {
               && AclFormat.decodeReport(ZORFNative.getAclStatus(path, record)).size() > 3;
       row(status, acl, null, name, path, table, lines);
       progress.clear();
-      report(path, new Failure(path + ": blocks unknown: " + Failure.systemText(e), e));
+      report(
+          path,
+          e instanceof Failure
+              ? e
+              : new Failure(path + ": blocks unknown: " + Failure.systemText(e), e));
       result = FAILED;
       return;
     }
     row(located.status(), located.hasAcl(), located.locations().orElse(null), name, path, table,
         lines);
+  }
+
+  /** The sorting policy may have counted other blocks than the file has: a failure, as in locate. */
+  private void requireItsBlocks(String path, FileStatus status, byte[] located) {
+    if (policy == BlockPolicy.RACKAWARE_SORT && status.type() == FileType.REGULAR) {
+      byte[] record = Arrays.copyOf(located, Library.layout().recordLength());
+      Blocks.range(path, policy, Blocks.DEFAULT_BLOCK_SIZE, 0, status.size(), record)
+          .each((block, piece, entry) -> {});
+    }
   }
 
   private void unaskable(Path entry, Path name, Table table, List<String> lines) {
