@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Set;
 import org.junit.jupiter.api.Test;
 import picocli.CommandLine;
 import picocli.CommandLine.Model.OptionSpec;
@@ -43,6 +44,17 @@ class HelpTest {
       }
     }
     assertTrue(examples > 40, "there are " + examples);
+  }
+
+  /** To start quickly; help and what is misspelt need all. */
+  @Test
+  void aCommandThatIsAskedForIsTheOnlyOne() {
+    for (String name : new String[] {"status", "acl", "doctor"}) {
+      assertEquals(Set.of(name), Main.commandLine(name, "ls").getSubcommands().keySet());
+    }
+    for (String[] words : new String[][] {{}, {"help", "ls"}, {"--help", "ls"}, {"lss"}}) {
+      assertEquals(12, Main.commandLine(words).getSubcommands().size(), String.join(" ", words));
+    }
   }
 
   @Test

@@ -1,7 +1,6 @@
 package zorf.tool;
 
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.Collections;
 import java.util.Iterator;
 import java.util.List;
@@ -39,9 +38,7 @@ final class HelpCommand implements Runnable {
   static final class Commands implements Iterable<String> {
     @Override
     public Iterator<String> iterator() {
-      return Arrays.stream(Main.class.getAnnotation(Command.class).subcommands())
-          .map(each -> each.getAnnotation(Command.class).name())
-          .iterator();
+      return Main.names().iterator();
     }
   }
 

@@ -1,10 +1,12 @@
 package zorf.tool;
 
 import java.io.PrintWriter;
+import java.util.Arrays;
 import java.util.Collections;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.stream.Stream;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Help;
@@ -24,20 +26,6 @@ import picocli.CommandLine.UnmatchedArgumentException;
           + " one."
     },
     synopsisSubcommandLabel = "COMMAND",
-    subcommands = {
-      StatusCommand.class,
-      LsCommand.class,
-      LocateCommand.class,
-      AclCommand.class,
-      XattrCommand.class,
-      ChmodCommand.class,
-      ReplicationCommand.class,
-      BgfCommand.class,
-      FsnameCommand.class,
-      DiagnoseCommand.class,
-      DoctorCommand.class,
-      HelpCommand.class
-    },
     footer = {
       "  zorfhadoop status /zorf/data/events.dat",
       "  zorfhadoop locate --map /zorf/data/events.dat",
@@ -48,6 +36,20 @@ import picocli.CommandLine.UnmatchedArgumentException;
     })
 public final class Main implements Runnable {
   private static final int HELP_WIDTH = 96;
+  private static final Class<?>[] COMMANDS = {
+    StatusCommand.class,
+    LsCommand.class,
+    LocateCommand.class,
+    AclCommand.class,
+    XattrCommand.class,
+    ChmodCommand.class,
+    ReplicationCommand.class,
+    BgfCommand.class,
+    FsnameCommand.class,
+    DiagnoseCommand.class,
+    DoctorCommand.class,
+    HelpCommand.class
+  };
 
   @Spec private CommandSpec spec;
 
@@ -66,16 +68,28 @@ public final class Main implements Runnable {
   /** Runs one command; the exit status is 0 (done), 1 (failed) or 2 (wrong command line). */
   public static void main(String[] arguments) {
     ToolLog.install();
-    int result = commandLine().execute(arguments);
+    int result = commandLine(arguments).execute(arguments);
     if (!Output.finish() && result == ToolCommand.OK) {
       result = ToolCommand.FAILED;
     }
     System.exit(result);
   }
 
-  /** All commands, ready to execute. */
-  static CommandLine commandLine() {
+  /**
+   * What a command line may hold, ready to execute: the command that it begins with, or else all.
+   * Picocli takes longer to describe all commands to itself than one takes to run.
+   */
+  static CommandLine commandLine(String... arguments) {
     CommandLine line = new CommandLine(new Main());
+    String word = arguments.length == 0 ? "" : arguments[0];
+    Stream<Class<?>> asked = Arrays.stream(COMMANDS).filter(each -> name(each).equals(word));
+    // Help is about the others.
+    Class<?> only = asked.findFirst().filter(each -> each != HelpCommand.class).orElse(null);
+    for (Class<?> command : COMMANDS) {
+      if (only == null || command == only) {
+        line.addSubcommand(command);
+      }
+    }
     line.setOut(new PrintWriter(Output.OUT));
     line.setErr(new PrintWriter(Output.ERR));
     // A file may be called "@x": it is no list of further arguments.
@@ -94,6 +108,15 @@ public final class Main implements Runnable {
         });
     finish(line);
     return line;
+  }
+
+  private static String name(Class<?> command) {
+    return command.getAnnotation(Command.class).name();
+  }
+
+  /** The names of all commands. */
+  static Stream<String> names() {
+    return Arrays.stream(COMMANDS).map(Main::name);
   }
 
   private static int misuse(ParameterException e) {
