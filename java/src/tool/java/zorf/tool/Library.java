@@ -2,10 +2,12 @@ package zorf.tool;
 
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.StatusLayout;
+import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
 
 /** The load of the library, with a failure that can be read. */
 final class Library {
   private static StatusLayout layout;
+  private static ZorfFiles files;
 
   private Library() {}
 
@@ -31,5 +33,12 @@ final class Library {
       layout = new StatusLayout(ZORFNative.getFileStatusFormatNative());
     }
     return layout;
+  }
+
+  static ZorfFiles files() {
+    if (files == null) {
+      files = ZorfFiles.create();
+    }
+    return files;
   }
 }
