@@ -38,15 +38,14 @@ final class Blocks {
     }
   }
 
-  static BlockLocations locate(String path, long offset, long length, byte[] record) {
+  private static BlockLocations locate(String path, long offset, long length, byte[] record) {
     return BlockLocations.decode(ZORFNative.getBlockLocationsNative(path, offset, length, record));
   }
 
   /** The blocks of a range that lies in the file; the record decides how they are counted. */
   static BlockRange range(
       String path, BlockPolicy policy, long defaultSize, long offset, long length, byte[] record) {
-    choose(BlockPolicy.SHARED, defaultSize);
-    BlockLocations told = locate(path, 0, 0, record);
+    BlockLocations told = sizes(path, defaultSize, record);
     boolean local = policy == BlockPolicy.LOCAL;
     long blockSize = local ? fileSystemBlockSize(path) : told.blockSize();
     if (blockSize < 0) {
@@ -92,20 +91,20 @@ final class Blocks {
     return ZORFNative.getBlockSizeNative(path, null);
   }
 
-  /** A file's replica count, and nothing else of its blocks. */
-  static int replicas(String path, byte[] record) {
-    choose(BlockPolicy.SHARED, DEFAULT_BLOCK_SIZE);
-    return locate(path, 0, 0, record).replicaCount();
+  /** A file's HDFS block size and replica count, and nothing else of its blocks. */
+  static BlockLocations sizes(String path, long defaultSize, byte[] record) {
+    choose(BlockPolicy.SHARED, defaultSize);
+    return locate(path, 0, 0, record);
   }
 
   /**
-   * A file's block group factor, 0 if it has none. There is no native for it: but an HDFS block is
-   * as many file system blocks as the factor says, so with file system blocks of one byte its size
-   * is the factor, or the default where there is none.
+   * A file's block group factor, 0 if it has none. There is no native for it, and its attribute
+   * takes the right to read the file. But an HDFS block is as many file system blocks as the factor
+   * says, so with file system blocks of one byte its size is the factor, or the default where there
+   * is none.
    */
   static long groupFactor(String path, byte[] record) {
-    choose(BlockPolicy.SHARED, NO_FACTOR);
-    long size = locate(path, 0, 0, RawStatus.withBlockSize(record, 1)).blockSize();
+    long size = sizes(path, NO_FACTOR, RawStatus.withBlockSize(record, 1)).blockSize();
     return size == NO_FACTOR ? 0 : size;
   }
 }

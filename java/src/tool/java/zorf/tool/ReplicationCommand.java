@@ -50,7 +50,7 @@ final class ReplicationCommand extends FileCommand {
   }
 
   private void show(String path) {
-    int replicas = Blocks.replicas(path, requireFile(path));
+    int replicas = Blocks.sizes(path, Blocks.DEFAULT_BLOCK_SIZE, requireFile(path)).replicaCount();
     Output.OUT.println(
         json
             ? new Json().object().put("path", path).put("replicas", replicas).end().toString()

@@ -9,7 +9,6 @@ import java.util.concurrent.Callable;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclFormat;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
-import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
@@ -57,7 +56,9 @@ final class StatusCommand extends FileCommand {
             ? null
             : ifAllowed(() -> AclFormat.decodeReport(ZORFNative.getAclStatus(path, record)).size());
     BlockLocations blocks =
-        status.type() == FileType.REGULAR ? ifAllowed(() -> blockSize(path, record)) : null;
+        status.type() == FileType.REGULAR
+            ? ifAllowed(() -> Blocks.sizes(path, Blocks.DEFAULT_BLOCK_SIZE, record))
+            : null;
     if (json) {
       Output.OUT.println(json(path, status, target, aclEntries, blocks));
       return;
@@ -81,11 +82,6 @@ final class StatusCommand extends FileCommand {
     row("accessed", time(status.accessTime()));
     row("modified", time(status.modificationTime()));
     row("changed", time(status.changeTime()));
-  }
-
-  private static BlockLocations blockSize(String path, byte[] record) {
-    Blocks.choose(BlockPolicy.SHARED, Blocks.DEFAULT_BLOCK_SIZE);
-    return Blocks.locate(path, 0, 0, record);
   }
 
   /** The size of a link is the length of its target. */
