@@ -18,9 +18,18 @@ awk '
     if (!((program " " $4) in skipped)) skipped[program " " $4] = reason
     reason = ""
   }
-  # JUnit: an assumption that does not hold.
-  match($0, / (\[S\]|↷) /) {
-    skipped[program " " substr($0, 1, RSTART)] = substr($0, RSTART + RLENGTH)
+  # JUnit: a line for each class and its tests, with what an assumption that does not hold says.
+  match($0, / (\[(OK|X|A|S)\]|✔|✘|■|↷)/) {
+    name = substr($0, 1, RSTART - 1)
+    mark = substr($0, RSTART + 1, RLENGTH - 1)
+    reason = substr($0, RSTART + RLENGTH + 1)
+    sub(/^[^A-Za-z]*/, "", name)
+    sub(/^Assumption failed: /, "", reason)
+    if (name !~ /\)$/) class = name
+    name = program " " class "." name
+    if (mark ~ /A|S|■|↷/) skipped[name] = reason
+    else ran[name] = 1
+    reason = ""
   }
   function count(reason) {
     sub(/[,:].*/, "", reason)  # the rest says what for
