@@ -29,8 +29,7 @@ class CompletionTest extends ToolFixture {
             .with("TERM", "dumb")
             .with("LC_ALL", "C.UTF-8")
             .input(keys + "exit\r")
-            .launcher(Paths.get("/usr/bin/script"))
-            .run("-qec", "bash --norc --noprofile -i", "/dev/null")
+            .runOnTerminal("bash --norc --noprofile -i")
             .out;
     List<String> words = new ArrayList<>();
     for (String line : shown.split("[\r\n]+")) {

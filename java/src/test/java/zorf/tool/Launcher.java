@@ -1,12 +1,14 @@
 package zorf.tool;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assumptions.assumeFalse;
 
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.LinkedHashMap;
@@ -101,6 +103,15 @@ final class Launcher {
       throw new AssertionError(command + " hangs");
     }
     return new Result(command.toString(), process.exitValue(), out, err.get());
+  }
+
+  /** Runs a command of the shell on a terminal of its own, where there can be any. */
+  Result runOnTerminal(String command) throws Exception {
+    Result result = launcher(Paths.get("/usr/bin/script")).run("-qec", command, "/dev/null");
+    assumeFalse(
+        result.err.startsWith("script: failed to create pseudo-terminal"),
+        "there are no terminals without /dev/pts");
+    return result;
   }
 
   private static String text(InputStream stream) {

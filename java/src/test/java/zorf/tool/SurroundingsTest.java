@@ -157,8 +157,7 @@ class SurroundingsTest extends ToolFixture {
     String words = command.replace("zorfhadoop", System.getProperty("zorf.test.launcher"));
     return new Launcher(directory)
         .with("NO_COLOR", "1")
-        .launcher(Paths.get("/usr/bin/script"))
-        .run("-qec", "stty cols " + columns + "; " + words, "/dev/null")
+        .runOnTerminal("stty cols " + columns + "; " + words)
         .works()
         .replace("\r", "");
   }
