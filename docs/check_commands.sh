@@ -2,7 +2,8 @@
 # check_commands.sh [FILE...]: runs what the documentation shows. Every block marked "sh" of README.md,
 # CONTRIBUTING.md and docs/*.md (or of the FILEs) runs in the root of the tree, the blocks of a page one
 # after the other in one shell; the first command that fails ends it. What needs another machine, root
-# or a person is marked "console" and left alone. Links between the pages are checked too.
+# or a person is marked "console" and left alone. Links between the pages are checked too. Exits with 77
+# where a command said that it can't run here.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 pages=("$@")
@@ -25,17 +26,25 @@ anchors() {
 }
 
 failures=0
+skipped=0
 for page in "${pages[@]}"; do
   [[ -f $page ]] || continue
   if commands=$(script "$page") && [[ -n $commands ]]; then
     echo "== $page"
-    if ! bash -euo pipefail -xc "$commands" >"$scratch/output" 2>&1 </dev/null; then
-      tail -40 "$scratch/output"
-      echo "$page: the last command above failed" >&2
-      failures=$((failures + 1))
-    else
-      grep -c . <<<"$commands" | sed 's/$/ lines ran/'
-    fi
+    status=0
+    bash -euo pipefail -xc "$commands" >"$scratch/output" 2>&1 </dev/null || status=$?
+    case $status in
+      0) grep -c . <<<"$commands" | sed 's/$/ lines ran/' ;;
+      77)
+        grep '^skipped: ' "$scratch/output"
+        skipped=77
+        ;;
+      *)
+        tail -40 "$scratch/output"
+        echo "$page: the last command above failed" >&2
+        failures=$((failures + 1))
+        ;;
+    esac
   fi
   while read -r link; do
     file=${link%%#*}
@@ -50,4 +59,5 @@ for page in "${pages[@]}"; do
     fi
   done < <(grep -o '](\([^)]*\))' "$page" | sed 's/^](//; s/)$//' | grep -v '^[a-z]*:')
 done
-exit $((failures > 0))
+((!failures)) || exit 1
+exit "$skipped"

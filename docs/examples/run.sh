@@ -13,6 +13,9 @@ if "$java" --enable-native-access=ALL-UNNAMED -version >/dev/null 2>&1; then
   access=--enable-native-access=ALL-UNNAMED
 fi
 . "$root/tests/surroundings.sh"
+if [ "$program" = Api ]; then
+  id -un >/dev/null 2>&1 || skip "needs a user with a name, to act as"
+fi
 scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
 scratch=$(mktemp -d "$scratch/zorf-formats-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT

@@ -21,7 +21,11 @@ output() {
   awk -v mark="== $1" '/^== / {inside = $0 == mark; next} inside' "$scratch/output"
 }
 
-"$root/docs/examples/run.sh" "$1" Api >"$scratch/output"
+"$root/docs/examples/run.sh" "$1" Api >"$scratch/output" || {
+  status=$?
+  cat "$scratch/output"
+  exit "$status"
+}
 for page in README.md docs/java.md; do
   names=$(sed -n 's/^```java *//p' "$root/$page")
   [ -n "$names" ]
