@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "blocks/natives_fixture.h"
 #include "blocks/policy.h"
@@ -376,9 +377,11 @@ class DescriptorZero : public BlockNativesTest {
     for (int i = 0; i < 2; ++i) client.reply({});
     close(0);
     native(path);
+    const bool open = isOpen(0);
+    std::filesystem::remove_all(at(""));  // for this process never gets to TearDown
     if (env->ExceptionCheck()) _exit(2);
     if (client.calls().empty() || client.calls()[0].fd != 0) _exit(3);
-    _exit(isOpen(0) == openAfterwards ? 0 : 4);
+    _exit(open == openAfterwards ? 0 : 4);
   }
 };
 

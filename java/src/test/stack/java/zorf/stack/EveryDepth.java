@@ -41,7 +41,8 @@ public final class EveryDepth {
   private String difference;
 
   public static void main(String[] args) throws Exception {
-    EveryDepth test = new EveryDepth(Files.createTempDirectory("zorf-stack-"));
+    Path directory = Files.createTempDirectory("zorf-stack-");
+    EveryDepth test = new EveryDepth(directory);
     Throwable[] failure = new Throwable[1];
     Thread thread =
         new Thread(
@@ -57,6 +58,9 @@ public final class EveryDepth {
             STACK_SIZE);
     thread.start();
     thread.join();
+    for (String name : new String[] {"file", "changed", "link", "dir", ""}) {
+      Files.delete(directory.resolve(name));
+    }
     if (failure[0] != null) {
       failure[0].printStackTrace();
       System.exit(1);
