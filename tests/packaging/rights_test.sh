@@ -17,6 +17,8 @@ if ! within_reach; then
   within_reach || skip "users may not read $build"
 fi
 
+TMPDIR=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
+export TMPDIR
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 chmod 755 "$scratch"
