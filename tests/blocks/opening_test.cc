@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -26,6 +27,7 @@
 namespace {
 
 using ::testing::Each;
+using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 class Opening : public BlockNativesTest {
@@ -183,17 +185,16 @@ TEST_F(Opening, ATerminalBehindALinkIsNotTakenAsOnesOwn) {
   if (terminal < 0) GTEST_SKIP() << "there are no terminals without /dev/pts";
   close(terminal);
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  const pid_t child = fork();
-  if (child == 0) {
-    setsid();
-    execl(self.c_str(), self.c_str(),
-          "--gtest_filter=OpeningWithoutTerminal.DISABLED_ATerminalStaysTheUsers",
-          "--gtest_also_run_disabled_tests", nullptr);
-    _exit(127);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  FILE* const child = popen(
+      ("setsid --wait " + self +
+       " --gtest_filter=OpeningWithoutTerminal.* --gtest_also_run_disabled_tests </dev/null 2>&1")
+          .c_str(),
+      "r");
+  ASSERT_NE(child, nullptr);
+  std::string output;
+  for (int c; (c = fgetc(child)) != EOF;) output += static_cast<char>(c);
+  EXPECT_EQ(pclose(child), 0) << output;
+  EXPECT_THAT(output, HasSubstr("[  PASSED  ] 1 test.")) << output;
 }
 
 class OpeningWithoutTerminal : public Opening {};
