@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -31,36 +32,38 @@ struct Real {
   decltype(ACLUtil::acl_free) free;
 } real;
 
-// What libacl gave out and did not get back. Watching must not allocate: tests count allocations
-// and let them fail.
-std::array<void*, 64> live{};
+// What libacl gave out and did not get back, on any thread. Watching must not allocate: tests count
+// allocations and let them fail.
+std::array<std::atomic<void*>, 64> live{};
+
+// Puts one object into another's place, if that is still there anywhere.
+bool exchange(void* known, void* object) {
+  return std::any_of(live.begin(), live.end(), [&](std::atomic<void*>& place) {
+    void* expected = known;
+    return place.compare_exchange_strong(expected, object);
+  });
+}
 
 template <class T>
 T* watched(T* object) {
-  if (object == nullptr) return object;
-  const auto free = std::find(live.begin(), live.end(), nullptr);
-  if (free == live.end()) {
+  if (object != nullptr && !exchange(nullptr, object)) {
     ADD_FAILURE() << "more objects of libacl than are watched";
-  } else {
-    *free = object;
   }
   return object;
 }
 
 int watchedFree(void* object) {
-  const auto known = object == nullptr ? live.end() : std::find(live.begin(), live.end(), object);
-  if (known == live.end()) {
+  if (object == nullptr || !exchange(object, nullptr)) {
     ADD_FAILURE() << "acl_free of something libacl did not give out, or twice";
     return -1;
   }
-  *known = nullptr;
   return real.free(object);
 }
 
 void watchLibacl() {
   real = {ACLUtil::acl_init,    ACLUtil::acl_get_file,      ACLUtil::acl_from_text,
           ACLUtil::acl_to_text, ACLUtil::acl_get_qualifier, ACLUtil::acl_free};
-  live.fill(nullptr);
+  for (auto& place : live) place = nullptr;
   ACLUtil::acl_init = [](int count) { return watched(real.init(count)); };
   ACLUtil::acl_get_file = [](const char* path, acl_type_t type) {
     return watched(real.getFile(path, type));
@@ -199,7 +202,9 @@ void AclTest::SetUp() {
 
 void AclTest::TearDown() {
   if (!root_.empty()) {
-    EXPECT_THAT(live, ::testing::Each(nullptr)) << "objects of libacl not freed";
+    const auto lost = std::count_if(live.begin(), live.end(),
+                                    [](const auto& place) { return place.load() != nullptr; });
+    EXPECT_EQ(lost, 0) << "objects of libacl not freed";
     unwatchLibacl();
     EXPECT_THAT(openFilesBelow(root_), ::testing::IsEmpty());
     EXPECT_EQ(threadIdentity(), identity_);
