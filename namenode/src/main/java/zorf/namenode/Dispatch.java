@@ -1,0 +1,127 @@
+package zorf.namenode;
+
+import java.io.IOException;
+import java.lang.reflect.InvocationHandler;
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Method;
+import java.lang.reflect.Proxy;
+import java.util.Arrays;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
+
+/**
+ * Finds the answer to each remote call among the methods that are marked with {@link ActsAs}, and runs
+ * it as the caller. Identity, errors and what is told of a call are here, once, and in no answer.
+ */
+final class Dispatch implements InvocationHandler {
+  private static final Logger LOG = LoggerFactory.getLogger(Dispatch.class);
+
+  private record Answer(Object target, Method method, ActsAs.Who who) {}
+
+  private final Map<Method, Answer> answers = new HashMap<>();
+  private final Users users;
+  private final CallObserver observer;
+
+  private Dispatch(Class<?> protocol, List<?> targets, Users users, CallObserver observer) {
+    this.users = users;
+    this.observer = observer;
+    for (Object target : targets) {
+      for (Method method : target.getClass().getDeclaredMethods()) {
+        ActsAs who = method.getAnnotation(ActsAs.class);
+        if (who != null) {
+          add(protocol, new Answer(target, method, who.value()));
+        }
+      }
+    }
+  }
+
+  /**
+   * Makes what answers a protocol.
+   *
+   * @param protocol the protocol
+   * @param targets have the answers; a call that none of them has is "not supported"
+   * @param users run the answers
+   * @param observer hears of the calls
+   */
+  static <T> T of(Class<T> protocol, List<?> targets, Users users, CallObserver observer) {
+    Dispatch dispatch = new Dispatch(protocol, targets, users, observer);
+    return protocol.cast(
+        Proxy.newProxyInstance(protocol.getClassLoader(), new Class<?>[] {protocol}, dispatch));
+  }
+
+  /** A typing error in a name or a type would otherwise be a call that is "not supported". */
+  private void add(Class<?> protocol, Answer answer) {
+    Method method = answer.method();
+    try {
+      Method asked = protocol.getMethod(method.getName(), method.getParameterTypes());
+      if (!asked.getReturnType().isAssignableFrom(method.getReturnType())) {
+        throw new IllegalArgumentException(method + " does not return what " + asked + " does");
+      }
+      if (answers.put(asked, answer) != null) {
+        throw new IllegalArgumentException("two answers to " + asked);
+      }
+      method.setAccessible(true);
+    } catch (NoSuchMethodException e) {
+      throw new IllegalArgumentException(protocol + " has no " + method, e);
+    }
+  }
+
+  @Override
+  public Object invoke(Object proxy, Method method, Object[] arguments) throws Throwable {
+    if (method.getDeclaringClass() == Object.class) {
+      return method.invoke(this, arguments);
+    }
+    long start = System.nanoTime();
+    Object[] given = arguments == null ? new Object[0] : arguments;
+    Caller caller = users.remoteCaller();
+    Object result = null;
+    Throwable failure = null;
+    try {
+      result = answer(method, given, caller);
+    } catch (Exception | Error e) {
+      failure = Errors.toClient(e, caller);
+    }
+    tell(
+        new CallObserver.EndedCall(
+            method.getName(), given, caller, System.nanoTime() - start, result, failure));
+    if (failure != null) {
+      throw failure;
+    }
+    return result;
+  }
+
+  private Object answer(Method method, Object[] arguments, Caller caller) throws Exception {
+    Answer answer = answers.get(method);
+    if (answer == null) {
+      throw new UnsupportedOperationException(method.getName() + " is not supported on zorf");
+    }
+    Caller.Work work = () -> call(answer, arguments);
+    return switch (answer.who()) {
+      case SERVICE -> caller.during(work);
+      case READER -> users.read(caller, work);
+      case CHANGER -> users.change(caller, work);
+    };
+  }
+
+  private static Object call(Answer answer, Object[] arguments) throws Exception {
+    try {
+      return answer.method().invoke(answer.target(), arguments);
+    } catch (InvocationTargetException e) {
+      if (e.getCause() instanceof Exception cause) {
+        throw cause;
+      }
+      throw new IOException(e.getCause().toString(), e.getCause());
+    }
+  }
+
+  private void tell(CallObserver.EndedCall call) {
+    try {
+      observer.ended(call);
+    } catch (RuntimeException e) {
+      LOG.warn("{}({}): an observer failed", call.method(), Arrays.asList(call.arguments()), e);
+    }
+  }
+}

@@ -1,0 +1,78 @@
+package zorf.namenode;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.net.InetSocketAddress;
+import org.apache.hadoop.HadoopIllegalArgumentException;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileAlreadyExistsException;
+import org.apache.hadoop.fs.InvalidPathException;
+import org.apache.hadoop.fs.ParentNotDirectoryException;
+import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
+import org.apache.hadoop.hdfs.DFSConfigKeys;
+import org.apache.hadoop.hdfs.protocol.AclException;
+import org.apache.hadoop.hdfs.protocol.ClientProtocol;
+import org.apache.hadoop.hdfs.protocol.proto.ClientNamenodeProtocolProtos.ClientNamenodeProtocol;
+import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolPB;
+import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolServerSideTranslatorPB;
+import org.apache.hadoop.ipc.ProtobufRpcEngine2;
+import org.apache.hadoop.ipc.RPC;
+import org.apache.hadoop.ipc.RetriableException;
+import org.apache.hadoop.security.AccessControlException;
+
+/** Hadoop's RPC server with the protocols that clients of a NameNode speak. */
+final class RpcService implements AutoCloseable {
+  private final RPC.Server server;
+
+  /**
+   * Binds the port; nobody is served before {@link #start}.
+   *
+   * @param configuration Hadoop's
+   * @param address where to listen; port 0 for any that is free
+   * @param client answers clients
+   */
+  RpcService(Configuration configuration, InetSocketAddress address, ClientProtocol client)
+      throws IOException {
+    RPC.setProtocolEngine(configuration, ClientNamenodeProtocolPB.class, ProtobufRpcEngine2.class);
+    server =
+        new RPC.Builder(configuration)
+            .setProtocol(ClientNamenodeProtocolPB.class)
+            .setInstance(
+                ClientNamenodeProtocol.newReflectiveBlockingService(
+                    new ClientNamenodeProtocolServerSideTranslatorPB(client)))
+            .setBindAddress(address.getHostString())
+            .setPort(address.getPort())
+            .setNumHandlers(
+                configuration.getInt(
+                    DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_KEY,
+                    DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT))
+            .setVerbose(false)
+            .build();
+    // What clients bring about themselves is not worth a stack trace in the log.
+    server.addTerseExceptions(
+        FileNotFoundException.class,
+        HadoopIllegalArgumentException.class,
+        FileAlreadyExistsException.class,
+        InvalidPathException.class,
+        ParentNotDirectoryException.class,
+        PathIsNotEmptyDirectoryException.class,
+        AccessControlException.class,
+        AclException.class,
+        RetriableException.class,
+        UnsupportedOperationException.class);
+  }
+
+  void start() {
+    server.start();
+  }
+
+  /** {@return where it listens} */
+  InetSocketAddress address() {
+    return server.getListenerAddress();
+  }
+
+  @Override
+  public void close() {
+    server.stop();
+  }
+}

@@ -1,0 +1,82 @@
+package zorf.namenode;
+
+import java.io.IOException;
+import java.net.InetAddress;
+import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
+import org.apache.hadoop.ipc.RetriableException;
+import org.apache.hadoop.ipc.Server;
+import org.apache.hadoop.security.UserGroupInformation;
+
+/** Runs the answers to calls on threads that act as the callers. */
+final class Users implements AutoCloseable {
+  private final UserThreads threads;
+  private final String superuser;
+  private final String supergroup;
+
+  /**
+   * Takes threads that act as users.
+   *
+   * @param threads the threads, closed with this
+   * @param superuser the user who may do anything, and as whom the service's own threads act
+   * @param supergroup whose members may do anything, too
+   */
+  Users(UserThreads threads, String superuser, String supergroup) {
+    this.threads = threads;
+    this.superuser = superuser;
+    this.supergroup = supergroup;
+  }
+
+  /** {@return who asks, by the connection that the calling thread serves} */
+  Caller remoteCaller() throws IOException {
+    UserGroupInformation user = Server.getRemoteUser();
+    if (user == null) {
+      user = UserGroupInformation.getCurrentUser();
+    }
+    InetAddress address = Server.getRemoteIp();
+    return new Caller(
+        user.getShortUserName(),
+        address == null ? null : address.getHostAddress(),
+        isSuperuser(user));
+  }
+
+  private boolean isSuperuser(UserGroupInformation user) {
+    return user.getShortUserName().equals(superuser) || user.getGroupsSet().contains(supergroup);
+  }
+
+  /** Runs what changes nothing; a caller whom the host does not know is {@code nobody}. */
+  Object read(Caller caller, Caller.Work work) throws Exception {
+    try {
+      return threads.<Object, Exception>read(identity(caller), () -> caller.during(work));
+    } catch (InterruptedException e) {
+      throw stopped();
+    }
+  }
+
+  /** Runs what changes something. */
+  Object change(Caller caller, Caller.Work work) throws Exception {
+    try {
+      return threads.<Object, Exception>call(identity(caller), () -> caller.during(work));
+    } catch (InterruptedException e) {
+      throw stopped();
+    }
+  }
+
+  private String identity(Caller caller) {
+    return caller.superuser() ? superuser : caller.user();
+  }
+
+  private static IOException stopped() {
+    Thread.currentThread().interrupt();
+    return new RetriableException("the NameNode is being stopped");
+  }
+
+  /** {@return how many threads act as users now} */
+  int threads() {
+    return threads.threads();
+  }
+
+  @Override
+  public void close() {
+    threads.close();
+  }
+}
