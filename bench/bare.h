@@ -1,4 +1,4 @@
-// The system and libacl calls that each native must make, from C.
+// The system and libacl calls that natives must make, from C.
 #pragma once
 
 #include <functional>
@@ -33,5 +33,4 @@ class OpenAsRoot {
 using BareLoop = std::function<void(int calls, int thread)>;
 
 // By the name of the native.
-std::map<std::string, BareLoop> bareLoops(const DataSet& data, const std::string& user,
-                                          const std::string& group, unsigned uid, unsigned gid);
+std::map<std::string, BareLoop> bareLoops(const DataSet& data);

@@ -13,7 +13,6 @@
 #include "crossing.h"
 #include "dataset.h"
 #include "java.h"
-#include "jni/logger.h"
 #include "loop.h"
 #include "plain.h"
 
@@ -80,30 +79,14 @@ void addBlockRows(const DataSet& data, jclass nativeLoops, jclass emptyLoops) {
   }
 }
 
-int printPeak(int policy, int s) {
-  const DataSet data(dataParent());
-  // Nothing but the call may touch new memory: all of the heap at once, no compiler.
-  createVm({"-XX:+AlwaysPreTouch", "-Xint"});
-  JNIEnv* env = javaEnv();
-  jclass cls = benchClass("Data");
-  env->CallStaticVoidMethod(
-      cls,
-      env->GetStaticMethodID(cls, "init",
-                             "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;II)V"),
-      javaText(data.directory()), javaText("root"), javaText("root"), jint{0}, jint{0});
-  jmethodID setBig = env->GetStaticMethodID(cls, "setBig", "(I[B)V");
-  const FileSize& size = fileSizes[static_cast<std::size_t>(s)];
-  for (const int index : {0, s}) {
-    const struct stat st = data.statusOfSize(fileSizes[static_cast<std::size_t>(index)].bytes);
-    env->CallStaticVoidMethod(cls, setBig, jint{index}, javaBytes(&st, sizeof st));
-  }
-  jclass natives = nativeLoopsAtLevel(LOG_OFF, data.directory());
-  blocksLoop(natives, "blocks", policy, 0).run(2, 0);
+void printPeak() {
+  jclass natives = benchClass("NativeLoops");
+  constexpr int small = 0;
+  constexpr int tebibyte = 2;
+  blocksLoop(natives, "blocks", GET_BLK_LOCAL, small).run(2, 0);
   std::ofstream("/proc/self/clear_refs") << "5";
   const std::uint64_t before = ownMemory("VmRSS");
-  blocksLoop(natives, "blocks", policy, s).run(1, 0);
+  blocksLoop(natives, "blocks", GET_BLK_LOCAL, tebibyte).run(1, 0);
   const std::uint64_t grown = ownMemory("VmHWM") - before;
-  std::cout << policies[static_cast<std::size_t>(policy)] << " " << size.name << " "
-            << streamBytes(policy, size) << " " << grown << "\n";
-  return 0;
+  std::cout << streamBytes(GET_BLK_LOCAL, fileSizes[tebibyte]) << " " << grown << "\n";
 }

@@ -15,12 +15,12 @@ struct FileSize {
 inline constexpr std::array<FileSize, 4> fileSizes = {
     {{"1GiB", 1ULL << 30}, {"64GiB", 1ULL << 36}, {"1TiB", 1ULL << 40}, {"16TiB", 1ULL << 44}}};
 
-// "local/1TiB/native" and so on for every policy and size. Beside it "values", an empty native of a
-// result of that size; "client", the client library's own share; and "plain", the same result made
-// the plain way.
+// "local/1TiB/native" and so on for every policy and size. Beside it "values", a native that only
+// makes a result of that size; "client", the client library's own share; and "plain", the same
+// result made the plain way.
 void addBlockRows(const DataSet& data, jclass nativeLoops, jclass emptyLoops);
 
-// In a process of its own: prints the bytes of the stream of that policy and size index, and by how
-// many bytes the resident memory of the process, without the Java heap, grew at its highest to make
-// it.
-int printPeak(int policy, int size);
+// In a process of its own that compiles nothing: prints the bytes of a local stream of 1 TiB, and
+// by how many bytes the resident memory of the process, without the Java heap, grew at its highest
+// to make it.
+void printPeak();

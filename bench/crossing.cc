@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <sstream>
+#include <string>
 #include <vector>
 
 #include "bare.h"
@@ -18,13 +18,12 @@
 #include "java.h"
 #include "plain.h"
 
-Crossing crossing = Crossing::EMPTY;
+Crossing crossing = Crossing::VALUES;
 
 namespace {
 
 std::array<std::array<std::uint64_t, 4>, 4> blocksResult = {};
 std::vector<jbyte> zeros(4096);
-jclass stringClass = nullptr;
 jclass hashMapClass = nullptr;
 jmethodID newHashMap = nullptr;
 jmethodID putIntoHashMap = nullptr;
@@ -46,19 +45,16 @@ class Chars {
 };
 
 void take(JNIEnv* env, jstring text) {
-  if (crossing == Crossing::EMPTY) return;
   const Chars chars(env, text);
 }
 
 void take(JNIEnv* env, jbyteArray bytes) {
-  if (crossing == Crossing::EMPTY) return;
   std::array<jbyte, 256> copy;
   const jsize length = env->GetArrayLength(bytes);
   env->GetByteArrayRegion(bytes, 0, std::min<jsize>(length, copy.size()), copy.data());
 }
 
 void take(JNIEnv* env, jobjectArray names) {
-  if (crossing == Crossing::EMPTY) return;
   const jsize length = env->GetArrayLength(names);
   for (jsize i = 0; i < length; ++i) {
     auto name = static_cast<jstring>(env->GetObjectArrayElement(names, i));
@@ -95,21 +91,6 @@ jobject mapOf(JNIEnv* env, int count) {
   return map;
 }
 
-jstring JNICALL idToName(JNIEnv* env, jclass, jint) {
-  return env->NewStringUTF("daemon");
-}
-jstring JNICALL nameToName(JNIEnv* env, jclass, jstring name) {
-  take(env, name);
-  return env->NewStringUTF("/dev/zorf");
-}
-jint JNICALL nameToId(JNIEnv* env, jclass, jstring name) {
-  take(env, name);
-  return 1;
-}
-jlong JNICALL nameToHandle(JNIEnv* env, jclass, jstring name) {
-  take(env, name);
-  return 1;
-}
 jlong JNICALL inode(JNIEnv* env, jclass, jstring path) {
   if (crossing == Crossing::FLOOR) {
     struct stat st;
@@ -117,10 +98,6 @@ jlong JNICALL inode(JNIEnv* env, jclass, jstring path) {
     return static_cast<jlong>(st.st_ino);
   }
   take(env, path);
-  return 1;
-}
-void JNICALL endHandle(JNIEnv*, jclass, jlong) {}
-jint JNICALL mask(JNIEnv*, jclass, jshort) {
   return 1;
 }
 jbyteArray JNICALL status(JNIEnv* env, jclass, jstring path, jboolean) {
@@ -132,11 +109,6 @@ jbyteArray JNICALL status(JNIEnv* env, jclass, jstring path, jboolean) {
   take(env, path);
   return bytes(env, 144);
 }
-jintArray JNICALL format(JNIEnv* env, jclass) {
-  jintArray array = env->NewIntArray(18);
-  env->SetIntArrayRegion(array, 0, 18, reinterpret_cast<const jint*>(zeros.data()));
-  return array;
-}
 jbyteArray JNICALL target(JNIEnv* env, jclass, jstring path, jint) {
   if (crossing == Crossing::FLOOR) {
     char text[4096];
@@ -146,25 +118,12 @@ jbyteArray JNICALL target(JNIEnv* env, jclass, jstring path, jint) {
   take(env, path);
   return bytes(env, 30);
 }
-jbyteArray JNICALL failedPath(JNIEnv* env, jclass, jstring path, jboolean) {
-  take(env, path);
-  return bytes(env, 0);
-}
 jboolean JNICALL permission(JNIEnv* env, jclass, jstring path, jshort) {
   if (crossing == Crossing::FLOOR) {
     return chmod(Chars(env, path), 0640) == 0 ? JNI_TRUE : JNI_FALSE;
   }
   take(env, path);
   return JNI_TRUE;
-}
-jint JNICALL policy(JNIEnv* env, jclass, jbyteArray name, jlong) {
-  take(env, name);
-  return 0;
-}
-jbyteArray JNICALL fewBlocks(JNIEnv* env, jclass, jstring path, jlong, jlong, jbyteArray record) {
-  take(env, path);
-  take(env, record);
-  return bytes(env, 32 + 24 * 16);
 }
 jbyteArray JNICALL blocks(JNIEnv* env, jclass, jstring path, jlong, jlong, jbyteArray record,
                           jint policyIndex, jint size) {
@@ -180,52 +139,10 @@ jbyteArray JNICALL plainBlocks(JNIEnv* env, jclass, jstring jpath, jbyteArray re
   struct stat st;
   env->GetByteArrayRegion(record, 0, sizeof st, reinterpret_cast<jbyte*>(&st));
   const OpenAsRoot file(path);
-  location loc = {.length = static_cast<std::uint64_t>(st.st_size)};
-  if (policyIndex == GET_BLK_LOCAL) {
-    const std::string stream = plainLocal(file.fd(), st, loc);
-    return bytes(env, stream.size(), stream.data());
-  }
-  std::ostringstream out;
-  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
-  loc.blocksize = BENCH_FS_BLOCK * BENCH_GROUP_FACTOR;
-  plainSort(file.fd(), st, loc, out);
-  out.seekp(0);
-  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
-  const std::string stream = out.str();
+  const std::string stream = policyIndex == GET_BLK_LOCAL
+                                 ? plainLocal(file.fd(), st)
+                                 : plainSort(file.fd(), st, BENCH_FS_BLOCK * BENCH_GROUP_FACTOR);
   return bytes(env, stream.size(), stream.data());
-}
-jlong JNICALL blockSize(JNIEnv* env, jclass, jstring path, jbyteArray record) {
-  take(env, path);
-  take(env, record);
-  return 1;
-}
-jboolean JNICALL replication(JNIEnv* env, jclass, jstring path, jshort, jboolean) {
-  take(env, path);
-  return JNI_TRUE;
-}
-jboolean JNICALL factor(JNIEnv* env, jclass, jstring path, jint) {
-  take(env, path);
-  return JNI_TRUE;
-}
-jbyteArray JNICALL located(JNIEnv* env, jclass, jstring path, jboolean, jboolean, jboolean) {
-  take(env, path);
-  return bytes(env, 144 + 2 + 32 + 24);
-}
-jint JNICALL setAttribute(JNIEnv* env, jclass, jstring path, jstring name, jbyteArray value,
-                          jshort) {
-  take(env, path);
-  take(env, name);
-  take(env, value);
-  return 1;
-}
-jint JNICALL removeAttribute(JNIEnv* env, jclass, jstring path, jstring name) {
-  take(env, path);
-  take(env, name);
-  return 1;
-}
-jobjectArray JNICALL noNames(JNIEnv* env, jclass, jstring path) {
-  take(env, path);
-  return env->NewObjectArray(0, stringClass, nullptr);
 }
 jobject JNICALL oneAttribute(JNIEnv* env, jclass, jstring path, jobjectArray names) {
   if (crossing == Crossing::FLOOR) {
@@ -257,13 +174,6 @@ jbyteArray JNICALL aclStatus(JNIEnv* env, jclass, jstring path, jbyteArray recor
   take(env, record);
   return bytes(env, 7 * 12 + 3 * 4);
 }
-void JNICALL changeAcl(JNIEnv* env, jclass, jstring path, jbyteArray specification) {
-  take(env, path);
-  take(env, specification);
-}
-void JNICALL removeAcl(JNIEnv* env, jclass, jstring path, jboolean) {
-  take(env, path);
-}
 
 template <class Function>
 JNINativeMethod method(const char* name, const char* signature, Function function) {
@@ -272,58 +182,27 @@ JNINativeMethod method(const char* name, const char* signature, Function functio
 
 }  // namespace
 
-bool hasFloor(const std::string& name) {
-  const auto with = {"getFileStatusNative", "getINum",       "getLinkTargetNative", "getAclStatus",
-                     "getXAttrs",           "setPermission", "dumpXAttrs"};
-  return std::find(with.begin(), with.end(), name) != with.end();
-}
-
 void setBlocksResult(int policyIndex, int size, std::uint64_t count) {
   blocksResult[static_cast<std::size_t>(policyIndex)][static_cast<std::size_t>(size)] = count;
   if (count > zeros.size()) zeros.resize(count);
 }
 
 void registerCrossings(JNIEnv* env, jclass emptyLoops) {
-  stringClass = static_cast<jclass>(env->NewGlobalRef(env->FindClass("java/lang/String")));
   hashMapClass = static_cast<jclass>(env->NewGlobalRef(env->FindClass("java/util/HashMap")));
   newHashMap = env->GetMethodID(hashMapClass, "<init>", "()V");
   putIntoHashMap = env->GetMethodID(hashMapClass, "put",
                                     "(Ljava/lang/Object;Ljava/lang/Object;)Ljava/lang/Object;");
   const JNINativeMethod methods[] = {
-      method("getUser", "(I)Ljava/lang/String;", idToName),
-      method("getGroup", "(I)Ljava/lang/String;", idToName),
-      method("getUid", "(Ljava/lang/String;)I", nameToId),
-      method("getGid", "(Ljava/lang/String;)I", nameToId),
-      method("setFsUid", "(Ljava/lang/String;)J", nameToHandle),
-      method("setFsUid", "(J)V", endHandle),
-      method("setUMask", "(S)I", mask),
       method("getFileStatusNative", "(Ljava/lang/String;Z)[B", status),
-      method("getFileStatusFormatNative", "()[I", format),
       method("getINum", "(Ljava/lang/String;)J", inode),
       method("getLinkTargetNative", "(Ljava/lang/String;I)[B", target),
-      method("getFailedPathNative", "(Ljava/lang/String;Z)[B", failedPath),
-      method("getFsName", "(Ljava/lang/String;)Ljava/lang/String;", nameToName),
       method("setPermission", "(Ljava/lang/String;S)Z", permission),
-      method("getBlkCmd", "([BJ)I", policy),
-      method("getBlockLocationsNative", "(Ljava/lang/String;JJ[B)[B", fewBlocks),
       method("blocksOfSize", "(Ljava/lang/String;JJ[BII)[B", blocks),
       method("plainBlocks", "(Ljava/lang/String;[BI)[B", plainBlocks),
-      method("getBlockSizeNative", "(Ljava/lang/String;[B)J", blockSize),
-      method("setReplication", "(Ljava/lang/String;SZ)Z", replication),
-      method("setBGF", "(Ljava/lang/String;I)Z", factor),
-      method("getLocatedFileStatusNative", "(Ljava/lang/String;ZZZ)[B", located),
-      method("setExtendedAttribute", "(Ljava/lang/String;Ljava/lang/String;[BS)I", setAttribute),
-      method("removeXAttr", "(Ljava/lang/String;Ljava/lang/String;)I", removeAttribute),
-      method("listXAttrs", "(Ljava/lang/String;)[Ljava/lang/String;", noNames),
       method("getXAttrs", "(Ljava/lang/String;[Ljava/lang/String;)Ljava/util/HashMap;",
              oneAttribute),
       method("dumpXAttrs", "(Ljava/lang/String;)Ljava/util/HashMap;", allAttributes),
       method("getAclStatus", "(Ljava/lang/String;[B)[B", aclStatus),
-      method("setAcl", "(Ljava/lang/String;[B)V", changeAcl),
-      method("modifyAclEntries", "(Ljava/lang/String;[B)V", changeAcl),
-      method("removeAclEntries", "(Ljava/lang/String;[B)V", changeAcl),
-      method("removeDefaultAcl", "(Ljava/lang/String;Z)V", removeAcl),
-      method("removeAcl", "(Ljava/lang/String;Z)V", removeAcl),
   };
   env->RegisterNatives(emptyLoops, methods, std::size(methods));
   requireNoException(env, "registering the empty natives");

@@ -14,10 +14,6 @@ JavaVM* theVm = nullptr;
   std::exit(2);
 }
 
-jclass global(JNIEnv* env, jobject cls) {
-  return static_cast<jclass>(env->NewGlobalRef(cls));
-}
-
 std::string textOf(JNIEnv* env, jstring s) {
   const char* chars = env->GetStringUTFChars(s, nullptr);
   std::string text = chars;
@@ -41,7 +37,8 @@ void createVm(const std::vector<std::string>& options) {
   const std::string heapSize = heap != nullptr ? heap : "2g";
   std::vector<std::string> words = {
       std::string("-Djava.class.path=") + ZORF_BENCH_CLASSPATH,
-      "-Dorg.apache.commons.logging.Log=zorf.bench.DroppingLog",
+      std::string("-Dzorf.library=") + ZORF_BENCH_LIBRARY,
+      "-Dorg.apache.commons.logging.Log=org.apache.commons.logging.impl.NoOpLog",
       "-Xms" + heapSize,
       "-Xmx" + heapSize,
       "-Xmn64m",
@@ -81,21 +78,7 @@ jclass benchClass(const std::string& name) {
   JNIEnv* env = javaEnv();
   jclass cls = env->FindClass(("zorf/bench/" + name).c_str());
   requireNoException(env, name);
-  return global(env, cls);
-}
-
-jclass nativeLoopsAtLevel(int level, const std::string& scratch) {
-  JNIEnv* env = javaEnv();
-  jclass harness = benchClass("Harness");
-  jmethodID load = env->GetStaticMethodID(harness, "loadAtLevel",
-                                          "(Ljava/lang/String;ILjava/lang/String;Ljava/lang/"
-                                          "String;Ljava/lang/String;)Ljava/lang/Class;");
-  requireNoException(env, "loadAtLevel");
-  jobject cls = env->CallStaticObjectMethod(harness, load, javaText("zorf.bench.NativeLoops"),
-                                            jint{level}, javaText(ZORF_BENCH_CLASSPATH),
-                                            javaText(ZORF_BENCH_LIBRARY), javaText(scratch));
-  requireNoException(env, "loading the library");
-  return global(env, cls);
+  return static_cast<jclass>(env->NewGlobalRef(cls));
 }
 
 std::vector<std::string> loopsOf(jclass cls) {

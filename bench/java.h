@@ -20,9 +20,6 @@ void requireNoException(JNIEnv* env, const std::string& doing);
 
 // A class of the benchmark's (global reference).
 jclass benchClass(const std::string& name);
-// The class of the loops over the natives, in a copy of the library of its own that was loaded
-// under a log of that level; `scratch` is a directory for the copy.
-jclass nativeLoopsAtLevel(int level, const std::string& scratch);
 
 // Names of the static methods (int calls, int thread) of a class.
 std::vector<std::string> loopsOf(jclass cls);

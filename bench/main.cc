@@ -2,11 +2,9 @@
 // case, and how is
 //   native   the library's, in a Java loop
 //   bare     the system and libacl calls that the native must make, in a C++ loop
-//   empty    a native of the same arguments and result that does nothing, in a Java loop
-//   values   an empty native that also takes its arguments apart
-//   floor    a native that takes them apart, makes the bare calls and a result, and nothing else
+//   values   a native that takes the same arguments apart and makes such a result, in a Java loop
+//   floor    one that makes the bare calls too, and nothing else
 //   java     what a Java programmer would use instead
-//   debug, trace   as native, with the log at that level and dropping its lines
 // report.py makes the table of it.
 #include <benchmark/benchmark.h>
 #include <grp.h>
@@ -20,6 +18,7 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "bare.h"
 #include "blockrows.h"
@@ -27,7 +26,6 @@
 #include "crossing.h"
 #include "dataset.h"
 #include "java.h"
-#include "jni/logger.h"
 #include "loop.h"
 
 namespace {
@@ -56,21 +54,19 @@ void initData(const DataSet& data, const passwd& user, const std::string& group)
   requireNoException(env, "the data set");
 }
 
-// The natives whose rows are repeated with 2, 4 and 8 threads, and at other log levels.
-bool isSampled(const std::string& name) {
-  for (const char* sampled : {"getINum", "getFileStatusNative", "getAclStatus", "getXAttrs",
-                              "dumpXAttrs", "getBlockLocationsNative"}) {
-    if (name == sampled) return true;
+// The natives whose rows are repeated with 2, 4 and 8 threads.
+bool isThreaded(const std::string& name) {
+  for (const char* threaded : {"getINum", "getFileStatusNative", "getAclStatus", "getXAttrs",
+                               "dumpXAttrs", "getBlockLocationsNative"}) {
+    if (name == threaded) return true;
   }
   return false;
 }
 
 void registerJava(jclass cls, const std::string& how, bool threads,
-                  const std::function<bool(const std::string&)>& wanted,
                   const std::function<void()>& prepare = {}) {
   for (const std::string& name : loopsOf(cls)) {
-    if (!wanted(name)) continue;
-    addRow(name + "/" + how, javaLoop(cls, name, prepare), threads && isSampled(name));
+    addRow(name + "/" + how, javaLoop(cls, name, prepare), threads && isThreaded(name));
   }
 }
 
@@ -102,30 +98,30 @@ void addContext(const std::string& directory) {
 }
 
 int run(int argc, char** argv) {
+  const bool peak = argc == 2 && std::strcmp(argv[1], "--peak") == 0;
   const DataSet data(dataParent());
-  // Before the library asks the loader for one.
-  createVm({});
+  // Nothing but the call whose peak it is may touch new memory: no compiler.
+  createVm(peak ? std::vector<std::string>{"-Xint"} : std::vector<std::string>{});
   passwd* user = getpwnam(USER);
   if (user == nullptr) user = getpwuid(0);
   const group* userGroup = getgrgid(user->pw_gid);
   const std::string groupName = userGroup != nullptr ? userGroup->gr_name : "root";
   initData(data, *user, groupName);
+  if (peak) {
+    printPeak();
+    return 0;
+  }
 
-  const auto any = [](const std::string&) { return true; };
-  jclass natives = nativeLoopsAtLevel(LOG_OFF, data.directory());
+  jclass natives = benchClass("NativeLoops");
   jclass empty = benchClass("EmptyLoops");
   registerCrossings(javaEnv(), empty);
   addBlockRows(data, natives, empty);
-  registerJava(natives, "native", true, any);
-  registerJava(nativeLoopsAtLevel(LOG_DEBUG, data.directory()), "debug", false, isSampled);
-  registerJava(nativeLoopsAtLevel(LOG_TRACE, data.directory()), "trace", false, isSampled);
-  registerJava(empty, "empty", false, any, [] { crossing = Crossing::EMPTY; });
-  registerJava(empty, "values", false, any, [] { crossing = Crossing::VALUES; });
-  registerJava(empty, "floor", false, hasFloor, [] { crossing = Crossing::FLOOR; });
-  registerJava(benchClass("JavaLoops"), "java", false, any);
-  for (const auto& [name, loop] :
-       bareLoops(data, user->pw_name, groupName, user->pw_uid, user->pw_gid)) {
-    addRow(name + "/bare", cppLoop(loop), isSampled(name));
+  registerJava(natives, "native", true);
+  registerJava(empty, "values", false, [] { crossing = Crossing::VALUES; });
+  registerJava(empty, "floor", false, [] { crossing = Crossing::FLOOR; });
+  registerJava(benchClass("JavaLoops"), "java", false);
+  for (const auto& [name, loop] : bareLoops(data)) {
+    addRow(name + "/bare", cppLoop(loop), isThreaded(name));
   }
 
   addContext(data.directory());
@@ -138,12 +134,7 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-  if (argc == 4 && std::strcmp(argv[1], "--peak") == 0) {
-    return printPeak(std::atoi(argv[2]), std::atoi(argv[3]));
-  }
-  return run(argc, argv);
-} catch (const std::exception& e) {
+int main(int argc, char** argv) try { return run(argc, argv); } catch (const std::exception& e) {
   std::cerr << "zorf_bench: " << e.what() << "\n";
   return 2;
 }

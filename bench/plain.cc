@@ -1,12 +1,14 @@
 #include "plain.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
-#include <memory>
+#include <sstream>
 #include <utility>
 #include <vector>
 
+#include "blocks/location.h"
 #include "zorf_fcntl.h"
 
 namespace {
@@ -28,19 +30,23 @@ std::uint64_t blockSizeOf(const zorfBlockLocations_t& buffer) {
 
 // Gives `use` every reply for the file, the whole of it.
 template <class Use>
-int forEachReply(int fd, const struct stat& st, std::uint64_t skipFactor, Use use) {
+void forEachReply(int fd, const struct stat& st, std::uint64_t skipFactor, Use use) {
   zorfBlockLocations_t buffer;
   request(buffer, skipFactor);
   const auto size = static_cast<std::uint64_t>(st.st_size);
   for (std::uint64_t offset = 0; offset < size;) {
     buffer.query.start = offset;
     buffer.query.length = size - offset;
-    if (zorf_fcntl(fd, &buffer) != 0) return -1;
+    if (zorf_fcntl(fd, &buffer) != 0) std::abort();
     use(buffer.query);
     const std::uint64_t step = skipFactor != 0 ? skipFactor : blockSizeOf(buffer);
     offset += step * static_cast<std::uint64_t>(buffer.query.blocks);
   }
-  return 0;
+}
+
+void writeHeader(const location& loc, std::ostream& out) {
+  out.seekp(0);
+  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
 }
 
 bool more(const Pair& a, const Pair& b) {
@@ -66,27 +72,29 @@ void emit(std::map<int, int>& counts, std::size_t replicas, std::ostream& out) {
 
 }  // namespace
 
-std::string plainLocal(int fd, const struct stat& st, location& loc) {
+std::string plainLocal(int fd, const struct stat& st) {
+  location loc = {.length = static_cast<std::uint64_t>(st.st_size)};
   std::ostringstream out;
-  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
+  writeHeader(loc, out);
   forEachReply(fd, st, 0, [&](const zorfQueryBlockLocations_t& reply) {
     loc.nreplica = reply.replicas;
     loc.nblock += reply.blocks;
     out.write(reinterpret_cast<const char*>(reply.data),
               std::streamsize{8} * reply.replicas * reply.blocks);
   });
-  out.seekp(0);
-  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
+  writeHeader(loc, out);
   return out.str();
 }
 
-int plainSort(int fd, const struct stat& st, location& loc, std::ostream& out) {
+std::string plainSort(int fd, const struct stat& st, std::uint64_t hdfsBlock) {
+  location loc = {.length = static_cast<std::uint64_t>(st.st_size), .blocksize = hdfsBlock};
   const auto fsBlock = static_cast<std::uint64_t>(st.st_blksize);
-  const std::uint64_t group = loc.blocksize / fsBlock;
+  const std::uint64_t group = hdfsBlock / fsBlock;
   std::map<int, int> counts;
   std::size_t replicas = 0;
-  loc.nblock = 0;
-  const int result = forEachReply(fd, st, fsBlock, [&](const zorfQueryBlockLocations_t& reply) {
+  std::ostringstream out;
+  writeHeader(loc, out);
+  forEachReply(fd, st, fsBlock, [&](const zorfQueryBlockLocations_t& reply) {
     replicas = static_cast<std::size_t>(reply.replicas);
     for (std::uint64_t block = 0; block < static_cast<std::uint64_t>(reply.blocks);) {
       for (std::size_t i = 0; i < replicas; ++i) {
@@ -100,13 +108,13 @@ int plainSort(int fd, const struct stat& st, location& loc, std::ostream& out) {
       }
     }
   });
-  if (result != 0) return result;
   if (!counts.empty()) {
     emit(counts, replicas, out);
     ++loc.nblock;
   }
   loc.nreplica = static_cast<std::int32_t>(replicas);
-  return 0;
+  writeHeader(loc, out);
+  return out.str();
 }
 
 void clientOnly(int fd, const struct stat& st, std::uint64_t skipFactor) {

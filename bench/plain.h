@@ -3,16 +3,15 @@
 
 #include <sys/stat.h>
 
-#include <sstream>
+#include <cstdint>
 #include <string>
 
-#include "blocks/location.h"
+// The stream of policy "local": the system's blocks, passed through.
+std::string plainLocal(int fd, const struct stat& st);
 
-// The system's blocks passed through; the stream's text is taken as a string.
-std::string plainLocal(int fd, const struct stat& st, location& loc);
-
-// Counted in a std::map for each HDFS block, selected in a std::vector.
-int plainSort(int fd, const struct stat& st, location& loc, std::ostream& out);
+// The stream of "rackaware-sort": counted in a std::map for each HDFS block, selected in a
+// std::vector.
+std::string plainSort(int fd, const struct stat& st, std::uint64_t hdfsBlock);
 
 // Asks for the same ranges as the library does and looks at nothing: the client library's own
 // share. A skip factor of 0 leaves the block size to the client.

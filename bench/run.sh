@@ -2,7 +2,7 @@
 # Measures the release build in build/ and writes docs/performance.md.
 #
 #   bench/run.sh [--json FILE] [--quick]   all rows; --json keeps the raw figures; --quick takes a few
-#                                          minutes less, prints the table and writes no file
+#                                          minutes less, prints the page and writes no file
 #   bench/run.sh --check                   instructions per call against bench/instructions.txt
 #   bench/run.sh --check --update          writes bench/instructions.txt anew
 set -euo pipefail
@@ -53,18 +53,14 @@ build/bin/zorf_bench "${options[@]}" >"$scratch/log" 2>&1 || {
   cat "$scratch/log" >&2
   die "zorf_bench failed"
 }
-for policy in 0 2 3; do
-  for size in 0 1 2 3; do build/bin/zorf_bench --peak $policy $size; done
-done >"$scratch/peaks"
-[[ $quick ]] || bench/profile.sh >"$scratch/profile"
+build/bin/zorf_bench --peak >"$scratch/peak"
 
 [[ -z $json ]] || cp "$scratch/rows.json" "$json"
+python3 bench/report.py "$scratch/rows.json" "$scratch/peak" >"$scratch/performance.md"
 if [[ $quick ]]; then
-  python3 bench/report.py "$scratch/rows.json" "$scratch/peaks"
+  cat "$scratch/performance.md"
 else
-  mkdir -p docs
-  python3 bench/report.py "$scratch/rows.json" "$scratch/peaks" "$scratch/profile" >"$scratch/performance.md"
   cp "$scratch/performance.md" docs/performance.md
-  sed -n '/^## Targets/,/^## Every/p' docs/performance.md | sed '$d'
+  sed -n '/^## Targets/,/^## Block/p' docs/performance.md | sed '$d'
   echo "written: docs/performance.md"
 fi

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -16,9 +15,9 @@ constexpr std::uint64_t REPLY_ENTRIES = sizeof(zorfQueryBlockLocations_t::data) 
 constexpr std::uint64_t DIFFERENT_ENTRIES = 1 << 16;
 
 // Entries in file order, repeating: a reply is one copy out of it.
-std::vector<std::int32_t> entriesOver(int locations) {
+std::vector<std::int32_t> makeEntries() {
   std::mt19937 random(20250101);
-  std::uniform_int_distribution<std::int32_t> location(1, locations);
+  std::uniform_int_distribution<std::int32_t> location(1, 200);
   std::vector<std::int32_t> words;
   for (std::uint64_t i = 0; i < DIFFERENT_ENTRIES; ++i) {
     std::array<std::int32_t, BENCH_REPLICAS> ids;
@@ -36,8 +35,7 @@ std::vector<std::int32_t> entriesOver(int locations) {
   return words;
 }
 
-std::vector<std::int32_t> table = entriesOver(200);
-std::atomic<ZorfFcntl> forward = nullptr;
+const std::vector<std::int32_t> table = makeEntries();
 
 void answer(zorfQueryBlockLocations_t& query) {
   const std::uint64_t skip = query.skipFactor != 0 ? query.skipFactor : BENCH_FS_BLOCK;
@@ -64,16 +62,7 @@ void answer(zorfBlockInfo_t& info) {
 
 }  // namespace
 
-extern "C" void zorfBenchLocations(int count) {
-  table = entriesOver(count);
-}
-
-extern "C" void zorfBenchForward(ZorfFcntl other) {
-  forward = other;
-}
-
-extern "C" int zorf_fcntl(int fd, void* buffer) {
-  if (const ZorfFcntl other = forward.load(std::memory_order_relaxed)) return other(fd, buffer);
+extern "C" int zorf_fcntl(int /*fd*/, void* buffer) {
   const auto* header = static_cast<zorfFcntlHeader_t*>(buffer);
   switch (header->totalLength) {
     case sizeof(zorfBlockLocations_t):

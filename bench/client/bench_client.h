@@ -6,12 +6,3 @@
 constexpr std::uint64_t BENCH_FS_BLOCK = 4ULL << 20;
 constexpr std::int32_t BENCH_GROUP_FACTOR = 32;  // of every file: HDFS blocks of 128 MiB
 constexpr std::int32_t BENCH_REPLICAS = 3;
-
-using ZorfFcntl = int (*)(int fd, void* buffer);
-
-extern "C" {
-// Spreads the replicas over that many locations from now on (200 at first).
-void zorfBenchLocations(int count);
-// Calls go to that function from now on; null: are answered from memory, as at first.
-void zorfBenchForward(ZorfFcntl other);
-}

@@ -1,7 +1,5 @@
 package zorf.bench;
 
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.nio.file.Paths;
@@ -33,7 +31,6 @@ public final class Data {
   public static String group;
   public static int uid;
   public static int gid;
-  public static byte[] specification;
   public static final String[] ONE_NAME = {"user.attr00"};
   public static final byte[] VALUE = new byte[32];
   public static final byte[][] NAMES = new byte[20][];
@@ -58,10 +55,6 @@ public final class Data {
     for (int i = 0; i < NAMES.length; ++i) {
       NAMES[i] = bytes(String.format("user.attr%02d", i));
     }
-    // One record: access scope, named user 1, read.
-    ByteBuffer records = ByteBuffer.allocate(20).order(ByteOrder.nativeOrder());
-    records.putInt(1).putInt(0x8000).putInt(2).putInt(1).putInt(4);
-    specification = records.array();
   }
 
   static void setStatus(int thread, byte[] status) {

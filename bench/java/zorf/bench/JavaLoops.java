@@ -2,7 +2,6 @@ package zorf.bench;
 
 import java.io.BufferedReader;
 import java.io.IOException;
-import java.io.InputStream;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.FileSystems;
@@ -162,54 +161,6 @@ final class JavaLoops {
     }
   }
 
-  static void getAclStatus(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("getfacl", "-n", "-p", Data.FILE[thread]);
-    }
-  }
-
-  static void setAcl(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("setfacl", "--set", "u::rw,u:1:r,g::r,o::-", Data.PLAIN[thread]);
-    }
-  }
-
-  static void modifyAclEntries(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("setfacl", "-m", "u:1:r", Data.PLAIN[thread]);
-    }
-  }
-
-  static void removeAclEntries(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("setfacl", "-n", "-x", "u:1", Data.PLAIN[thread]);
-    }
-  }
-
-  static void removeDefaultAcl(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("setfacl", "-k", Data.directory);
-    }
-  }
-
-  static void removeAcl(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("setfacl", "-b", Data.PLAIN[thread]);
-    }
-  }
-
-  static void getLocatedFileStatusNative(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("stat", Data.FILE[thread]);
-    }
-  }
-
-  static void getBlockSizeNative(int calls, int thread) throws Exception {
-    for (int i = 0; i < calls; ++i) {
-      run("stat", "-c", "%o", Data.FILE[thread]);
-    }
-  }
-
   private static UserDefinedFileAttributeView view(String path) {
     return Files.getFileAttributeView(Paths.get(path), UserDefinedFileAttributeView.class);
   }
@@ -218,18 +169,5 @@ final class JavaLoops {
     ByteBuffer value = ByteBuffer.allocate(view.size(name));
     view.read(name, value);
     return value.array();
-  }
-
-  private static void run(String... command) throws Exception {
-    Process process = new ProcessBuilder(command).redirectErrorStream(true).start();
-    byte[] buffer = new byte[8192];
-    try (InputStream output = process.getInputStream()) {
-      while (output.read(buffer) >= 0) {
-        // Read to its end, as a program would that parses it.
-      }
-    }
-    if (process.waitFor() != 0) {
-      throw new IOException(String.join(" ", command) + " failed");
-    }
   }
 }

@@ -15,13 +15,6 @@ final class NativeLoops {
     ZORFNative.getBlkCmd(Data.POLICY[0], 0);
   }
 
-  /** The pair. */
-  static void setFsUid(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.setFsUid(ZORFNative.setFsUid(Data.user));
-    }
-  }
-
   static void getUser(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
       ZORFNative.getUser(Data.uid);
@@ -46,21 +39,9 @@ final class NativeLoops {
     }
   }
 
-  static void setUMask(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.setUMask((short) 022);
-    }
-  }
-
   static void getFileStatusNative(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
       ZORFNative.getFileStatusNative(Data.FILE[thread], true);
-    }
-  }
-
-  static void getFileStatusFormatNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.getFileStatusFormatNative();
     }
   }
 
@@ -76,51 +57,15 @@ final class NativeLoops {
     }
   }
 
-  static void getFailedPathNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.getFailedPathNative(Data.FILE[thread], true);
-    }
-  }
-
   static void setPermission(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
       ZORFNative.setPermission(Data.modeFile, Data.MODE);
     }
   }
 
-  static void getBlkCmd(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.getBlkCmd(Data.POLICY[0], 0L);
-    }
-  }
-
   static void getBlockLocationsNative(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
       ZORFNative.getBlockLocationsNative(Data.FILE[thread], 0L, 1L << 30, Data.STATUS[thread]);
-    }
-  }
-
-  static void getBlockSizeNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.getBlockSizeNative(Data.FILE[thread], Data.STATUS[thread]);
-    }
-  }
-
-  static void setReplication(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.setReplication(Data.PLAIN[thread], (short) 3, false);
-    }
-  }
-
-  static void setBGF(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.setBGF(Data.PLAIN[thread], 32);
-    }
-  }
-
-  static void getLocatedFileStatusNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.getLocatedFileStatusNative(Data.FILE[thread], true, false, true);
     }
   }
 
@@ -158,36 +103,6 @@ final class NativeLoops {
   static void getAclStatus(int calls, int thread) {
     for (int i = 0; i < calls; ++i) {
       ZORFNative.getAclStatus(Data.FILE[thread], Data.STATUS[thread]);
-    }
-  }
-
-  static void setAcl(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.setAcl(Data.PLAIN[thread], Data.specification);
-    }
-  }
-
-  static void modifyAclEntries(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.modifyAclEntries(Data.PLAIN[thread], Data.specification);
-    }
-  }
-
-  static void removeAclEntries(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.removeAclEntries(Data.PLAIN[thread], Data.specification);
-    }
-  }
-
-  static void removeDefaultAcl(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.removeDefaultAcl(Data.directory, true);
-    }
-  }
-
-  static void removeAcl(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      ZORFNative.removeAcl(Data.PLAIN[thread], false);
     }
   }
 
