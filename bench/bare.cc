@@ -15,6 +15,7 @@
 #include <iostream>
 #include <vector>
 
+#include "blocks/zorf_fcntl.h"
 #include "dataset.h"
 #include "plain.h"
 

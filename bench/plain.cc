@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "blocks/location.h"
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "blocks/policy.h"
 #include "blocks/query.h"
+#include "blocks/zorf_fcntl.h"
 #include "fuzz/input.h"
-#include "zorf_fcntl.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // For the targets that never ask where blocks lie.
 #include <cerrno>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 extern "C" int zorf_fcntl(int, void*) {
   errno = ENOSYS;

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "blocks/zorf_fcntl.h"
 #include "records.h"
 #include "topology.h"
-#include "zorf_fcntl.h"
 
 #define ZORF_EXPORT __attribute__((visibility("default")))
 

@@ -11,8 +11,8 @@
 #include <type_traits>
 
 #include "attributes.h"
+#include "blocks/zorf_fcntl.h"
 #include "layout.h"
-#include "zorf_fcntl.h"
 
 namespace standin {
 namespace {

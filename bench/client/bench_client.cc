@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 namespace {
 

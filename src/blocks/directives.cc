@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "blocks/query.h"
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 // The buffer of the query is made once and reused for every range of one request. Its 64 KB come
 // from the heap: the virtual machine promises a native 80 KiB of stack, and the client library

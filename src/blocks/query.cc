@@ -7,8 +7,8 @@
 
 #include "blocks/locationsquery.h"
 #include "blocks/resultstream.h"
+#include "blocks/zorf_fcntl.h"
 #include "jni/logger.h"
-#include "zorf_fcntl.h"
 
 std::atomic<std::uint64_t> defaultDFSBlockSize = 0;
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 struct Client {
   int (*fcntl)(int fd, void* buffer);

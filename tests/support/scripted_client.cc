@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 namespace {
 

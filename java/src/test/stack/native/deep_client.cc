@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "zorf_fcntl.h"
+#include "blocks/zorf_fcntl.h"
 
 extern "C" [[gnu::visibility("default")]] int zorf_fcntl(int fd, void* buffer);
 extern "C" [[gnu::visibility("default")]] int zorf_restripe_file(int fd, void* buffer, int flags);
