@@ -7,6 +7,7 @@
 #include <iostream>
 #include <string>
 
+#include "base/logger.h"
 #include "blocks/location.h"
 #include "blocks/policy.h"
 #include "client/bench_client.h"

@@ -5,10 +5,10 @@
 #include <iostream>
 
 #include "acl/aclutil.h"
+#include "base/logger.h"
 #include "client/bench_client.h"
 #include "dataset.h"
 #include "fakejni.h"
-#include "jni/logger.h"
 #include "zorf_native.h"
 
 #define NATIVE(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "bare.h"
+#include "base/logger.h"
 #include "blockrows.h"
 #include "client/bench_client.h"
 #include "crossing.h"

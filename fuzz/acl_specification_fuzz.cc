@@ -4,8 +4,8 @@
 #include <sstream>
 
 #include "acl/exchange.h"
+#include "base/ioexception.h"
 #include "fuzz/input.h"
-#include "jni/exception.h"
 
 namespace {
 

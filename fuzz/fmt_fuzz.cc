@@ -2,8 +2,8 @@
 #include <cassert>
 #include <string>
 
+#include "base/logger.h"
 #include "fuzz/input.h"
-#include "jni/logger.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);

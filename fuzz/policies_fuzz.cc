@@ -1,12 +1,12 @@
 // Every policy against a client library that answers with whatever the input holds.
 #include <cassert>
 #include <cerrno>
-#include <sstream>
 
 #include "blocks/policy.h"
 #include "blocks/query.h"
 #include "blocks/zorf_fcntl.h"
 #include "fuzz/input.h"
+#include "support/entries.h"
 
 namespace {
 
@@ -63,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   loc.length = input.number<std::uint64_t>();
   defaultDFSBlockSize = input.number<std::uint64_t>();
 
-  std::ostringstream out;
+  Entries out;
   out << "front";
   getBlkLocationInt(3, policy, st, loc, out);
   const std::string stream = out.str();

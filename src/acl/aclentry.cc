@@ -3,7 +3,7 @@
 
 #include "acl/acl.h"
 #include "acl/aclerror.h"
-#include "jni/logger.h"
+#include "base/logger.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cerrno>
 
 #include "acl/aclutil.h"
-#include "jni/exception.h"
-#include "jni/logger.h"
+#include "base/ioexception.h"
+#include "base/logger.h"
 
 void throwLogged(const char* function, const std::string& message, int err) {
   ZORF_LOG_AS(LOG_WARN, function, message);

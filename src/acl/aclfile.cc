@@ -7,8 +7,8 @@
 #include "acl/acl.h"
 #include "acl/aclerror.h"
 #include "acl/addingorder.h"
+#include "base/logger.h"
 #include "identity/fsaccount.h"
-#include "jni/logger.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 
 namespace ACLUtil {
 

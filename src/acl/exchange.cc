@@ -11,8 +11,8 @@
 
 #include "acl/aclerror.h"
 #include "acl/addingorder.h"
-#include "jni/exception.h"
-#include "jni/logger.h"
+#include "base/ioexception.h"
+#include "base/logger.h"
 
 namespace {
 

@@ -9,11 +9,13 @@
 #include <vector>
 
 #include "acl/exchange.h"
-#include "jni/logger.h"
+#include "base/ioexception.h"
+#include "base/logger.h"
+#include "base/scratch.h"
+#include "jni/javalog.h"
 #include "jni/native.h"
-#include "jni/scratch.h"
+#include "jni/rawstatus.h"
 #include "status/failedpath.h"
-#include "status/rawstatus.h"
 #include "status/stat.h"
 
 namespace {
@@ -81,7 +83,7 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
     report.reserve(room.size());
     convert(access, report);
     if (inherited) convert(*inherited, report);
-    if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+    if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
     return convertChar2byteArray(env, static_cast<int>(report.size() * sizeof report[0]),
                                  reinterpret_cast<const char*>(report.data()));
   } catch (const IOException& e) {

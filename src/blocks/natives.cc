@@ -8,17 +8,17 @@
 #include <optional>
 #include <string>
 
+#include "base/logger.h"
 #include "blocks/directives.h"
 #include "blocks/fileobj.h"
 #include "blocks/policy.h"
 #include "blocks/query.h"
-#include "blocks/resultstream.h"
 #include "identity/fsaccount.h"
-#include "jni/logger.h"
 #include "jni/native.h"
+#include "jni/rawstatus.h"
+#include "jni/resultstream.h"
 #include "status/failedpath.h"
 #include "status/linktarget.h"
-#include "status/rawstatus.h"
 #include "status/stat.h"
 
 namespace {

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/logger.h"
 #include "blocks/query.h"
 #include "blocks/racksort.h"
-#include "jni/logger.h"
 
 std::atomic<GetBlkCmd> globalBlkCmd = GET_BLK_LOCAL;
 
 namespace {
 
-void write(std::ostream& out, const location& loc) {
+void write(EntryStream& out, const location& loc) {
   out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
 }
 
@@ -30,8 +30,8 @@ int policyNamed(std::string_view name) {
   return -1;
 }
 
-int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, std::ostream& out) {
-  const std::ostream::pos_type start = out.tellp();
+int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, EntryStream& out) {
+  const EntryStream::pos_type start = out.tellp();
   write(out, loc);
   // An offset past the end makes this wrap, and the range stays as it is.
   const std::uint64_t rest = static_cast<std::uint64_t>(st.st_size) - loc.offset;

@@ -5,9 +5,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <ostream>
 #include <string_view>
 
+#include "blocks/entrystream.h"
 #include "blocks/location.h"
 
 enum GetBlkCmd : std::int32_t {
@@ -29,4 +29,4 @@ int policyNamed(std::string_view name);
 // in its final state whatever happens, then its block entries. Clamps the range to the file size
 // in `st`. Returns 0 or the errno of the query that failed. Anything but a regular file has no
 // entries.
-int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, std::ostream& out);
+int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, EntryStream& out);

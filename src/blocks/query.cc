@@ -5,10 +5,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/logger.h"
 #include "blocks/locationsquery.h"
-#include "blocks/resultstream.h"
 #include "blocks/zorf_fcntl.h"
-#include "jni/logger.h"
 
 std::atomic<std::uint64_t> defaultDFSBlockSize = 0;
 
@@ -84,7 +83,7 @@ int getBlkInfoInternal(int fd, location& loc) {
   return 0;
 }
 
-int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
+int getBlkLocation(int fd, struct stat& st, location& loc, EntryStream& out) {
   loc.nblock = 0;
   loc.nreplica = 0;
   if (fd < 0) return -1;
@@ -116,7 +115,7 @@ int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out) {
                                             << " skipfactor=" << skipFactor);
     if (entries == 0 && skipFactor != 0) {
       const std::uint64_t expected = unitsIn(range.offset, range.length, size, skipFactor);
-      expectBytes(out, expected, 8 * static_cast<std::uint64_t>(replicas));
+      out.expect(expected, 8 * static_cast<std::uint64_t>(replicas));
     }
     out.write(query.data(), std::streamsize{8} * replicas * blocks);
     entries += static_cast<std::uint32_t>(blocks);

@@ -10,9 +10,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <ostream>
 #include <string_view>
 
+#include "blocks/entrystream.h"
 #include "blocks/location.h"
 
 // The extended attribute that holds a file's block group factor, and its name in the user
@@ -31,4 +31,4 @@ int getBlkInfoInternal(int fd, location& loc);
 // `loc.blocksize` bytes, or for every block of the file system when that is 0 on entry. The range
 // is widened down to a block boundary. Sets the out fields of `loc`; after a failure they count no
 // blocks, whatever was appended.
-int getBlkLocation(int fd, struct stat& st, location& loc, std::ostream& out);
+int getBlkLocation(int fd, struct stat& st, location& loc, EntryStream& out);

@@ -7,10 +7,9 @@
 #include <memory>
 #include <vector>
 
+#include "base/logger.h"
 #include "blocks/locationcounts.h"
 #include "blocks/locationsquery.h"
-#include "blocks/resultstream.h"
-#include "jni/logger.h"
 
 namespace {
 
@@ -38,7 +37,7 @@ std::uint32_t magnitude(std::int32_t n) {
 // to reply; the memory is kept from entry to entry.
 class EntryWriter {
  public:
-  explicit EntryWriter(std::ostream& out) : out_(out) {}
+  explicit EntryWriter(EntryStream& out) : out_(out) {}
 
   // Counts the reply's blocks and writes an entry after every `groupBlocks` of them.
   void add(const LocationsQuery& reply, std::uint32_t groupBlocks) {
@@ -92,7 +91,7 @@ class EntryWriter {
                static_cast<std::streamsize>(8 * replicas));
   }
 
-  std::ostream& out_;
+  EntryStream& out_;
   std::unique_ptr<LocationCounts> counts_ = std::make_unique<LocationCounts>();
   std::vector<LocationCount> pairs_;
   std::vector<std::int32_t> entry_;
@@ -101,7 +100,7 @@ class EntryWriter {
 
 }  // namespace
 
-int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& out) {
+int getBlkLocation_sort(int fd, struct stat& st, location& loc, EntryStream& out) {
   if (loc.blocksize == 0) {
     const int err = errno;  // what it held is what callers report
     ZORF_LOG(LOG_WARN, "input blocksize=" << loc.blocksize);
@@ -140,8 +139,8 @@ int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& ou
     if (writer.entries() == 0) {
       const std::uint64_t expected = unitsIn(offset, length, size, fsBlockSize);
       const std::uint32_t group = magnitude(groupBlocks);
-      expectBytes(out, expected / group + (expected % group != 0 ? 1 : 0),
-                  8 * static_cast<std::uint64_t>(query.replicas()));
+      out.expect(expected / group + (expected % group != 0 ? 1 : 0),
+                 8 * static_cast<std::uint64_t>(query.replicas()));
     }
     writer.add(query, magnitude(groupBlocks));
     offset += returned;

@@ -3,8 +3,7 @@
 
 #include <sys/stat.h>
 
-#include <ostream>
-
+#include "blocks/entrystream.h"
 #include "blocks/location.h"
 #include "blocks/nthelement.h"
 
@@ -18,4 +17,4 @@
 // sizes that can't be worked with; a `loc.blocksize` of 0 and a negative descriptor are -1 and
 // leave errno alone. std::bad_alloc as getBlkLocation throws it. Any number of threads may run it
 // at once.
-int getBlkLocation_sort(int fd, struct stat& st, location& loc, std::ostream& out);
+int getBlkLocation_sort(int fd, struct stat& st, location& loc, EntryStream& out);

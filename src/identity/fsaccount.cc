@@ -10,8 +10,8 @@
 #include <new>
 #include <vector>
 
+#include "base/logger.h"
 #include "identity/names.h"
-#include "jni/logger.h"
 
 namespace {
 

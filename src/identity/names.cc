@@ -8,7 +8,7 @@
 #include <memory>
 #include <new>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 
 namespace {
 

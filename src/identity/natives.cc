@@ -3,9 +3,10 @@
 #include <memory>
 #include <string>
 
+#include "base/logger.h"
 #include "identity/fsaccount.h"
 #include "identity/names.h"
-#include "jni/logger.h"
+#include "jni/javalog.h"
 #include "jni/native.h"
 
 namespace {
@@ -20,7 +21,7 @@ jstring nameOf(JNIEnv* env, jint id, NameOfId lookUp) {
     handle_error(env, status, name);
     return nullptr;
   }
-  return logger2::threw(env, LOG_DEBUG) ? nullptr : env->NewStringUTF(name.c_str());
+  return JavaLog::threw(env, LOG_DEBUG) ? nullptr : env->NewStringUTF(name.c_str());
 }
 
 }  // namespace

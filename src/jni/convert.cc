@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+#include "base/ioexception.h"
+
 bool JavaChars::copyToStack(JNIEnv* env, jstring s) {
   const jsize units = env->GetStringLength(s);
   if (static_cast<std::size_t>(units) >= stack_.size() / 3) return false;  // up to 3 bytes each

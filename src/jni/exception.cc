@@ -3,17 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/logger.h"
 #include "jni/jniutil.h"
-#include "jni/logger.h"
-
-std::string errnoText(int err) {
-  char buffer[512] = {};
-  return strerror_r(err, buffer, sizeof buffer);
-}
-
-std::string IOException::detail() const {
-  return message_ + " errno:" + std::to_string(errorNumber) + " " + errnoText(errorNumber);
-}
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "acl/aclutil.h"
+#include "jni/javalog.h"
 #include "jni/jniutil.h"
-#include "jni/logger.h"
 
 namespace {
 
@@ -28,6 +28,7 @@ LOG_LEVEL levelOfLog(JNIEnv* env) {
 
 // Always succeeds: a failed lookup reaches Java as the pending error of the load.
 extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) try {
+  logger2::sink = JavaLog::deliver;
   void* env = nullptr;
   vm->GetEnv(&env, ZORF_JNI_VERSION);
   if (auto* jni = static_cast<JNIEnv*>(env)) {

@@ -7,10 +7,10 @@
 #include <optional>
 
 #include "acl/acl.h"
+#include "base/ioexception.h"
+#include "base/logger.h"
 #include "identity/fsaccount.h"
 #include "identity/names.h"
-#include "jni/exception.h"
-#include "jni/logger.h"
 #include "status/stat.h"
 
 namespace {

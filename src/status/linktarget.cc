@@ -3,7 +3,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 
 unsigned int getPermissionFromMode(const std::string& path, unsigned int /*mode*/,
                                    bool followLink) {

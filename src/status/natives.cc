@@ -4,9 +4,10 @@
 #include <cerrno>
 #include <string>
 
-#include "jni/logger.h"
+#include "base/logger.h"
+#include "base/scratch.h"
+#include "jni/javalog.h"
 #include "jni/native.h"
-#include "jni/scratch.h"
 #include "status/failedpath.h"
 #include "status/mounts.h"
 #include "status/stat.h"
@@ -21,7 +22,7 @@ ZORF_NATIVE(jbyteArray, getFileStatusNative)
     getFailedPath(path.get(), resolveLink != JNI_FALSE, st);  // for its log lines
     return nullptr;
   }
-  if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   return convertChar2byteArray(env, sizeof st, reinterpret_cast<const char*>(&st));
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
@@ -33,7 +34,7 @@ ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
     for (const std::int32_t number : statusOffsetMemberSize) table << number;
     ZORF_LOG(LOG_DEBUG, table.str());
   }
-  if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   constexpr auto length = static_cast<jsize>(statusOffsetMemberSize.size());
   jintArray array = env->NewIntArray(length);
   if (array != nullptr) env->SetIntArrayRegion(array, 0, length, statusOffsetMemberSize.data());
@@ -82,7 +83,7 @@ ZORF_NATIVE(jbyteArray, getFailedPathNative)
   if (path.get() == nullptr) return nullptr;
   struct stat st;
   const std::string reached = getFailedPath(path.get(), resolveLink != JNI_FALSE, st);
-  if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
@@ -97,7 +98,7 @@ ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try
     handle_error(env, 0, mountPoint);
     return nullptr;
   }
-  return logger2::threw(env, LOG_TRACE) ? nullptr : env->NewStringUTF(device->c_str());
+  return JavaLog::threw(env, LOG_TRACE) ? nullptr : env->NewStringUTF(device->c_str());
 } catch (...) {
   return atJavaEdge(env, jstring{});
 }

@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "base/logger.h"
 #include "identity/fsaccount.h"
-#include "jni/logger.h"
 
 // Where the fields lie in a raw status record: pairs of byte offset and size, for inode, mode,
 // size, access, modification and change time (seconds, nanoseconds), uid, gid, and an end marker

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 #include "xattr/joined.h"
 #include "xattr/primitives.h"
 

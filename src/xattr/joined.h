@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 
 // The pieces with a comma between them, also after one that ends in a blank: readers of the log
 // match on "flags is ,4".

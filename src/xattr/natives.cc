@@ -9,8 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/logger.h"
+#include "jni/javalog.h"
 #include "jni/jniutil.h"
-#include "jni/logger.h"
 #include "jni/native.h"
 #include "xattr/bulk.h"
 #include "xattr/joined.h"
@@ -85,7 +86,7 @@ bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
 // The HashMap of a buffer of attribute records; null when it can't be made. `native` names the
 // caller in the log lines.
 jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int length) {
-  if (logger2::threw(env, LOG_DEBUG)) return nullptr;
+  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   jobject map = env->NewObject(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0);
   if (map == nullptr) {
     ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
@@ -99,7 +100,7 @@ jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int l
     const std::string_view value(at + name.size() + 5, valueLength);
     ZORF_LOG_AS(LOG_DEBUG, native, joined("key: ", name, " len: ", name.size()));
     ZORF_LOG_AS(LOG_DEBUG, native, joined("value: ", value, " len: ", value.size()));
-    if (logger2::threw(env, LOG_DEBUG) || !put(env, map, name.data(), value)) return nullptr;
+    if (JavaLog::threw(env, LOG_DEBUG) || !put(env, map, name.data(), value)) return nullptr;
     at += name.size() + value.size() + ZORF_XATTR_RECORD_EXTRA;
   }
   return map;
@@ -160,7 +161,7 @@ ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
     handle_error(env, length, "zorf_listxattrs failed.");
     return nullptr;
   }
-  if (logger2::threw(env, LOG_TRACE)) return nullptr;
+  if (JavaLog::threw(env, LOG_TRACE)) return nullptr;
   jsize count = 0;
   forEachXattrName(list, length, [&](std::string_view) { ++count; });
   jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
@@ -190,7 +191,7 @@ ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray
     raiseNullArgument(env);
     return nullptr;
   }
-  if (logger2::threw(env, LOG_TRACE)) return nullptr;
+  if (JavaLog::threw(env, LOG_TRACE)) return nullptr;
   std::list<std::string> names;
   const jsize count = env->GetArrayLength(jnames);
   for (jsize i = 0; i < count; ++i) {

@@ -8,7 +8,7 @@
 #include <new>
 #include <string_view>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 #include "xattr/joined.h"
 
 namespace {

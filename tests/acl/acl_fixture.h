@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "acl/acl.h"
-#include "jni/exception.h"
+#include "base/ioexception.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/scripted_client.h"

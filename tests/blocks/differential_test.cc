@@ -12,6 +12,7 @@
 #include "blocks/policy.h"
 #include "blocks/query.h"
 #include "blocks/records.h"
+#include "support/entries.h"
 #include "support/scripted_client.h"
 
 namespace {
@@ -193,7 +194,7 @@ TEST(BlockQueries, MatchTheModel) {
     location loc{};
     loc.offset = c.query.offset;
     loc.length = c.query.length;
-    std::ostringstream out;
+    Entries out;
     errno = 0;
     const int result = getBlkLocationInt(3, static_cast<GetBlkCmd>(c.query.policy), st, loc, out);
 

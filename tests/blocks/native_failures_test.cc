@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
-#include <sstream>
 
 #include "blocks/natives_fixture.h"
 #include "blocks/policy.h"
 #include "blocks/query.h"
 #include "blocks/racksort.h"
+#include "support/entries.h"
 #include "support/interpose.h"
 #include "support/java_values.h"
 #include "support/patched_jni.h"
@@ -208,7 +208,7 @@ TEST_F(NativeFailures, PolicyNamesNeedNoMemory) {
 // --- memory of the queries themselves ---
 
 // The allocations of a query over a range that takes one reply of `blocks` blocks.
-int allocationsOf(int (*query)(int, struct stat&, location&, std::ostream&), int blocks) {
+int allocationsOf(int (*query)(int, struct stat&, location&, EntryStream&), int blocks) {
   constexpr std::uint64_t unit = 4 * MiB;
   ScriptedClient client;
   client.answerWith([=](unsigned char* buffer) {
@@ -225,7 +225,7 @@ int allocationsOf(int (*query)(int, struct stat&, location&, std::ostream&), int
   loc.length = static_cast<std::uint64_t>(blocks) * unit;
   loc.blocksize = query == &getBlkLocation ? unit : 32 * unit;
   // A stream that has its memory already.
-  std::ostringstream out(std::string(100000, ' '));
+  Entries out(std::string(100000, ' '));
   Hooks hooks;
   EXPECT_EQ(query(3, st, loc, out), 0);
   return hooks.calls("operator new");

@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <limits>
-#include <sstream>
 
 #include "blocks/query.h"
 #include "blocks/records.h"
+#include "support/entries.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/scripted_client.h"
@@ -149,7 +149,7 @@ class Dispatch : public JvmTest {
   KeptSettings kept;
   ScriptedClient client;
   location loc{};
-  std::ostringstream out;
+  Entries out;
 };
 
 TEST_F(Dispatch, LocalAsksTheFileSystemForItsOwnBlocks) {

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <sstream>
 
 #include "blocks/records.h"
+#include "support/entries.h"
 #include "support/jvm.h"
 #include "support/scripted_client.h"
 
@@ -50,7 +50,7 @@ class BlockLocations : public JvmTest {
 
   ScriptedClient client;
   location loc{};
-  std::ostringstream out;
+  Entries out;
 };
 
 TEST_F(BlockLocations, OneReplyIsPassedThrough) {

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <sstream>
 
 #include "blocks/records.h"
+#include "support/entries.h"
 #include "support/jvm.h"
 #include "support/scripted_client.h"
 
@@ -75,7 +75,7 @@ class RackSort : public JvmTest {
 
   ScriptedClient client;
   location loc{};
-  std::ostringstream out;
+  Entries out;
 };
 
 TEST_F(RackSort, LocationsWithMostBlocksComeFirst) {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "base/logger.h"
 #include "blocks/location.h"
-#include "jni/logger.h"
 
 // A zero-filled record whose fields are set by offset.
 class Record {

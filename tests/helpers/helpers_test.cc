@@ -14,22 +14,22 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "acl/exchange.h"
+#include "base/ioexception.h"
+#include "base/logger.h"
 #include "blocks/directives.h"
 #include "blocks/fileobj.h"
 #include "blocks/policy.h"
 #include "blocks/query.h"
 #include "identity/fsaccount.h"
 #include "identity/names.h"
-#include "jni/exception.h"
-#include "jni/logger.h"
 #include "status/failedpath.h"
 #include "status/linktarget.h"
 #include "status/stat.h"
+#include "support/entries.h"
 #include "xattr/bulk.h"
 #include "xattr/primitives.h"
 
@@ -76,7 +76,7 @@ class HelpersTest : public ::testing::Test {
     const fileObj open(file.c_str(), O_RDONLY);
     location loc = {};
     loc.length = static_cast<std::uint64_t>(st.st_size);
-    std::ostringstream out;
+    Entries out;
     return getBlkLocationInt(open.fd(), policy, st, loc, out) == 0 ? out.str() : "";
   }
 

@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "base/ioexception.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/patched_jni.h"

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/ioexception.h"
 #include "jni/jniutil.h"
 #include "support/jvm.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "acl/aclutil.h"
-#include "jni/logger.h"
+#include "base/logger.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/patched_jni.h"

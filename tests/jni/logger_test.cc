@@ -1,4 +1,4 @@
-#include "jni/logger.h"
+#include "base/logger.h"
 
 #include <string>
 

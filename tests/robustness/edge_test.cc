@@ -1,6 +1,7 @@
 // What reaches Java of a C++ exception when there is no memory to tell more.
 #include <cerrno>
 
+#include "base/ioexception.h"
 #include "jni/convert.h"
 #include "support/interpose.h"
 #include "support/jvm.h"

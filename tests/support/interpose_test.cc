@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-#include "jni/exception.h"
+#include "base/ioexception.h"
 
 namespace {
 

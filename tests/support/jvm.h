@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "jni/logger.h"
+#include "base/logger.h"
 
 // The calling thread's environment; a thread other than main must be inside an AttachedThread.
 JNIEnv* jniEnv();

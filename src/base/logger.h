@@ -1,10 +1,9 @@
-// Diagnostic lines to the Java logger, and the text builder they are made with.
+// Diagnostic lines, and the text builder they are made with. Where the lines go is the sink's
+// matter: in a JVM to the Java logger.
 //
 // A line of level L is built and delivered only while logger2::currentLevel <= L; ZORF_LOG tests
-// that before any text exists, so a disabled line costs one compare. Any thread of the JVM may log.
+// that before any text exists, so a disabled line costs one compare. Any thread may log.
 #pragma once
-
-#include <jni.h>
 
 #include <cstdint>
 #include <memory>
@@ -27,24 +26,19 @@ namespace logger2 {
 // The lowest level that is delivered. Written once, by JNI_OnLoad, from the Java logger's answers.
 extern std::int32_t currentLevel;
 
+// What takes the lines, on the thread that logs. Written once, by JNI_OnLoad; none drops them.
+using Sink = void (*)(const std::string& text, LOG_LEVEL level);
+extern Sink sink;
+
 inline bool enabled(LOG_LEVEL level) {
   return currentLevel <= level;
 }
 
-// Delivers `text`, up to its first NUL, at `level` through the Java Log object; a level above fatal
-// makes the Java string and calls nothing. Does not compare levels. A Java exception that is
-// pending on entry is pending again on return; one thrown by the logger stays pending when there
-// was none.
+// Gives the sink a line. Does not compare levels.
 void log(const std::string& text, LOG_LEVEL level);
 
 // log(text, LOG_DEBUG).
 void debug(const std::string& text);
-
-// Whether the logger threw at a line of `level` or above, the lowest that came before: then no Java
-// value may be made any more. Costs one compare where no such line can have been delivered.
-inline bool threw(JNIEnv* env, LOG_LEVEL level) {
-  return enabled(level) && env->ExceptionCheck();
-}
 
 }  // namespace logger2
 

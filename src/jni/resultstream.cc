@@ -1,4 +1,4 @@
-#include "blocks/resultstream.h"
+#include "jni/resultstream.h"
 
 #include <algorithm>
 #include <cstring>
@@ -149,8 +149,4 @@ void ResultBuf::leaveArray(std::size_t written) {
   env_->DeleteLocalRef(array_);
   array_ = nullptr;
   arrayLength_ = 0;
-}
-
-void expectBytes(std::ostream& out, std::uint64_t count, std::uint64_t size) {
-  if (auto* result = dynamic_cast<ResultBuf*>(out.rdbuf())) result->expect(count, size);
 }

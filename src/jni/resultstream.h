@@ -9,9 +9,10 @@
 
 #include <array>
 #include <cstdint>
-#include <ostream>
 #include <streambuf>
 #include <string>
+
+#include "blocks/entrystream.h"
 
 class ResultBuf : public std::streambuf {
  public:
@@ -52,20 +53,16 @@ class ResultBuf : public std::streambuf {
 };
 
 // Reports that no memory is left as std::bad_alloc: that must not end in a short result.
-class ResultStream : public std::ostream {
+class ResultStream : public EntryStream {
  public:
-  explicit ResultStream(JNIEnv* env) : std::ostream(nullptr), buf_(env) {
+  explicit ResultStream(JNIEnv* env) : EntryStream(nullptr), buf_(env) {
     rdbuf(&buf_);
     exceptions(std::ios::badbit);
   }
 
+  void expect(std::uint64_t count, std::uint64_t size) override { buf_.expect(count, size); }
   jbyteArray take() { return buf_.take(); }
 
  private:
   ResultBuf buf_;
 };
-
-// Announces to `out`, if it is a ResultStream, that `count` entries of `size` bytes will probably
-// follow. Only the first announcement counts. Throws std::bad_alloc when no Java array could hold
-// them: then the rest need not be asked for.
-void expectBytes(std::ostream& out, std::uint64_t count, std::uint64_t size);

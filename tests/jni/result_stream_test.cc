@@ -2,7 +2,7 @@
 #include <random>
 #include <sstream>
 
-#include "blocks/resultstream.h"
+#include "jni/resultstream.h"
 #include "support/java_values.h"
 #include "support/jvm.h"
 #include "support/patched_jni.h"
@@ -21,7 +21,7 @@ class ResultStreamTest : public JvmTest {
   std::string written(std::size_t announced, const std::string& body, std::size_t piece) {
     ResultStream out(env);
     out << "head";
-    if (announced != 0) expectBytes(out, announced, 1);
+    if (announced != 0) out.expect(announced, 1);
     for (std::size_t at = 0; at < body.size(); at += piece) {
       out << body.substr(at, piece);
     }
@@ -64,7 +64,7 @@ TEST_F(ResultStreamTest, AnAnnouncedResultIsWrittenIntoTheArrayThatIsReturned) {
   };
   const std::string body = pattern(100000);
   ResultStream out(env);
-  expectBytes(out, body.size() / 4, 4);
+  out.expect(body.size() / 4, 4);
   out << body;
   EXPECT_EQ(arrays, 1);
   EXPECT_EQ(bytesOf(out.take()), body);
@@ -97,7 +97,7 @@ TEST_F(ResultStreamTest, RandomWritesAndSeeksGiveWhatAStringStreamGives) {
           model.put('x');
           break;
         case 3:
-          expectBytes(out, below(40000), 1 + below(3));
+          out.expect(below(40000), 1 + below(3));
           break;
         default: {
           const std::string text = pattern(below(2) == 0 ? below(100) : below(20000));
@@ -133,11 +133,11 @@ TEST_F(ResultStreamTest, MoreThanAnArrayHoldsIsNoMemory) {
 TEST_F(ResultStreamTest, AnAnnouncementThatNoArrayCanHoldIsNoMemory) {
   ResultStream out(env);
   out << pattern(32);
-  EXPECT_THROW(expectBytes(out, ~std::uint64_t{0}, 8), std::bad_alloc);
-  EXPECT_THROW(expectBytes(out, 1, ~std::uint64_t{0}), std::bad_alloc);
-  EXPECT_THROW(expectBytes(out, INT32_MAX - 31, 1), std::bad_alloc);
-  EXPECT_NO_THROW(expectBytes(out, INT32_MAX - 32, 1));
-  EXPECT_NO_THROW(expectBytes(out, ~std::uint64_t{0}, 0));
+  EXPECT_THROW(out.expect(~std::uint64_t{0}, 8), std::bad_alloc);
+  EXPECT_THROW(out.expect(1, ~std::uint64_t{0}), std::bad_alloc);
+  EXPECT_THROW(out.expect(INT32_MAX - 31, 1), std::bad_alloc);
+  EXPECT_NO_THROW(out.expect(INT32_MAX - 32, 1));
+  EXPECT_NO_THROW(out.expect(~std::uint64_t{0}, 0));
   EXPECT_EQ(bytesOf(out.take()), pattern(32));
 }
 
@@ -156,7 +156,7 @@ TEST_F(ResultStreamTest, JavaIsAskedFor32MebibytesAtMostBeforeTheyAreThere) {
   for (const auto& [announced, asked] : {std::pair{most, most}, std::pair{most + 1, 9000}}) {
     longestAsked = 0;
     ResultStream out(env);
-    expectBytes(out, static_cast<std::uint64_t>(announced), 1);
+    out.expect(static_cast<std::uint64_t>(announced), 1);
     out << pattern(9000);
     EXPECT_EQ(bytesOf(out.take()), pattern(9000));
     EXPECT_EQ(longestAsked, asked);
@@ -177,7 +177,7 @@ TEST_F(ResultStreamTest, AnArrayThatCantBeHadEarlyIsAskedForAgain) {
     return newByteArray(e, length);
   };
   ResultStream out(env);
-  expectBytes(out, 9000, 1);
+  out.expect(9000, 1);
   EXPECT_FALSE(env->ExceptionCheck());
   out << pattern(9000);
   EXPECT_EQ(bytesOf(out.take()), pattern(9000));
@@ -186,7 +186,7 @@ TEST_F(ResultStreamTest, AnArrayThatCantBeHadEarlyIsAskedForAgain) {
 TEST_F(ResultStreamTest, APendingExceptionGivesNoResultAndStays) {
   for (const std::size_t size : {10u, 100000u}) {
     ResultStream out(env);
-    expectBytes(out, size, 1);
+    out.expect(size, 1);
     out << "before";
     env->ThrowNew(env->FindClass("java/lang/RuntimeException"), "from the logger");
     out << pattern(size);
@@ -195,13 +195,6 @@ TEST_F(ResultStreamTest, APendingExceptionGivesNoResultAndStays) {
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->message, "from the logger");
   }
-}
-
-TEST_F(ResultStreamTest, OtherStreamsDontMindAnAnnouncement) {
-  std::ostringstream out;
-  expectBytes(out, 1000, 1000);
-  out << "abc";
-  EXPECT_EQ(out.view(), "abc");
 }
 
 }  // namespace
