@@ -12,7 +12,6 @@
 #include "base/ioexception.h"
 #include "base/logger.h"
 #include "base/scratch.h"
-#include "jni/javalog.h"
 #include "jni/native.h"
 #include "jni/rawstatus.h"
 #include "status/failedpath.h"
@@ -83,7 +82,6 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
     report.reserve(room.size());
     convert(access, report);
     if (inherited) convert(*inherited, report);
-    if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
     return convertChar2byteArray(env, static_cast<int>(report.size() * sizeof report[0]),
                                  reinterpret_cast<const char*>(report.data()));
   } catch (const IOException& e) {

@@ -21,7 +21,7 @@ jstring nameOf(JNIEnv* env, jint id, NameOfId lookUp) {
     handle_error(env, status, name);
     return nullptr;
   }
-  return JavaLog::threw(env, LOG_DEBUG) ? nullptr : env->NewStringUTF(name.c_str());
+  return newString(env, name.c_str());
 }
 
 }  // namespace
@@ -69,8 +69,8 @@ ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring u
   std::string name;
   if (getString(env, user, name) != 0) return 0;
   auto account = std::make_unique<FSAccount>(name);
-  // With a logger's exception pending Java never sees the handle: the switch ends here.
-  if (env->ExceptionCheck()) return 0;
+  // With the logger's exception pending Java never sees the handle: the switch ends here.
+  if (JavaLog::threw(env)) return 0;
   return reinterpret_cast<jlong>(account.release());
 } catch (...) {
   return atJavaEdge(env, jlong{0});

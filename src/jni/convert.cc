@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/ioexception.h"
+#include "jni/javalog.h"
 
 bool JavaChars::copyToStack(JNIEnv* env, jstring s) {
   const jsize units = env->GetStringLength(s);
@@ -34,7 +35,20 @@ int getString(JNIEnv* env, jstring s, std::string& out) {
   return 0;
 }
 
+jstring newString(JNIEnv* env, const char* text) {
+  return JavaLog::threw(env) ? nullptr : env->NewStringUTF(text);
+}
+
+jintArray newIntArray(JNIEnv* env, std::span<const std::int32_t> numbers) {
+  if (JavaLog::threw(env)) return nullptr;
+  const auto length = static_cast<jsize>(numbers.size());
+  jintArray array = env->NewIntArray(length);
+  if (array != nullptr) env->SetIntArrayRegion(array, 0, length, numbers.data());
+  return array;
+}
+
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf) {
+  if (JavaLog::threw(env)) return nullptr;
   jbyteArray array = env->NewByteArray(len);
   if (array != nullptr) {
     env->SetByteArrayRegion(array, 0, len, reinterpret_cast<const jbyte*>(buf));

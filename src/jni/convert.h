@@ -4,6 +4,8 @@
 #include <jni.h>
 
 #include <array>
+#include <cstdint>
+#include <span>
 #include <sstream>
 #include <string>
 
@@ -63,8 +65,11 @@ class RequiredChars : public JavaChars {
 // characters can't be had (ENOMEM).
 int getString(JNIEnv* env, jstring s, std::string& out);
 
-// A new Java byte[] of the first `len` bytes of `buf`; null with the virtual machine's error
-// pending when it can't be made. No exception may be pending before.
+// New Java values; null with an exception pending when they can't be made, or when the logger threw
+// before. No other exception may be pending.
+jstring newString(JNIEnv* env, const char* text);
+jintArray newIntArray(JNIEnv* env, std::span<const std::int32_t> numbers);
+// A byte[] of the first `len` bytes of `buf`.
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf);
 
 // `out` becomes a new Java byte[] of what was written to `os`, up to its put position, made as

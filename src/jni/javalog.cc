@@ -50,18 +50,20 @@ class ParkedException {
 
 namespace JavaLog {
 
+std::atomic<bool> everThrew = false;
+
 void deliver(const std::string& text, LOG_LEVEL level) {
   if (JniUtil::ZORFNative_LOG_jobj == nullptr) return;
   JNIEnv* env = JniUtil::currentEnv();
   if (env == nullptr) return;
   const ParkedException parked(env);
-  jstring line = env->NewStringUTF(text.c_str());
-  if (line == nullptr) return;
-  if (jmethodID method = methodOf(level)) {
-    env->CallVoidMethod(JniUtil::ZORFNative_LOG_jobj, method, line);
-    env->ExceptionCheck();  // what it threw stays for the native; -Xcheck:jni wants it looked at
+  if (jstring line = env->NewStringUTF(text.c_str())) {
+    if (jmethodID method = methodOf(level)) {
+      env->CallVoidMethod(JniUtil::ZORFNative_LOG_jobj, method, line);
+    }
+    env->DeleteLocalRef(line);
   }
-  env->DeleteLocalRef(line);
+  if (env->ExceptionCheck()) everThrew = true;  // it stays for the native
 }
 
 }  // namespace JavaLog

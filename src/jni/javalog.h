@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <atomic>
 #include <string>
 
 #include "base/logger.h"
@@ -15,10 +16,14 @@ namespace JavaLog {
 // was none.
 void deliver(const std::string& text, LOG_LEVEL level);
 
-// Whether the logger threw at a line of `level` or above, the lowest that came before: then no Java
-// value may be made any more. Costs one compare where no such line can have been delivered.
-inline bool threw(JNIEnv* env, LOG_LEVEL level) {
-  return logger2::enabled(level) && env->ExceptionCheck();
+// Whether a delivery ever left an exception pending, on any thread.
+extern std::atomic<bool> everThrew;
+
+// Whether the logger threw on this thread: then Java must not be asked for anything any more. Those
+// who make or read Java values ask; natives need not. Costs one compare until a logger first
+// throws.
+inline bool threw(JNIEnv* env) {
+  return everThrew.load(std::memory_order_relaxed) && env->ExceptionCheck();
 }
 
 }  // namespace JavaLog

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "jni/convert.h"
+#include "jni/javalog.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ void ResultBuf::expect(std::uint64_t count, std::uint64_t size) {
   if (size != 0 && count > (LONGEST_ARRAY - position()) / size) throw std::bad_alloc();
   if (array_ != nullptr || !native_.empty()) return;
   const std::uint64_t total = position() + count * size;
-  if (total <= window_.size() || env_->ExceptionCheck()) return;
+  if (total <= window_.size() || JavaLog::threw(env_)) return;
   if (total > LONGEST_EXPECTED) {
     gatherUpTo(total);
     return;
@@ -38,11 +39,10 @@ jbyteArray ResultBuf::take() {
   const bool inWindow =
       base_ == 0 && end_ <= window_.size() && array_ == nullptr && native_.empty();
   if (!inWindow) flush();
-  if (env_->ExceptionCheck()) return nullptr;  // thrown by the logger: the answer is lost
   if (inWindow) {
     return convertChar2byteArray(env_, static_cast<int>(end_), window_.data());
   }
-  if (array_ != nullptr && arrayLength_ == end_) return array_;
+  if (array_ != nullptr && arrayLength_ == end_) return JavaLog::threw(env_) ? nullptr : array_;
   if (array_ != nullptr) leaveArray(end_);
   return convertChar2byteArray(env_, static_cast<int>(end_), native_.data());
 }
@@ -120,7 +120,7 @@ void ResultBuf::store(std::size_t at, const char* bytes, std::size_t count) {
   if (array_ != nullptr && to > arrayLength_) leaveArray(stored_);
   stored_ = std::max(stored_, to);
   if (array_ != nullptr) {
-    if (env_->ExceptionCheck()) return;  // thrown by the logger: the answer is lost
+    if (JavaLog::threw(env_)) return;  // the answer is lost
     env_->SetByteArrayRegion(array_, static_cast<jsize>(at), static_cast<jsize>(count),
                              reinterpret_cast<const jbyte*>(bytes));
     return;
@@ -142,7 +142,7 @@ void ResultBuf::gatherUpTo(std::size_t total) {
 // Goes on in native memory with the first `written` bytes of the array.
 void ResultBuf::leaveArray(std::size_t written) {
   native_.resize(written);
-  if (!env_->ExceptionCheck()) {
+  if (!JavaLog::threw(env_)) {
     env_->GetByteArrayRegion(array_, 0, static_cast<jsize>(written),
                              reinterpret_cast<jbyte*>(native_.data()));
   }

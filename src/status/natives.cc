@@ -6,7 +6,6 @@
 
 #include "base/logger.h"
 #include "base/scratch.h"
-#include "jni/javalog.h"
 #include "jni/native.h"
 #include "status/failedpath.h"
 #include "status/mounts.h"
@@ -22,7 +21,6 @@ ZORF_NATIVE(jbyteArray, getFileStatusNative)
     getFailedPath(path.get(), resolveLink != JNI_FALSE, st);  // for its log lines
     return nullptr;
   }
-  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   return convertChar2byteArray(env, sizeof st, reinterpret_cast<const char*>(&st));
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
@@ -34,11 +32,7 @@ ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
     for (const std::int32_t number : statusOffsetMemberSize) table << number;
     ZORF_LOG(LOG_DEBUG, table.str());
   }
-  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
-  constexpr auto length = static_cast<jsize>(statusOffsetMemberSize.size());
-  jintArray array = env->NewIntArray(length);
-  if (array != nullptr) env->SetIntArrayRegion(array, 0, length, statusOffsetMemberSize.data());
-  return array;
+  return newIntArray(env, statusOffsetMemberSize);
 } catch (...) {
   return atJavaEdge(env, jintArray{});
 }
@@ -83,7 +77,6 @@ ZORF_NATIVE(jbyteArray, getFailedPathNative)
   if (path.get() == nullptr) return nullptr;
   struct stat st;
   const std::string reached = getFailedPath(path.get(), resolveLink != JNI_FALSE, st);
-  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
   return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
@@ -98,7 +91,7 @@ ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try
     handle_error(env, 0, mountPoint);
     return nullptr;
   }
-  return JavaLog::threw(env, LOG_TRACE) ? nullptr : env->NewStringUTF(device->c_str());
+  return newString(env, device->c_str());
 } catch (...) {
   return atJavaEdge(env, jstring{});
 }

@@ -71,7 +71,7 @@ jint convertbyteArray2Char(JNIEnv* env, jbyteArray array, std::unique_ptr<char[]
 
 // Puts one attribute into a HashMap. False with an exception pending when it can't.
 bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
-  jstring key = env->NewStringUTF(name);
+  jstring key = newString(env, name);
   if (key == nullptr) return false;
   jbyteArray bytes = convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
   if (bytes == nullptr) return false;
@@ -83,10 +83,47 @@ bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
   return done;
 }
 
+// The names of a name list; null with an exception pending when they can't be had. The elements
+// begin at 1: Java callers know element 0 as null and expect the ArrayIndexOutOfBoundsException
+// that storing the last name raises. `native` names the caller in the log lines.
+jobjectArray arrayOfNames(JNIEnv* env, const char* native, const char* list, int length) {
+  if (JavaLog::threw(env)) return nullptr;
+  jsize count = 0;
+  forEachXattrName(list, length, [&](std::string_view) { ++count; });
+  jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
+  if (names == nullptr) {
+    ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
+    return nullptr;
+  }
+  jsize k = 0;
+  forEachXattrName(list, length, [&](std::string_view name) {
+    ++k;
+    jstring element = env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.data());
+    if (!env->ExceptionCheck()) env->SetObjectArrayElement(names, k, element);
+    env->DeleteLocalRef(element);
+  });
+  return names;
+}
+
+// Copies the strings of `array`. False with an exception pending when they can't be had.
+bool stringsOf(JNIEnv* env, jobjectArray array, std::list<std::string>& strings) {
+  if (JavaLog::threw(env)) return false;
+  const jsize count = env->GetArrayLength(array);
+  for (jsize i = 0; i < count; ++i) {
+    auto element = static_cast<jstring>(env->GetObjectArrayElement(array, i));
+    const GivenChars chars(env, element);
+    if (chars.get() == nullptr) return false;
+    strings.emplace_back(chars.get());
+    // At once: a long array would exhaust the local reference table.
+    env->DeleteLocalRef(element);
+  }
+  return true;
+}
+
 // The HashMap of a buffer of attribute records; null when it can't be made. `native` names the
 // caller in the log lines.
 jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int length) {
-  if (JavaLog::threw(env, LOG_DEBUG)) return nullptr;
+  if (JavaLog::threw(env)) return nullptr;
   jobject map = env->NewObject(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0);
   if (map == nullptr) {
     ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
@@ -100,7 +137,7 @@ jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int l
     const std::string_view value(at + name.size() + 5, valueLength);
     ZORF_LOG_AS(LOG_DEBUG, native, joined("key: ", name, " len: ", name.size()));
     ZORF_LOG_AS(LOG_DEBUG, native, joined("value: ", value, " len: ", value.size()));
-    if (JavaLog::threw(env, LOG_DEBUG) || !put(env, map, name.data(), value)) return nullptr;
+    if (!put(env, map, name.data(), value)) return nullptr;
     at += name.size() + value.size() + ZORF_XATTR_RECORD_EXTRA;
   }
   return map;
@@ -161,24 +198,7 @@ ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
     handle_error(env, length, "zorf_listxattrs failed.");
     return nullptr;
   }
-  if (JavaLog::threw(env, LOG_TRACE)) return nullptr;
-  jsize count = 0;
-  forEachXattrName(list, length, [&](std::string_view) { ++count; });
-  jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
-  if (names == nullptr) {
-    ZORF_LOG(LOG_ERROR, "ObjectArray create failed");
-    return nullptr;
-  }
-  // The index starts at 1 and stays so: Java callers know element 0 as null and expect the
-  // ArrayIndexOutOfBoundsException that storing the last name raises.
-  jsize k = 0;
-  forEachXattrName(list, length, [&](std::string_view name) {
-    ++k;
-    jstring element = env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.data());
-    if (!env->ExceptionCheck()) env->SetObjectArrayElement(names, k, element);
-    env->DeleteLocalRef(element);
-  });
-  return names;
+  return arrayOfNames(env, __func__, list, length);
 } catch (...) {
   return atJavaEdge(env, jobjectArray{nullptr});
 }
@@ -191,17 +211,8 @@ ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray
     raiseNullArgument(env);
     return nullptr;
   }
-  if (JavaLog::threw(env, LOG_TRACE)) return nullptr;
   std::list<std::string> names;
-  const jsize count = env->GetArrayLength(jnames);
-  for (jsize i = 0; i < count; ++i) {
-    auto name = static_cast<jstring>(env->GetObjectArrayElement(jnames, i));
-    const GivenChars chars(env, name);
-    if (chars.get() == nullptr) return nullptr;
-    names.emplace_back(chars.get());
-    // At once: a long array would exhaust the local reference table.
-    env->DeleteLocalRef(name);
-  }
+  if (!stringsOf(env, jnames, names)) return nullptr;
   char* records = nullptr;
   int length = 0;
   const int err = zorf_getxattrs(path.get(), names, &records, &length);

@@ -125,6 +125,18 @@ TEST_F(ConvertTest, ArrayThatCannotBeMadeIsNullWithTheVmsError) {
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.OutOfMemoryError", "Java heap space"}));
 }
 
+TEST_F(ConvertTest, NoValueIsMadeOnceTheLoggerThrew) {
+  const std::int32_t numbers[] = {1, 2};
+  EXPECT_EQ(stringOf(newString(env, "x")), "x");
+  letLoggerThrow("disk full", 1);
+  logger2::log("line", LOG_FATAL);
+  EXPECT_EQ(newIntArray(env, numbers), nullptr);
+  EXPECT_EQ(newString(env, "x"), nullptr);
+  EXPECT_EQ(convertChar2byteArray(env, 1, "x"), nullptr);
+  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "disk full"}));
+  EXPECT_EQ(stringOf(newString(env, "x")), "x");
+}
+
 TEST_F(ConvertTest, EmptyStreamIsAnEmptyArray) {
   std::ostringstream stream;
   jbyteArray array = nullptr;

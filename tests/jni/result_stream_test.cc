@@ -188,7 +188,8 @@ TEST_F(ResultStreamTest, APendingExceptionGivesNoResultAndStays) {
     ResultStream out(env);
     out.expect(size, 1);
     out << "before";
-    env->ThrowNew(env->FindClass("java/lang/RuntimeException"), "from the logger");
+    letLoggerThrow("from the logger", 1);
+    logger2::log("line", LOG_DEBUG);
     out << pattern(size);
     EXPECT_EQ(out.take(), nullptr);
     const auto error = takeJavaError();
