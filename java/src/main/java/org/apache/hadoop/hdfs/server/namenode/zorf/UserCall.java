@@ -7,6 +7,9 @@ final class UserCall<T> {
   private final UserThreads.Action<T, ?> action;
   private final Thread caller = Thread.currentThread();
 
+  /** Guarded by the dispatcher's lock. */
+  long waitingSince;
+
   private Thread runner;
   private boolean interrupted;
   private T result;

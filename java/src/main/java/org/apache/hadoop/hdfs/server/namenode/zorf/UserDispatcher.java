@@ -58,6 +58,10 @@ final class UserDispatcher {
   /** Threads that were told to end for one of them. */
   private int making;
   private boolean closed;
+  private long started;
+  private long handed;
+  private long waited;
+  private long waitedNanos;
 
   UserDispatcher(
       UserThreads.Builder limits,
@@ -85,22 +89,24 @@ final class UserDispatcher {
 
   // The callers' side.
 
-  /** Gives the call to an idle thread, or has it wait for one. */
-  void submit(String name, UserCall<?> call) throws UserThreadException {
+  /** Gives the call to an idle thread, or has it wait for one; returns why not, else null. */
+  UserThreadException submit(String name, UserCall<?> call) {
     UserWorker free;
     lock.lock();
     try {
       if (closed) {
-        throw UserThreadException.closed(name);
+        return UserThreadException.closed(name);
       }
       User user = users.computeIfAbsent(name, User::new);
       free = user.idle.poll();
       if (free != null) {
+        handed++;
         free.assign(call);
       } else {
         if (user.waiting.size() >= maxWaiting) {
-          throw UserThreadException.busy(name, "already " + load(user));
+          return UserThreadException.busy(name, "already " + load(user));
         }
+        call.waitingSince = System.nanoTime();
         user.waiting.add(call);
         grow(user);
       }
@@ -110,6 +116,7 @@ final class UserDispatcher {
     if (free != null) {
       free.wake();
     }
+    return null;
   }
 
   /** Takes back a call that waits; false if a thread has it already. */
@@ -194,6 +201,9 @@ final class UserDispatcher {
       }
       UserCall<?> call = worker.user().waiting.poll();
       if (call != null) {
+        handed++;
+        waited++;
+        waitedNanos += now - call.waitingSince;
         forgetIfUnused(worker.user());
         return call;
       }
@@ -252,6 +262,7 @@ final class UserDispatcher {
       user.threads++;
       user.starting++;
       workers.add(worker);
+      started++;
       starter.start(worker);
     } else {
       kept.add(user);
@@ -380,5 +391,25 @@ final class UserDispatcher {
     } finally {
       lock.unlock();
     }
+  }
+  /** Everything there is to count here, at one moment. */
+  UserThreadCounts counts() {
+    UserThreadCounts counts = new UserThreadCounts();
+    lock.lock();
+    try {
+      counts.threads = workers.size();
+      counts.users = users.size();
+      for (User user : users.values()) {
+        counts.idle += user.idle.size();
+        counts.waiting += user.waiting.size();
+      }
+      counts.started = started;
+      counts.handed = handed;
+      counts.waited = waited;
+      counts.waitedNanos = waitedNanos;
+    } finally {
+      lock.unlock();
+    }
+    return counts;
   }
 }

@@ -2,10 +2,12 @@ package org.apache.hadoop.hdfs.server.namenode.zorf;
 
 import java.io.IOException;
 import java.time.Duration;
+import java.util.Arrays;
 import java.util.Objects;
 import java.util.concurrent.ThreadFactory;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicLong;
+import java.util.concurrent.atomic.AtomicLongArray;
 import java.util.concurrent.locks.LockSupport;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 
@@ -37,6 +39,9 @@ public final class UserThreads implements AutoCloseable {
   private final UserDispatcher dispatcher;
   private final long maxWaitNanos;
   private final long closeWaitNanos;
+  private final AtomicLong asNobody = new AtomicLong();
+  private final AtomicLongArray refused =
+      new AtomicLongArray(UserThreadException.Reason.values().length);
 
   /**
    * What is done as a user.
@@ -126,10 +131,12 @@ public final class UserThreads implements AutoCloseable {
     if (refusal != null
         && refusal.reason() == UserThreadException.Reason.UNKNOWN_USER
         && orNobody) {
+      asNobody.incrementAndGet();
       call = new UserCall<>(action);
       refusal = await(UserAccount.NOBODY, call, deadline);
     }
     if (refusal != null) {
+      refused.incrementAndGet(refusal.reason().ordinal());
       throw refusal;
     }
     return call.<E>outcome();
@@ -137,11 +144,14 @@ public final class UserThreads implements AutoCloseable {
 
   /** Has a call served; returns why that was refused, else null. */
   private UserThreadException await(String user, UserCall<?> call, long deadline)
-      throws UserThreadException, InterruptedException {
+      throws InterruptedException {
     if (Thread.interrupted()) {
       throw new InterruptedException();
     }
-    dispatcher.submit(user, call);
+    UserThreadException notTaken = dispatcher.submit(user, call);
+    if (notTaken != null) {
+      return notTaken;
+    }
     boolean begun = false;
     boolean interrupted = false;
     while (!call.isDone()) {
@@ -159,7 +169,7 @@ public final class UserThreads implements AutoCloseable {
         call.interrupt();
       } else if (!begun && deadline - System.nanoTime() <= 0) {
         if (dispatcher.takeBack(user, call)) {
-          throw UserThreadException.busy(
+          return UserThreadException.busy(
               user,
               "waited "
                   + TimeUnit.NANOSECONDS.toMillis(maxWaitNanos)
@@ -178,6 +188,15 @@ public final class UserThreads implements AutoCloseable {
   /** {@return how many threads there are now} */
   public int threads() {
     return dispatcher.threads();
+  }
+
+  /** {@return how busy the threads are, and what they have done so far} */
+  public UserThreadCounts counts() {
+    UserThreadCounts counts = dispatcher.counts();
+    counts.asNobody = asNobody.get();
+    counts.refused = new long[refused.length()];
+    Arrays.setAll(counts.refused, refused::get);
+    return counts;
   }
 
   /**
