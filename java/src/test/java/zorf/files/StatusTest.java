@@ -3,6 +3,7 @@ package zorf.files;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
@@ -14,6 +15,8 @@ import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.attribute.FileTime;
 import java.time.Duration;
+import java.util.ArrayList;
+import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
@@ -119,5 +122,24 @@ class StatusTest extends FilesFixture {
     assertEquals(
         "-1 names for PT1S",
         illegal(() -> ZorfFiles.cachingNames(Duration.ofSeconds(1), -1)));
+  }
+
+  @Test
+  void anObserverHearsOfNativesAndHowLongTheyTook() throws Exception {
+    List<String> heard = new ArrayList<>();
+    ZorfFiles.observe((name, nanos) -> heard.add(name + (nanos > 0 ? "" : " in no time")));
+    try {
+      files.status(file);
+      files.setPermission(file, 0640);
+      files.acl(file);
+      assertThrows(NoSuchFileException.class, () -> files.attributes(file + "s"));
+      files.userName(0);
+    } finally {
+      ZorfFiles.observe(null);
+    }
+    files.status(file);
+    assertEquals(
+        "[getFileStatusNative, setPermission, getAclStatus, dumpXAttrs, getUser]",
+        heard.toString());
   }
 }

@@ -86,6 +86,7 @@ public final class BlockPieces {
   private BlockLocations locate(long offset, long length) throws IOException {
     return BlockLocations.decode(
         Failures.calling(
+            "getBlockLocationsNative",
             path, () -> ZORFNative.getBlockLocationsNative(path, offset, length, record)));
   }
 

@@ -7,7 +7,14 @@ import java.nio.file.NoSuchFileException;
 
 /** Makes exceptions that know their file, reason and error number out of those of the natives. */
 final class Failures {
+  /** Null for none. */
+  private static volatile NativeObserver observer;
+
   private Failures() {}
+
+  static void observe(NativeObserver who) {
+    observer = who;
+  }
 
   /** A call of a native, with the exceptions that natives don't declare. */
   @FunctionalInterface
@@ -15,8 +22,21 @@ final class Failures {
     T run() throws IOException;
   }
 
-  /** Calls a native about a file. */
-  static <T> T calling(String file, Call<T> call) throws IOException {
+  /** Calls the native of this name about a file. */
+  static <T> T calling(String name, String file, Call<T> call) throws IOException {
+    NativeObserver hears = observer;
+    if (hears == null) {
+      return calling(file, call);
+    }
+    long start = System.nanoTime();
+    try {
+      return calling(file, call);
+    } finally {
+      hears.ended(name, System.nanoTime() - start);
+    }
+  }
+
+  private static <T> T calling(String file, Call<T> call) throws IOException {
     try {
       return call.run();
     } catch (IOException e) {

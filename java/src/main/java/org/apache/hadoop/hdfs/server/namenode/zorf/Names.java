@@ -24,26 +24,27 @@ final class Names {
   }
 
   String user(long uid) throws IOException {
-    return nameOrNumber(users, uid, () -> ZORFNative.getUser((int) uid));
+    return nameOrNumber("getUser", users, uid, () -> ZORFNative.getUser((int) uid));
   }
 
   String group(long gid) throws IOException {
-    return nameOrNumber(groups, gid, () -> ZORFNative.getGroup((int) gid));
+    return nameOrNumber("getGroup", groups, gid, () -> ZORFNative.getGroup((int) gid));
   }
 
   long uid(String user) throws IOException {
-    return uids.get(user, name -> id(name, () -> ZORFNative.getUid(name)));
+    return uids.get(user, name -> id("getUid", name, () -> ZORFNative.getUid(name)));
   }
 
   long gid(String group) throws IOException {
-    return gids.get(group, name -> id(name, () -> ZORFNative.getGid(name)));
+    return gids.get(group, name -> id("getGid", name, () -> ZORFNative.getGid(name)));
   }
 
   private static String nameOrNumber(
-      BoundedCache<Long, String> cache, long id, Failures.Call<String> lookUp) throws IOException {
+      String nativeName, BoundedCache<Long, String> cache, long id, Failures.Call<String> lookUp)
+      throws IOException {
     String number = Long.toString(id);
     try {
-      return cache.get(id, key -> Failures.calling(number, lookUp));
+      return cache.get(id, key -> Failures.calling(nativeName, number, lookUp));
     } catch (IOException e) {
       requireMemory(e);
       return number;
@@ -57,9 +58,10 @@ final class Names {
     }
   }
 
-  private static long id(String name, Failures.Call<Integer> lookUp) throws IOException {
+  private static long id(String nativeName, String name, Failures.Call<Integer> lookUp)
+      throws IOException {
     try {
-      return Integer.toUnsignedLong(Failures.calling(name, lookUp));
+      return Integer.toUnsignedLong(Failures.calling(nativeName, name, lookUp));
     } catch (IOException e) {
       requireMemory(e);
       UserPrincipalNotFoundException unknown = new UserPrincipalNotFoundException(name);

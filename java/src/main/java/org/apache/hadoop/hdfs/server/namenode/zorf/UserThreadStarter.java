@@ -30,6 +30,7 @@ final class UserThreadStarter {
     FileType.class,
     LocatedFileStatus.class,
     Names.class,
+    NativeObserver.class,
     StatusLayout.class,
     UserAccount.class,
     UserThreadException.class,

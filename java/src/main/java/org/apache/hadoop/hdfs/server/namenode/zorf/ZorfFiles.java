@@ -80,6 +80,16 @@ public final class ZorfFiles {
     ZORFNative.getBlkCmd(policy.bytes(), defaultBlockSize);
   }
 
+  /**
+   * Has somebody hear how long every native takes that is called through this class, in the whole
+   * process.
+   *
+   * @param observer who hears of it; null for nobody
+   */
+  public static void observe(NativeObserver observer) {
+    Failures.observe(observer);
+  }
+
   // Status.
 
   /**
@@ -105,7 +115,8 @@ public final class ZorfFiles {
   }
 
   private static byte[] record(String path, boolean followLink) throws IOException {
-    return Failures.calling(path, () -> ZORFNative.getFileStatusNative(path, followLink));
+    return Failures.calling(
+        "getFileStatusNative", path, () -> ZORFNative.getFileStatusNative(path, followLink));
   }
 
   /**
@@ -121,6 +132,7 @@ public final class ZorfFiles {
   public LocatedFileStatus locatedStatus(String path, boolean locations) throws IOException {
     byte[] bytes =
         Failures.calling(
+            "getLocatedFileStatusNative",
             path, () -> ZORFNative.getLocatedFileStatusNative(path, true, locations, true));
     return LocatedFileStatus.decode(layout, bytes, true);
   }
@@ -133,7 +145,8 @@ public final class ZorfFiles {
    * @throws IOException if they can't be had
    */
   public byte[] linkTarget(String path) throws IOException {
-    return Failures.calling(path, () -> ZORFNative.getLinkTargetNative(path, 4096));
+    return Failures.calling(
+        "getLinkTargetNative", path, () -> ZORFNative.getLinkTargetNative(path, 4096));
   }
 
   /**
@@ -147,7 +160,8 @@ public final class ZorfFiles {
     if (permission < 0 || permission > MAX_PERMISSION) {
       throw new IllegalArgumentException("permission " + Integer.toOctalString(permission));
     }
-    Failures.calling(path, () -> ZORFNative.setPermission(path, (short) permission));
+    Failures.calling(
+        "setPermission", path, () -> ZORFNative.setPermission(path, (short) permission));
   }
 
   // Blocks.
@@ -181,7 +195,10 @@ public final class ZorfFiles {
     if (replication < 1 || replication > Short.MAX_VALUE) {
       throw new IllegalArgumentException("replication " + replication);
     }
-    Failures.calling(path, () -> ZORFNative.setReplication(path, (short) replication, restripe));
+    Failures.calling(
+        "setReplication",
+        path,
+        () -> ZORFNative.setReplication(path, (short) replication, restripe));
   }
 
   /**
@@ -217,7 +234,7 @@ public final class ZorfFiles {
    * @throws IOException if it can't be set
    */
   public void setBlockGroupFactor(String path, int factor) throws IOException {
-    Failures.calling(path, () -> ZORFNative.setBGF(path, factor));
+    Failures.calling("setBGF", path, () -> ZORFNative.setBGF(path, factor));
   }
 
   // Extended attributes.
@@ -230,7 +247,7 @@ public final class ZorfFiles {
    * @throws IOException if one of them can't be read
    */
   public Map<String, byte[]> attributes(String path) throws IOException {
-    return Failures.calling(path, () -> ZORFNative.dumpXAttrs(path));
+    return Failures.calling("dumpXAttrs", path, () -> ZORFNative.dumpXAttrs(path));
   }
 
   /**
@@ -244,7 +261,7 @@ public final class ZorfFiles {
   public Map<String, byte[]> attributes(String path, Collection<String> wanted)
       throws IOException {
     String[] array = wanted.toArray(new String[0]);
-    return Failures.calling(path, () -> ZORFNative.getXAttrs(path, array));
+    return Failures.calling("getXAttrs", path, () -> ZORFNative.getXAttrs(path, array));
   }
 
   /**
@@ -258,7 +275,8 @@ public final class ZorfFiles {
   public Optional<byte[]> attribute(String path, String name) throws IOException {
     try {
       Map<String, byte[]> found =
-          Failures.calling(path, () -> ZORFNative.getXAttrs(path, new String[] {name}));
+          Failures.calling(
+              "getXAttrs", path, () -> ZORFNative.getXAttrs(path, new String[] {name}));
       return Optional.of(found.get(name));
     } catch (IOException e) {
       int errno = ZorfFailure.errnoOf(e);
@@ -282,7 +300,10 @@ public final class ZorfFiles {
       throws IOException {
     Objects.requireNonNull(value, "value");
     short flags = (short) mode.ordinal();
-    Failures.calling(path, () -> ZORFNative.setExtendedAttribute(path, name, value, flags));
+    Failures.calling(
+        "setExtendedAttribute",
+        path,
+        () -> ZORFNative.setExtendedAttribute(path, name, value, flags));
   }
 
   /**
@@ -293,7 +314,7 @@ public final class ZorfFiles {
    * @throws IOException if it does not exist or can't be removed
    */
   public void removeAttribute(String path, String name) throws IOException {
-    Failures.calling(path, () -> ZORFNative.removeXAttr(path, name));
+    Failures.calling("removeXAttr", path, () -> ZORFNative.removeXAttr(path, name));
   }
 
   // ACLs.
@@ -307,7 +328,7 @@ public final class ZorfFiles {
    */
   public List<AclEntry> acl(String path) throws IOException {
     return AclFormat.decodeReport(
-        Failures.calling(path, () -> ZORFNative.getAclStatus(path, null)));
+        Failures.calling("getAclStatus", path, () -> ZORFNative.getAclStatus(path, null)));
   }
 
   /**
@@ -318,7 +339,7 @@ public final class ZorfFiles {
    * @throws IOException if they can't be set
    */
   public void setAcl(String path, Collection<AclEntry> entries) throws IOException {
-    change(path, entries, ZORFNative::setAcl);
+    change("setAcl", path, entries, ZORFNative::setAcl);
   }
 
   /**
@@ -329,7 +350,7 @@ public final class ZorfFiles {
    * @throws IOException if they can't be set
    */
   public void modifyAcl(String path, Collection<AclEntry> entries) throws IOException {
-    change(path, entries, ZORFNative::modifyAclEntries);
+    change("modifyAclEntries", path, entries, ZORFNative::modifyAclEntries);
   }
 
   /**
@@ -340,17 +361,19 @@ public final class ZorfFiles {
    * @throws IOException if they can't be removed
    */
   public void removeAclEntries(String path, Collection<AclEntry> entries) throws IOException {
-    change(path, entries, ZORFNative::removeAclEntries);
+    change("removeAclEntries", path, entries, ZORFNative::removeAclEntries);
   }
 
   private interface AclChange {
     void apply(String path, byte[] specification);
   }
 
-  private static void change(String path, Collection<AclEntry> entries, AclChange change)
+  private static void change(
+      String name, String path, Collection<AclEntry> entries, AclChange change)
       throws IOException {
     byte[] specification = AclFormat.encodeSpecification(entries);
     Failures.calling(
+        name,
         path,
         () -> {
           change.apply(path, specification);
@@ -367,6 +390,7 @@ public final class ZorfFiles {
   public void removeAcl(String path) throws IOException {
     boolean directory = isDirectory(path);
     Failures.calling(
+        "removeAcl",
         path,
         () -> {
           ZORFNative.removeAcl(path, directory);
@@ -383,6 +407,7 @@ public final class ZorfFiles {
   public void removeDefaultAcl(String path) throws IOException {
     boolean directory = isDirectory(path);
     Failures.calling(
+        "removeDefaultAcl",
         path,
         () -> {
           ZORFNative.removeDefaultAcl(path, directory);

@@ -18,7 +18,7 @@ class FailuresTest {
   private static <E extends FileSystemException> void check(
       Class<E> type, String message, int errno, Exception thrown) {
     FileSystemException e =
-        assertThrows(type, () -> Failures.calling("/a/b", () -> fail(thrown)));
+        assertThrows(type, () -> Failures.calling("native", "/a/b", () -> fail(thrown)));
     assertEquals(message, e.getMessage());
     assertEquals("/a/b", e.getFile());
     assertEquals(message, "/a/b: " + e.getReason());
@@ -76,7 +76,7 @@ class FailuresTest {
         other,
         assertThrows(
             RuntimeException.class,
-            () -> Failures.calling("/a", () -> fail(other))));
+            () -> Failures.calling("native", "/a", () -> fail(other))));
   }
 
   @Test
