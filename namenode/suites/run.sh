@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# run.sh [--record] [SUITE]...: runs Hadoop's own compiled tests against the service and holds what comes
+# of each case against cases.tsv. Called by ./dev namenode, whose jars are there then.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(dirname "$(dirname "$here")")
+out=$root/build/namenode/suites
+# shellcheck source=tests/surroundings.sh
+. "$root/tests/surroundings.sh"
+
+suites=(cli.TestXAttrCLI)
+
+record=()
+[[ ${1:-} != --record ]] || { record=(--record); shift; }
+(($#)) || set -- "${suites[@]}"
+
+scratch=$(TMPDIR=${TMPDIR:-/tmp} scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
+scratch=$(mktemp -d "$scratch/zorf-suites-XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+chmod 755 "$scratch"
+
+home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
+version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$home/release")
+flags=(-Xmx1g -Dzorf.library="$root/build/lib/libzorfhadoop.so.2.7" -Dzorf.suites.scratch="$scratch/served"
+  -Dtest.cache.data="$out/resources" -Dtest.build.data="$scratch/data" -Dnet.bytebuddy.experimental=true
+  --add-opens java.base/java.lang=ALL-UNNAMED)
+((version < 24)) || flags+=(--enable-native-access=ALL-UNNAMED --sun-misc-unsafe-memory-access=allow)
+
+cd "$scratch" # suites leave files where they run
+"$here/users.sh" "$home/bin/java" "${flags[@]}" \
+  -cp "$out/classes:$root/build/namenode/classes:$out/resources:$(<"$out/classpath"):$root/build/java/zorfhadoop.jar" \
+  zorf.namenode.Suites "${record[@]}" "$here/cases.tsv" "${@/#/org.apache.hadoop.}" 2>"$out/run.log"

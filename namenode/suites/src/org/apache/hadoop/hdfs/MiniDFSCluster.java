@@ -1,0 +1,152 @@
+package org.apache.hadoop.hdfs;
+
+import java.io.File;
+import java.io.IOException;
+import java.net.URI;
+import java.security.PrivilegedExceptionAction;
+import java.util.ArrayList;
+import java.util.List;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.hdfs.server.namenode.FSNamesystem;
+import org.apache.hadoop.hdfs.server.namenode.SeenByClients;
+import org.apache.hadoop.security.UserGroupInformation;
+import zorf.namenode.ScratchService;
+
+/**
+ * What Hadoop's own tests start: here it is the service on a scratch directory. It stands before the
+ * class of this name in Hadoop's tests jar and has the methods that the suites call; what a suite asks
+ * beyond them fails it with the method's name.
+ */
+public class MiniDFSCluster implements AutoCloseable {
+  private final Configuration configuration;
+  private final ScratchService.Place place;
+  private final List<FileSystem> clients = new ArrayList<>();
+  private ScratchService service;
+
+  private MiniDFSCluster(Builder builder) throws IOException {
+    configuration = builder.configuration;
+    place = ScratchService.place(builder.directory);
+    if (builder.format) {
+      place.empty();
+    }
+    service = ScratchService.start(place, configuration, builder.port);
+    FileSystem.setDefaultUri(configuration, getURI(0));
+  }
+
+  /** Says what to start. What is about DataNodes and the layout of Apache's own files is ignored. */
+  public static class Builder {
+    private final Configuration configuration;
+    private final File directory;
+    private boolean format = true;
+    private int port;
+
+    public Builder(Configuration configuration) {
+      this(configuration, null);
+    }
+
+    public Builder(Configuration configuration, File directory) {
+      this.configuration = configuration;
+      this.directory = directory;
+    }
+
+    public Builder format(boolean value) {
+      format = value;
+      return this;
+    }
+
+    public Builder nameNodePort(int value) {
+      port = value;
+      return this;
+    }
+
+    public Builder numDataNodes(int value) {
+      return this;
+    }
+
+    public Builder hosts(String[] value) {
+      return this;
+    }
+
+    public Builder racks(String[] value) {
+      return this;
+    }
+
+    public Builder waitSafeMode(boolean value) {
+      return this;
+    }
+
+    public MiniDFSCluster build() throws IOException {
+      return new MiniDFSCluster(this);
+    }
+  }
+
+  /** It listens when it has been built. */
+  public void waitActive() {}
+
+  public void waitClusterUp() {}
+
+  public Configuration getConfiguration(int index) {
+    return configuration;
+  }
+
+  public URI getURI() {
+    return getURI(0);
+  }
+
+  public URI getURI(int index) {
+    return URI.create("hdfs://localhost:" + service.port());
+  }
+
+  public int getNameNodePort() {
+    return service.port();
+  }
+
+  public DistributedFileSystem getFileSystem() throws IOException {
+    FileSystem client = FileSystem.get(getURI(), configuration);
+    clients.add(client);
+    return (DistributedFileSystem) client;
+  }
+
+  /** A stand-in that looks up what the suites look into by asking the service as a client does. */
+  public FSNamesystem getNamesystem() {
+    PrivilegedExceptionAction<FileSystem> open =
+        () -> FileSystem.newInstance(getURI(), configuration);
+    try {
+      FileSystem client = UserGroupInformation.getLoginUser().doAs(open);
+      clients.add(client);
+      return SeenByClients.namesystem((DistributedFileSystem) client);
+    } catch (IOException | InterruptedException e) {
+      throw new IllegalStateException(e);
+    }
+  }
+
+  public void restartNameNode(boolean waitActive) throws IOException {
+    int port = service.port();
+    service.close();
+    service = ScratchService.start(place, configuration, port);
+  }
+
+  public void shutdown() {
+    shutdown(false, true);
+  }
+
+  public void shutdown(boolean deleteFiles, boolean closeClients) {
+    if (closeClients) {
+      for (FileSystem client : clients) {
+        try {
+          client.close();
+        } catch (IOException e) {
+          // A test may have stopped what the client would tell.
+        }
+      }
+    }
+    service.close();
+    place.free();
+  }
+
+  @Override
+  public void close() {
+    shutdown();
+  }
+}

@@ -1,0 +1,54 @@
+package org.apache.hadoop.hdfs.server.namenode;
+
+import static org.mockito.ArgumentMatchers.any;
+import static org.mockito.ArgumentMatchers.anyString;
+import static org.mockito.Mockito.RETURNS_SMART_NULLS;
+import static org.mockito.Mockito.mock;
+import static org.mockito.Mockito.when;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.util.List;
+import org.apache.hadoop.fs.FileStatus;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.AclEntry;
+import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.fs.permission.PermissionStatus;
+import org.apache.hadoop.hdfs.DistributedFileSystem;
+
+/** Stand-ins for what suites look into inside Apache's server, filled with what a client is answered. */
+public final class SeenByClients {
+  private SeenByClients() {}
+
+  public static FSNamesystem namesystem(DistributedFileSystem client) throws IOException {
+    FSDirectory directory = mock(FSDirectory.class, RETURNS_SMART_NULLS);
+    when(directory.getINode(anyString(), any()))
+        .thenAnswer(call -> inode(client, new Path(call.<String>getArgument(0))));
+    FSNamesystem namesystem = mock(FSNamesystem.class, RETURNS_SMART_NULLS);
+    when(namesystem.getFSDirectory()).thenReturn(directory);
+    return namesystem;
+  }
+
+  private static INode inode(DistributedFileSystem client, Path path) throws IOException {
+    FileStatus status;
+    try {
+      status = client.getFileStatus(path);
+    } catch (FileNotFoundException e) {
+      return null;
+    }
+    INode inode =
+        new INodeDirectory(
+            0,
+            path.getName().getBytes("UTF-8"),
+            new PermissionStatus(
+                status.getOwner(),
+                status.getGroup(),
+                new FsPermission(status.getPermission().toShort())),
+            status.getModificationTime());
+    List<AclEntry> entries = client.getAclStatus(path).getEntries();
+    if (!entries.isEmpty()) {
+      inode.addAclFeature(new AclFeature(AclEntryStatusFormat.toInt(entries)));
+    }
+    return inode;
+  }
+}

@@ -1,0 +1,110 @@
+package zorf.namenode;
+
+import java.io.IOException;
+import java.io.PrintStream;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Set;
+import org.junit.runner.Description;
+import org.junit.runner.JUnitCore;
+import org.junit.runner.Request;
+import org.junit.runner.notification.Failure;
+import org.junit.runner.notification.RunListener;
+
+/** Runs Hadoop's own suites and holds what comes of each case against a list. */
+public final class Suites {
+  /** What comes of one case. */
+  enum Outcome {
+    PASSED,
+    FAILED,
+    SKIPPED
+  }
+
+  /** A case that has run; {@code why} is the first line of what went wrong. */
+  record Ran(String suite, String name, Outcome outcome, String why) {}
+
+  private Suites() {}
+
+  /**
+   * Runs suites.
+   *
+   * @param arguments [--record] LIST CLASS...: with it the list becomes what was seen
+   */
+  public static void main(String... arguments) throws Exception {
+    List<String> rest = new ArrayList<>(Arrays.asList(arguments));
+    boolean record = rest.remove("--record");
+    Path file = Path.of(rest.remove(0));
+    CaseList list = CaseList.read(file);
+    PrintStream out = System.out;
+    System.setOut(System.err); // what suites and Hadoop say themselves goes to the log
+    int wrong = 0;
+    for (String suite : rest) {
+      long start = System.nanoTime();
+      List<Ran> ran = run(Class.forName(suite));
+      if (record) {
+        list.record(ran);
+        list.write(file);
+      }
+      List<String> changes = list.changes(ran);
+      changes.forEach(out::println);
+      wrong += changes.size();
+      out.println(list.line(ran, (System.nanoTime() - start) / 1_000_000_000));
+      out.flush();
+    }
+    System.exit(wrong == 0 ? 0 : 1);
+  }
+
+  static List<Ran> run(Class<?> suite) throws Exception {
+    return CliSuite.isOne(suite) ? CliSuite.run(suite) : junit(suite);
+  }
+
+  private static List<Ran> junit(Class<?> suite) {
+    List<Ran> ran = new ArrayList<>();
+    JUnitCore core = new JUnitCore();
+    core.addListener(
+        new RunListener() {
+          private Outcome outcome;
+          private String why;
+
+          @Override
+          public void testStarted(Description test) {
+            outcome = Outcome.PASSED;
+            why = "";
+          }
+
+          @Override
+          public void testFailure(Failure failure) {
+            failure.getException().printStackTrace();
+            outcome = Outcome.FAILED;
+            why = firstLine(failure.getException());
+            if (!failure.getDescription().isTest()) {
+              ran.add(new Ran(suite.getSimpleName(), "(the class)", outcome, why));
+            }
+          }
+
+          @Override
+          public void testAssumptionFailure(Failure failure) {
+            outcome = Outcome.SKIPPED;
+            why = firstLine(failure.getException());
+          }
+
+          @Override
+          public void testIgnored(Description test) {
+            ran.add(new Ran(suite.getSimpleName(), test.getMethodName(), Outcome.SKIPPED, "ignored"));
+          }
+
+          @Override
+          public void testFinished(Description test) {
+            ran.add(new Ran(suite.getSimpleName(), test.getMethodName(), outcome, why));
+          }
+        });
+    core.run(Request.aClass(suite));
+    return ran;
+  }
+
+  private static String firstLine(Throwable failure) {
+    return (failure + "\n").lines().findFirst().orElse("").replace('\t', ' ');
+  }
+}
