@@ -94,6 +94,12 @@ class StatusTest extends FilesFixture {
     files.modifyAcl(big, files.parseAcl("user:daemon:r"));
     assertTrue(files.locatedStatus(big, false).hasAcl());
     assertFalse(files.locatedStatus(directory.toString(), true).locations().isPresent());
+    assertEquals(Files.getAttribute(Paths.get(big), "unix:dev"), with.device());
+    Path link = Files.createSymbolicLink(directory.resolve("big-link"), Paths.get(big));
+    assertEquals(
+        FileType.SYMBOLIC_LINK, files.locatedLinkStatus(link.toString(), false).status().type());
+    assertEquals(
+        FileType.REGULAR, files.locatedStatus(link.toString(), false).status().type());
   }
 
   @Test

@@ -9,11 +9,14 @@ public final class LocatedFileStatus {
   private static final int ACL_FLAG = 0x1000;
 
   private final FileStatus status;
+  private final long device;
   private final boolean acl;
   private final BlockLocations locations;
 
-  private LocatedFileStatus(FileStatus status, boolean acl, BlockLocations locations) {
+  private LocatedFileStatus(
+      FileStatus status, long device, boolean acl, BlockLocations locations) {
     this.status = status;
+    this.device = device;
     this.acl = acl;
     this.locations = locations;
   }
@@ -33,15 +36,17 @@ public final class LocatedFileStatus {
     if (bytes.length < end) {
       throw new IllegalArgumentException("located status of " + bytes.length + " bytes");
     }
+    // What a record begins with on every system, and what no layout table names.
+    long device = ByteBuffer.wrap(bytes).order(ByteOrder.nativeOrder()).getLong(0);
     boolean acl = permission && (shortAt(bytes, layout.recordLength()) & ACL_FLAG) != 0;
     if (status.type() == FileType.REGULAR) {
-      return new LocatedFileStatus(status, acl, BlockLocations.decode(bytes, end));
+      return new LocatedFileStatus(status, device, acl, BlockLocations.decode(bytes, end));
     }
     if (bytes.length != end) {
       throw new IllegalArgumentException(
           (bytes.length - end) + " bytes after the status of a " + status.type());
     }
-    return new LocatedFileStatus(status, acl, null);
+    return new LocatedFileStatus(status, device, acl, null);
   }
 
   private static short shortAt(byte[] bytes, int offset) {
@@ -51,6 +56,11 @@ public final class LocatedFileStatus {
   /** {@return the status} */
   public FileStatus status() {
     return status;
+  }
+
+  /** {@return the number of the device that the file is on} */
+  public long device() {
+    return device;
   }
 
   /** {@return whether the file has an ACL; false if the permission value was not asked for} */

@@ -130,10 +130,28 @@ public final class ZorfFiles {
    * @throws IOException if it can't be had
    */
   public LocatedFileStatus locatedStatus(String path, boolean locations) throws IOException {
+    return located(path, true, locations);
+  }
+
+  /**
+   * The status of a file, or of a link itself, and what there is to say of its blocks.
+   *
+   * @param path the path
+   * @param locations whether to ask for locations; the calling thread must be able to read the file
+   * @return the located status
+   * @throws IOException if it can't be had
+   */
+  public LocatedFileStatus locatedLinkStatus(String path, boolean locations) throws IOException {
+    return located(path, false, locations);
+  }
+
+  private LocatedFileStatus located(String path, boolean followLink, boolean locations)
+      throws IOException {
     byte[] bytes =
         Failures.calling(
             "getLocatedFileStatusNative",
-            path, () -> ZORFNative.getLocatedFileStatusNative(path, true, locations, true));
+            path,
+            () -> ZORFNative.getLocatedFileStatusNative(path, followLink, locations, true));
     return LocatedFileStatus.decode(layout, bytes, true);
   }
 
