@@ -19,5 +19,9 @@ import java.lang.annotation.Target;
     SERVICE
   }
 
+  /** {@return as whom} */
   Who value();
+
+  /** {@return which arguments are paths, to be checked before anything else} */
+  int[] paths() default {0};
 }

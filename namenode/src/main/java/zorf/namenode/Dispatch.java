@@ -19,20 +19,23 @@ import org.slf4j.LoggerFactory;
 final class Dispatch implements InvocationHandler {
   private static final Logger LOG = LoggerFactory.getLogger(Dispatch.class);
 
-  private record Answer(Object target, Method method, ActsAs.Who who) {}
+  private record Answer(Object target, Method method, ActsAs.Who who, int[] paths) {}
 
   private final Map<Method, Answer> answers = new HashMap<>();
   private final Users users;
+  private final Errors errors;
   private final CallObserver observer;
 
-  private Dispatch(Class<?> protocol, List<?> targets, Users users, CallObserver observer) {
+  private Dispatch(
+      Class<?> protocol, List<?> targets, Users users, Errors errors, CallObserver observer) {
     this.users = users;
+    this.errors = errors;
     this.observer = observer;
     for (Object target : targets) {
       for (Method method : target.getClass().getDeclaredMethods()) {
         ActsAs who = method.getAnnotation(ActsAs.class);
         if (who != null) {
-          add(protocol, new Answer(target, method, who.value()));
+          add(protocol, new Answer(target, method, who.value(), who.paths()));
         }
       }
     }
@@ -44,10 +47,12 @@ final class Dispatch implements InvocationHandler {
    * @param protocol the protocol
    * @param targets have the answers; a call that none of them has is "not supported"
    * @param users run the answers
+   * @param errors say what clients are told of failures
    * @param observer hears of the calls
    */
-  static <T> T of(Class<T> protocol, List<?> targets, Users users, CallObserver observer) {
-    Dispatch dispatch = new Dispatch(protocol, targets, users, observer);
+  static <T> T of(
+      Class<T> protocol, List<?> targets, Users users, Errors errors, CallObserver observer) {
+    Dispatch dispatch = new Dispatch(protocol, targets, users, errors, observer);
     return protocol.cast(
         Proxy.newProxyInstance(protocol.getClassLoader(), new Class<?>[] {protocol}, dispatch));
   }
@@ -82,7 +87,7 @@ final class Dispatch implements InvocationHandler {
     try {
       result = answer(method, given, caller);
     } catch (Exception | Error e) {
-      failure = Errors.toClient(e, caller);
+      failure = errors.toClient(e, caller);
     }
     tell(
         new CallObserver.EndedCall(
@@ -97,6 +102,9 @@ final class Dispatch implements InvocationHandler {
     Answer answer = answers.get(method);
     if (answer == null) {
       throw new UnsupportedOperationException(method.getName() + " is not supported on zorf");
+    }
+    for (int path : answer.paths()) {
+      Paths.check((String) arguments[path]);
     }
     Caller.Work work = () -> call(answer, arguments);
     return switch (answer.who()) {

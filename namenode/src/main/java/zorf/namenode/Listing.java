@@ -2,67 +2,91 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.DirectoryStream;
-import java.nio.file.Files;
-import java.nio.file.NoSuchFileException;
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Optional;
 import org.apache.hadoop.hdfs.protocol.DirectoryListing;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
 
 /** Answers what is in a directory, a page at a time, in the order of the names' bytes. */
 final class Listing {
   private final Root root;
+  private final Access access;
   private final Statuses statuses;
+  private final Blocks blocks;
+  private final DirectoryNames names;
   private final int limit;
 
-  Listing(Root root, Statuses statuses, int limit) {
+  /**
+   * Takes what it asks.
+   *
+   * @param limit of entries in a page
+   */
+  Listing(Root root, Access access, Statuses statuses, Blocks blocks, int limit) {
     this.root = root;
+    this.access = access;
     this.statuses = statuses;
+    this.blocks = blocks;
     this.limit = limit;
+    names = new DirectoryNames(root);
+  }
+
+  /** {@return how many names were skipped because they are not UTF-8} */
+  long unreadableNames() {
+    return names.unreadable();
   }
 
   @ActsAs(ActsAs.Who.READER)
   DirectoryListing getListing(String src, byte[] startAfter, boolean needLocation)
       throws IOException {
-    Path directory = Path.of(root.local(src));
-    if (!Files.isDirectory(directory)) {
-      try {
-        HdfsFileStatus file =
-            statuses.of(new byte[0], root.status(directory.toString()).status());
-        return new DirectoryListing(new HdfsFileStatus[] {file}, 0);
-      } catch (NoSuchFileException e) {
-        return null;
-      }
-    }
-    List<byte[]> names = names(directory);
-    int next = 0;
-    while (next < names.size() && Arrays.compareUnsigned(names.get(next), startAfter) <= 0) {
-      next++;
-    }
-    List<HdfsFileStatus> page = new ArrayList<>();
-    for (; next < names.size() && page.size() < limit; next++) {
-      byte[] name = names.get(next);
-      try {
-        String local = directory.resolve(new String(name, StandardCharsets.UTF_8)).toString();
-        page.add(statuses.of(name, root.status(local).status()));
-      } catch (NoSuchFileException e) {
-        // It has vanished since the directory was read.
-      }
-    }
-    return new DirectoryListing(page.toArray(new HdfsFileStatus[0]), names.size() - next);
+    return access.guard(src, Access.Need.LIST, () -> page(src, startAfter, needLocation));
   }
 
-  private static List<byte[]> names(Path directory) throws IOException {
-    List<byte[]> names = new ArrayList<>();
-    try (DirectoryStream<Path> entries = Files.newDirectoryStream(directory)) {
-      for (Path entry : entries) {
-        names.add(entry.getFileName().toString().getBytes(StandardCharsets.UTF_8));
+  private DirectoryListing page(String src, byte[] startAfter, boolean needLocation)
+      throws IOException {
+    Optional<Entry> found = root.find(src);
+    if (found.isEmpty()) {
+      return null;
+    }
+    Entry entry = found.get();
+    if (!entry.isDirectory()) {
+      HdfsFileStatus file = status(entry, HdfsFileStatus.EMPTY_NAME, needLocation);
+      return new DirectoryListing(new HdfsFileStatus[] {file}, 0);
+    }
+    List<byte[]> all = names.of(entry, startAfter.length > 0);
+    int next = firstAfter(all, startAfter);
+    List<HdfsFileStatus> page = new ArrayList<>(Math.min(limit, all.size() - next));
+    for (; next < all.size() && page.size() < limit; next++) {
+      byte[] name = all.get(next);
+      String path = Paths.child(src, new String(name, StandardCharsets.UTF_8));
+      Optional<Entry> child = root.find(path);
+      if (child.isPresent()) { // else it has vanished since the directory was read
+        page.add(status(child.get(), name, needLocation));
       }
     }
-    names.sort(Arrays::compareUnsigned);
-    return names;
+    return new DirectoryListing(page.toArray(new HdfsFileStatus[0]), all.size() - next);
+  }
+
+  private static int firstAfter(List<byte[]> names, byte[] name) {
+    int low = 0;
+    int high = names.size();
+    while (low < high) {
+      int middle = (low + high) >>> 1;
+      if (Arrays.compareUnsigned(names.get(middle), name) <= 0) {
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    return name.length == 0 ? 0 : low;
+  }
+
+  private HdfsFileStatus status(Entry entry, byte[] name, boolean needLocation)
+      throws IOException {
+    LocatedBlocks located =
+        needLocation && entry.isFile() ? blocks.of(entry, 0, Long.MAX_VALUE, false) : null;
+    return statuses.of(entry, name, located);
   }
 }

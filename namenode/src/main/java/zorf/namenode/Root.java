@@ -1,34 +1,51 @@
 package zorf.namenode;
 
+import java.io.FileNotFoundException;
 import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
+import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
-import org.apache.hadoop.fs.InvalidPathException;
-import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import java.nio.file.attribute.BasicFileAttributes;
+import java.nio.file.attribute.FileTime;
+import java.util.Map;
+import java.util.Optional;
+import java.util.concurrent.TimeUnit;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.hdfs.server.namenode.zorf.LocatedFileStatus;
-import org.apache.hadoop.hdfs.server.namenode.zorf.StatusLayout;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
+import org.apache.hadoop.ipc.RetriableException;
 
-/** The directory that clients see as "/": paths below it, and the status of what they name. */
+/**
+ * The directory that clients see as "/": where their paths lead to on this host, and what is there.
+ *
+ * <p>Links are followed as long as they stay in the root's file system. One that leaves it, or leads
+ * nowhere, is what it is: a link.
+ */
 final class Root {
-  private static final int MAX_LENGTH = 8000;
-  private static final int MAX_COMPONENTS = 1000;
-
-  private final String directory;
-  private final StatusLayout layout = new StatusLayout(ZORFNative.getFileStatusFormatNative());
+  private final Path directory;
+  private final String prefix;
   private final ZorfFiles files;
+  private final long defaultBlockSize;
+  private final long device;
+  private final String deviceText;
 
   /**
    * Takes a directory.
    *
    * @param directory an absolute path without a link in it
    * @param files asks the file system
+   * @param defaultBlockSize of files that can't be asked for it
    */
-  Root(Path directory, ZorfFiles files) {
-    String text = directory.toString();
-    this.directory = text.equals("/") ? "" : text;
+  Root(Path directory, ZorfFiles files, long defaultBlockSize) throws IOException {
+    this.directory = directory;
+    prefix = directory.toString().equals("/") ? "" : directory.toString();
     this.files = files;
+    this.defaultBlockSize = defaultBlockSize;
+    device = deviceNow();
+    deviceText = device(Files.readAttributes(directory, BasicFileAttributes.class));
   }
 
   /** {@return what asks the file system about paths of {@link #local}} */
@@ -36,57 +53,157 @@ final class Root {
     return files;
   }
 
-  /**
-   * The path on this host of a client's path.
-   *
-   * @throws InvalidPathException if it is none that HDFS allows
-   */
+  /** {@return the directory itself} */
+  Path directory() {
+    return directory;
+  }
+
+  /** {@return the path on this host of a client's path, which has been checked} */
   String local(String path) {
-    check(path);
-    if (path.equals("/")) {
-      return directory.isEmpty() ? "/" : directory;
-    }
-    return directory + path;
+    return path.length() == 1 ? directory.toString() : prefix + path;
   }
 
-  private static void check(String path) {
-    if (path.isEmpty() || path.charAt(0) != '/') {
-      throw new InvalidPathException(path, "it is not absolute");
+  Path localPath(String path) {
+    return Path.of(local(path));
+  }
+
+  /** {@return the client's path of a path on this host; the path itself if it is not below the root} */
+  String remote(String local) {
+    if (local.equals(directory.toString())) {
+      return "/";
     }
-    if (path.length() > MAX_LENGTH) {
-      throw new InvalidPathException(
-          path.substring(0, 40) + "...", "it is longer than " + MAX_LENGTH + " characters");
+    return local.startsWith(prefix + "/") ? local.substring(prefix.length()) : local;
+  }
+
+  /** Sets nine permission bits and the sticky bit. */
+  void setPermission(String path, int permission) throws IOException {
+    if (Paths.isForNatives(path)) {
+      files.setPermission(local(path), permission);
+    } else {
+      Files.setAttribute(localPath(path), "unix:mode", permission);
     }
-    if (path.indexOf('\0') >= 0) {
-      throw new InvalidPathException(path.replace('\0', '?'), "it has a NUL character");
-    }
-    if (path.length() == 1) {
-      return;
-    }
-    String[] components = path.substring(1).split("/", -1);
-    if (components.length > MAX_COMPONENTS) {
-      throw new InvalidPathException(
-          path.substring(0, 40) + "...", "it has more than " + MAX_COMPONENTS + " components");
-    }
-    for (String component : components) {
-      if (component.isEmpty() || component.equals(".") || component.equals("..")) {
-        throw new InvalidPathException(path);
+  }
+
+  // What is there.
+
+  /** {@return what a path leads to, empty if there is nothing} */
+  Optional<Entry> find(String path) throws IOException {
+    try {
+      Entry entry = followed(path);
+      if (entry.device() == device) {
+        return Optional.of(entry);
       }
+    } catch (NoSuchFileException e) {
+      // Or a link that leads nowhere.
     }
+    return findLink(path);
   }
 
-  /** The status of what a local path names, links followed. */
-  Located status(String local) throws IOException {
-    byte[] bytes = ZORFNative.getLocatedFileStatusNative(local, true, false, true);
-    long device = ByteBuffer.wrap(bytes).order(ByteOrder.nativeOrder()).getLong(0);
-    return new Located(LocatedFileStatus.decode(layout, bytes, true), device);
+  /** {@return what a path names: a link that is in the way is followed, one at its end is not} */
+  Optional<Entry> findLink(String path) throws IOException {
+    try {
+      Entry entry = own(path);
+      if (entry.device() == device) {
+        return Optional.of(entry);
+      }
+    } catch (NoSuchFileException e) {
+      // As below: nothing is there.
+    }
+    checkMounted();
+    return Optional.empty();
   }
 
   /**
-   * The status of a file and the device that it is on.
+   * What a path leads to.
    *
-   * @param status the status
-   * @param device st_dev
+   * @throws FileNotFoundException if there is nothing
    */
-  record Located(LocatedFileStatus status, long device) {}
+  Entry get(String path) throws IOException {
+    return find(path)
+        .orElseThrow(() -> new FileNotFoundException("File does not exist: " + path));
+  }
+
+  /** Every call ends with this while another file system, or none, is where the root's was. */
+  void checkMounted() throws IOException {
+    long now;
+    try {
+      now = deviceNow();
+    } catch (IOException e) {
+      now = -1;
+    }
+    if (now != device) {
+      throw new RetriableException("the file system that is served is not mounted");
+    }
+  }
+
+  /** Refuses a directory of another file system that is mounted within. */
+  void checkOnDevice(BasicFileAttributes attributes, Path name) throws IOException {
+    if (!device(attributes).equals(deviceText)) {
+      throw new IOException(name + " is a mount point");
+    }
+  }
+
+  /** A file's key is "(dev=DEVICE,ino=INODE)". */
+  private static String device(BasicFileAttributes attributes) {
+    String key = attributes.fileKey().toString();
+    return key.substring(0, key.indexOf(','));
+  }
+
+  private long deviceNow() throws IOException {
+    return (long) Files.getAttribute(directory, "unix:dev");
+  }
+
+  private Entry followed(String path) throws IOException {
+    return Paths.isForNatives(path)
+        ? byStatus(path, files.locatedStatus(local(path), false))
+        : byAttributes(path, Files.readAttributes(localPath(path), "unix:*"));
+  }
+
+  private Entry own(String path) throws IOException {
+    return Paths.isForNatives(path)
+        ? byStatus(path, files.locatedLinkStatus(local(path), false))
+        : byAttributes(
+            path, Files.readAttributes(localPath(path), "unix:*", LinkOption.NOFOLLOW_LINKS));
+  }
+
+  private static Entry byStatus(String path, LocatedFileStatus located) {
+    FileStatus status = located.status();
+    BlockLocations blocks = located.locations().orElse(null);
+    return new Entry(
+        path,
+        status.type(),
+        located.device(),
+        status.inode(),
+        status.permission(),
+        status.uid(),
+        status.gid(),
+        status.size(),
+        status.modificationTime().toEpochMilli(),
+        status.accessTime().toEpochMilli(),
+        status.changeTime().getEpochSecond(),
+        located.hasAcl(),
+        blocks == null ? 0 : blocks.blockSize(),
+        blocks == null ? 0 : Math.max(1, blocks.replicaCount()));
+  }
+
+  private Entry byAttributes(String path, Map<String, Object> attributes) {
+    int mode = (int) attributes.get("mode");
+    FileType type = FileType.ofMode(mode);
+    boolean regular = type == FileType.REGULAR;
+    return new Entry(
+        path,
+        type,
+        (long) attributes.get("dev"),
+        (long) attributes.get("ino"),
+        mode & 07777,
+        Integer.toUnsignedLong((int) attributes.get("uid")),
+        Integer.toUnsignedLong((int) attributes.get("gid")),
+        (long) attributes.get("size"),
+        ((FileTime) attributes.get("lastModifiedTime")).toMillis(),
+        ((FileTime) attributes.get("lastAccessTime")).toMillis(),
+        ((FileTime) attributes.get("ctime")).to(TimeUnit.SECONDS),
+        false,
+        regular ? defaultBlockSize : 0,
+        regular ? 1 : 0);
+  }
 }

@@ -1,27 +1,103 @@
 package zorf.namenode;
 
+import java.io.FileNotFoundException;
 import java.io.IOException;
-import java.nio.file.NoSuchFileException;
+import java.nio.file.Files;
+import java.util.Optional;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
+import org.apache.hadoop.hdfs.protocol.HdfsLocatedFileStatus;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
+import org.apache.hadoop.security.AccessControlException;
 
-/** Answers what a file is. */
+/** Answers what a file is. A missing one is null, and no failure. */
 final class StatusAnswers {
   private final Root root;
+  private final Access access;
   private final Statuses statuses;
+  private final Blocks blocks;
+  private final Leases leases;
 
-  StatusAnswers(Root root, Statuses statuses) {
+  StatusAnswers(Root root, Access access, Statuses statuses, Blocks blocks, Leases leases) {
     this.root = root;
+    this.access = access;
     this.statuses = statuses;
+    this.blocks = blocks;
+    this.leases = leases;
   }
 
-  /** A missing file is null, and no failure. */
   @ActsAs(ActsAs.Who.READER)
   HdfsFileStatus getFileInfo(String src) throws IOException {
-    String local = root.local(src);
+    Optional<Entry> entry = access.guard(src, Access.Need.NOTHING, () -> lookUp(src, true));
+    return entry.isEmpty() ? null : statuses.of(entry.get());
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  HdfsFileStatus getFileLinkInfo(String src) throws IOException {
+    Optional<Entry> entry = access.guard(src, Access.Need.NOTHING, () -> lookUp(src, false));
+    return entry.isEmpty() ? null : statuses.of(entry.get());
+  }
+
+  /** A file on the way is "not a directory" to users, and as good as missing to the superuser. */
+  private Optional<Entry> lookUp(String src, boolean followLink) throws IOException {
     try {
-      return statuses.of(HdfsFileStatus.EMPTY_NAME, root.status(local).status());
-    } catch (NoSuchFileException e) {
+      return followLink ? root.find(src) : root.findLink(src);
+    } catch (java.nio.file.FileSystemException e) {
+      if (!"Not a directory".equals(e.getReason())) {
+        throw e;
+      }
+      if (Caller.current().superuser()) {
+        return Optional.empty();
+      }
+      access.check(src, Access.Need.NOTHING);
+      throw new AccessControlException(Paths.parent(src) + " (is not a directory)");
+    }
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  HdfsLocatedFileStatus getLocatedFileInfo(String src, boolean needBlockToken)
+      throws IOException {
+    Optional<Entry> entry = access.guard(src, Access.Need.NOTHING, () -> lookUp(src, true));
+    if (entry.isEmpty()) {
       return null;
     }
+    LocatedBlocks located =
+        access.guard(
+            src, Access.Need.READ, () -> blocks.of(entry.get(), 0, Long.MAX_VALUE, needBlockToken));
+    return (HdfsLocatedFileStatus) statuses.of(entry.get(), HdfsFileStatus.EMPTY_NAME, located);
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  boolean isFileClosed(String src) throws IOException {
+    Entry entry = access.guard(src, Access.Need.NOTHING, () -> root.get(src));
+    if (!entry.isFile()) {
+      throw new FileNotFoundException("Path is not a file: " + src);
+    }
+    return !leases.isHeld(entry.inode());
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  long getPreferredBlockSize(String filename) throws IOException {
+    Entry entry = access.guard(filename, Access.Need.NOTHING, () -> root.get(filename));
+    if (!entry.isFile()) {
+      throw new FileNotFoundException("Path is not a file: " + filename);
+    }
+    return entry.blockSize();
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  String getLinkTarget(String path) throws IOException {
+    Entry entry =
+        access.guard(
+            path,
+            Access.Need.NOTHING,
+            () ->
+                root.findLink(path)
+                    .orElseThrow(
+                        () -> new FileNotFoundException("File does not exist: " + path)));
+    if (entry.type() != FileType.SYMBOLIC_LINK) {
+      throw new IOException("Path " + path + " is not a symbolic link");
+    }
+    return Files.readSymbolicLink(root.localPath(path)).toString();
   }
 }

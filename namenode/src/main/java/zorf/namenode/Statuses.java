@@ -1,46 +1,66 @@
 package zorf.namenode;
 
 import java.io.IOException;
+import java.nio.file.Files;
 import java.util.EnumSet;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.DFSUtilClient;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
-import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
-import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
-import org.apache.hadoop.hdfs.server.namenode.zorf.LocatedFileStatus;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
 
 /** Makes the status that HDFS sends out of the one that the file system has. */
 final class Statuses {
+  /** HDFS knows no set-user-id and no set-group-id bit. */
   private static final int HDFS_PERMISSION = 01777;
 
+  private final Root root;
   private final ZorfFiles files;
 
-  Statuses(ZorfFiles files) {
-    this.files = files;
+  Statuses(Root root) {
+    this.root = root;
+    files = root.files();
   }
 
-  HdfsFileStatus of(byte[] name, LocatedFileStatus located) throws IOException {
-    FileStatus status = located.status();
-    boolean directory = status.type() == FileType.DIRECTORY;
+  /** {@return the answer about a path that the client knows, so that it needs no name} */
+  HdfsFileStatus of(Entry entry) throws IOException {
+    return of(entry, HdfsFileStatus.EMPTY_NAME, null);
+  }
+
+  /**
+   * The status of a file.
+   *
+   * @param entry the file
+   * @param name its name in a listing, else empty
+   * @param blocks where its blocks are; null if that was not asked
+   */
+  HdfsFileStatus of(Entry entry, byte[] name, LocatedBlocks blocks) throws IOException {
     HdfsFileStatus.Builder builder =
         new HdfsFileStatus.Builder()
             .path(name)
-            .fileId(status.inode())
-            .isdir(directory)
-            .length(directory ? 0 : status.size())
-            .mtime(status.modificationTime().toEpochMilli())
-            .atime(directory ? 0 : status.accessTime().toEpochMilli())
-            .perm(new FsPermission((short) (status.permission() & HDFS_PERMISSION)))
-            .owner(files.userName(status.uid()))
-            .group(files.groupName(status.gid()));
-    if (located.hasAcl()) {
+            .fileId(entry.inode())
+            .isdir(entry.isDirectory())
+            .length(entry.isFile() ? entry.size() : 0)
+            .mtime(entry.modified())
+            .atime(entry.isDirectory() ? 0 : entry.accessed())
+            .perm(permission(entry))
+            .owner(files.userName(entry.uid()))
+            .group(files.groupName(entry.gid()))
+            .blocksize(entry.blockSize())
+            .replication(entry.replication())
+            .locations(blocks);
+    if (entry.acl()) {
       builder.flags(EnumSet.of(HdfsFileStatus.Flags.HAS_ACL));
     }
-    if (located.locations().isPresent()) {
-      BlockLocations blocks = located.locations().get();
-      builder.blocksize(blocks.blockSize()).replication(Math.max(1, blocks.replicaCount()));
+    if (entry.type() == FileType.SYMBOLIC_LINK) {
+      String target = Files.readSymbolicLink(root.localPath(entry.path())).toString();
+      builder.symlink(DFSUtilClient.string2Bytes(target));
     }
     return builder.build();
+  }
+
+  static FsPermission permission(Entry entry) {
+    return new FsPermission((short) (entry.permission() & HDFS_PERMISSION));
   }
 }

@@ -61,6 +61,36 @@ final class Users implements AutoCloseable {
     }
   }
 
+  /**
+   * Runs a part of a call as the superuser, on a thread of the superuser's; what the user may do has
+   * to be known by then.
+   */
+  Object asSuperuser(Caller.Work work) throws IOException {
+    Caller caller = Caller.current();
+    if (caller.superuser()) {
+      return onThisThread(work);
+    }
+    try {
+      return threads.<Object, Exception>call(superuser, () -> caller.during(work));
+    } catch (InterruptedException e) {
+      throw stopped();
+    } catch (IOException | RuntimeException e) {
+      throw e;
+    } catch (Exception e) {
+      throw new IOException(e);
+    }
+  }
+
+  private static Object onThisThread(Caller.Work work) throws IOException {
+    try {
+      return work.run();
+    } catch (IOException | RuntimeException e) {
+      throw e;
+    } catch (Exception e) {
+      throw new IOException(e);
+    }
+  }
+
   private String identity(Caller caller) {
     return caller.superuser() ? superuser : caller.user();
   }

@@ -1,0 +1,115 @@
+package zorf.namenode;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.DirectoryIteratorException;
+import java.nio.file.DirectoryStream;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.concurrent.atomic.AtomicLong;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
+
+/**
+ * The names in a directory, sorted by their bytes. Those of large ones are kept for a while, so that
+ * the pages of a listing don't read the directory anew each time.
+ */
+final class DirectoryNames {
+  private static final Logger LOG = LoggerFactory.getLogger(DirectoryNames.class);
+
+  /** What stands for bytes that are no UTF-8: such a name can't be told, nor asked for. */
+  private static final char REPLACEMENT = '\ufffd';
+
+  private static final int WORTH_KEEPING = 1000;
+  private static final int MAX_KEPT = 4_000_000;
+
+  /** One state of one directory, as one user sees it. */
+  private record Key(long inode, long modified, long changed, long size, String user) {}
+
+  private final Map<Key, List<byte[]>> kept = new LinkedHashMap<>(16, 0.75f, true);
+  private int keptNames;
+  private final AtomicLong unreadable = new AtomicLong();
+  private final Root root;
+
+  DirectoryNames(Root root) {
+    this.root = root;
+  }
+
+  /** {@return how many names were skipped because they are not UTF-8} */
+  long unreadable() {
+    return unreadable.get();
+  }
+
+  /**
+   * The names in a directory.
+   *
+   * @param directory the directory
+   * @param continued whether it is not the first page of a listing
+   */
+  List<byte[]> of(Entry directory, boolean continued) throws IOException {
+    Key key =
+        new Key(
+            directory.inode(),
+            directory.modified(),
+            directory.changed(),
+            directory.size(),
+            Caller.current().user());
+    // Opened all the same: the right to list it may be gone.
+    try (DirectoryStream<Path> entries =
+        Files.newDirectoryStream(root.localPath(directory.path()))) {
+      List<byte[]> names = continued ? get(key) : null;
+      if (names == null) {
+        names = read(directory, entries);
+        keep(key, names);
+      }
+      return names;
+    } catch (DirectoryIteratorException e) {
+      throw e.getCause();
+    }
+  }
+
+  private List<byte[]> read(Entry directory, DirectoryStream<Path> entries) {
+    List<byte[]> names = new ArrayList<>();
+    int skipped = 0;
+    for (Path entry : entries) {
+      String name = entry.getFileName().toString();
+      if (name.indexOf(REPLACEMENT) >= 0 && !isItself(entry, name)) {
+        skipped++;
+      } else {
+        names.add(name.getBytes(StandardCharsets.UTF_8));
+      }
+    }
+    if (skipped > 0 && unreadable.getAndAdd(skipped) == 0) {
+      LOG.warn("{}: {} names are not UTF-8 and are not listed", directory.path(), skipped);
+    }
+    names.sort(Arrays::compareUnsigned);
+    return names;
+  }
+
+  /** A name may really have the character that stands for others. */
+  private static boolean isItself(Path entry, String name) {
+    return Files.exists(entry.resolveSibling(name), java.nio.file.LinkOption.NOFOLLOW_LINKS);
+  }
+
+  private synchronized List<byte[]> get(Key key) {
+    return kept.get(key);
+  }
+
+  private synchronized void keep(Key key, List<byte[]> names) {
+    if (names.size() < WORTH_KEEPING || names.size() > MAX_KEPT) {
+      return;
+    }
+    List<byte[]> before = kept.put(key, names);
+    keptNames += names.size() - (before == null ? 0 : before.size());
+    var oldest = kept.entrySet().iterator();
+    while (keptNames > MAX_KEPT) {
+      keptNames -= oldest.next().getValue().size();
+      oldest.remove();
+    }
+  }
+}

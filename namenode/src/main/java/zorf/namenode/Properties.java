@@ -1,0 +1,176 @@
+package zorf.namenode;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.nio.file.FileSystemException;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
+import java.nio.file.Path;
+import java.nio.file.attribute.BasicFileAttributeView;
+import java.nio.file.attribute.FileTime;
+import java.nio.file.attribute.UserPrincipalNotFoundException;
+import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.security.AccessControlException;
+
+/** Changes what a file is besides its data: mode, owner, times, replication. */
+final class Properties {
+  private static final int MAX_REPLICATION = 512;
+
+  private final Root root;
+  private final Access access;
+  private final Ownership ownership;
+  private final Users users;
+
+  Properties(Root root, Access access, Ownership ownership, Users users) {
+    this.root = root;
+    this.access = access;
+    this.ownership = ownership;
+    this.users = users;
+  }
+
+  @ActsAs(ActsAs.Who.CHANGER)
+  void setPermission(String src, FsPermission permission) throws IOException {
+    access.guard(
+        src,
+        Access.Need.OWNER,
+        () -> {
+          root.get(src);
+          root.setPermission(src, permission.toShort() & 01777);
+          return null;
+        });
+  }
+
+  @ActsAs(ActsAs.Who.CHANGER)
+  void setOwner(String src, String username, String groupname) throws IOException {
+    Entry entry = access.guard(src, Access.Need.OWNER, () -> real(src));
+    Caller caller = Caller.current();
+    if (!caller.superuser()) {
+      access.check(src, Access.Need.OWNER);
+      if (username != null && !username.equals(caller.user())) {
+        throw new AccessControlException(
+            "User "
+                + caller.user()
+                + " is not a super user (non-super user cannot change owner).");
+      }
+    }
+    long uid = username == null ? Ownership.SAME : userId(username);
+    long gid = groupname == null ? Ownership.SAME : groupId(groupname);
+    if (!caller.superuser()) {
+      if (gid != Ownership.SAME && !Identity.ofThread().groups().contains(gid)) {
+        throw new AccessControlException(
+            "User " + caller.user() + " does not belong to " + groupname);
+      }
+      uid = Ownership.SAME; // it is the caller's already
+    }
+    if (uid != Ownership.SAME || gid != Ownership.SAME) {
+      ownership.give(entry, uid, gid);
+    }
+  }
+
+  /** The file that a path leads to, by a path without a link at its end. */
+  private Entry real(String src) throws IOException {
+    Entry entry = root.get(src);
+    String real = root.remote(root.localPath(src).toRealPath().toString());
+    return real.equals(src) ? entry : root.get(real);
+  }
+
+  private long userId(String name) throws IOException {
+    try {
+      return root.files().userId(name);
+    } catch (UserPrincipalNotFoundException e) {
+      throw new IOException("user " + name + " is unknown on this host");
+    }
+  }
+
+  private long groupId(String name) throws IOException {
+    try {
+      return root.files().groupId(name);
+    } catch (UserPrincipalNotFoundException e) {
+      throw new IOException("group " + name + " is unknown on this host");
+    }
+  }
+
+  @ActsAs(ActsAs.Who.CHANGER)
+  void setTimes(String src, long mtime, long atime) throws IOException {
+    access.guard(
+        src,
+        Access.Need.WRITE,
+        () -> {
+          Entry entry =
+              root.find(src)
+                  .orElseThrow(
+                      () -> new FileNotFoundException("File/Directory " + src + " does not exist."));
+          Path file = root.localPath(entry.path()).toRealPath();
+          try {
+            setTimes(file, mtime, atime);
+          } catch (FileSystemException e) {
+            if (!Access.isRefusal(e)) {
+              throw e;
+            }
+            // HDFS lets everybody who may write, the kernel the owner.
+            access.check(src, Access.Need.WRITE);
+            users.asSuperuser(
+                () -> {
+                  setTimes(file, mtime, atime);
+                  return null;
+                });
+          }
+          return null;
+        });
+  }
+
+  private static void setTimes(Path file, long mtime, long atime) throws IOException {
+    // With links followed Java would open the file.
+    Files.getFileAttributeView(file, BasicFileAttributeView.class, LinkOption.NOFOLLOW_LINKS)
+        .setTimes(time(mtime), time(atime), null);
+  }
+
+  private static FileTime time(long millis) {
+    return millis < 0 ? null : FileTime.fromMillis(millis);
+  }
+
+  @ActsAs(ActsAs.Who.CHANGER)
+  boolean setReplication(String src, short replication) throws IOException {
+    checkReplication(src, replication);
+    return access.guard(
+        src,
+        Access.Need.WRITE,
+        () -> {
+          Entry entry = root.find(src).orElse(null);
+          if (entry == null || !entry.isFile()) {
+            return false;
+          }
+          if (entry.replication() != replication) {
+            root.files().setReplication(root.local(src), replication, true);
+          }
+          return true;
+        });
+  }
+
+  /** Refuses a replication that no file can have. */
+  static void checkReplication(String src, short replication) throws IOException {
+    if (replication > MAX_REPLICATION) {
+      throw new IOException(
+          "Requested replication factor of "
+              + replication
+              + " exceeds maximum of "
+              + MAX_REPLICATION
+              + " for "
+              + src);
+    }
+    if (replication < 1) {
+      throw new IOException(
+          "Requested replication factor of "
+              + replication
+              + " is less than the required minimum of 1 for "
+              + src);
+    }
+  }
+
+  @ActsAs(ActsAs.Who.READER)
+  void checkAccess(String path, FsAction mode) throws IOException {
+    access.guard(path, Access.Need.NOTHING, () -> root.get(path));
+    access.check(path, Access.Need.of(mode));
+  }
+}
