@@ -4,6 +4,7 @@ import java.io.IOException;
 import java.io.PrintStream;
 import java.net.InetSocketAddress;
 import java.util.concurrent.CountDownLatch;
+import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.util.VersionInfo;
 
 /** The command line of the service. */
@@ -33,10 +34,20 @@ public final class Main {
 
   private static int run(Options options, PrintStream out)
       throws IOException, InterruptedException {
-    NameNode nameNode = new NameNode(options, Configurations.read(options.configurations()));
+    Configuration configuration = Configurations.read(options.configurations());
+    ServiceMetrics metrics = new ServiceMetrics();
+    NameNode nameNode = new NameNode(options, configuration);
+    metrics.watch(nameNode::threadCounts);
+    HttpPages pages =
+        options.httpPort() < 0
+            ? null
+            : new HttpPages(configuration, options.httpBind(), options.httpPort());
     Runtime.getRuntime().addShutdownHook(new Thread(() -> stop(nameNode), "stop"));
     nameNode.start();
     out.println(banner(options, nameNode.address()));
+    if (pages != null) {
+      out.println("zorf-namenode: metrics at " + pages.url() + "/jmx and /prom");
+    }
     new CountDownLatch(1).await(); // for good: a signal ends it
     return 0;
   }

@@ -11,6 +11,7 @@ import org.apache.hadoop.fs.FsServerDefaults;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
 import org.apache.hadoop.security.UserGroupInformation;
@@ -47,7 +48,11 @@ final class NameNode implements AutoCloseable {
     List<?> answers = answers(root, users, topology, keys, options, configuration);
     ClientProtocol client =
         Dispatch.of(
-            ClientProtocol.class, answers, users, new Errors(root), CallObserver.NONE);
+            ClientProtocol.class,
+            answers,
+            users,
+            new Errors(root),
+            new AuditLog(configuration, files, directory));
     service =
         new RpcService(
             configuration, new InetSocketAddress(options.bind(), options.port()), client);
@@ -145,6 +150,11 @@ final class NameNode implements AutoCloseable {
 
   InetSocketAddress address() {
     return service.address();
+  }
+
+  /** {@return how busy the threads are that act as users} */
+  UserThreadCounts threadCounts() {
+    return users.threadCounts();
   }
 
   @Override

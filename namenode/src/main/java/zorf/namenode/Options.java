@@ -12,6 +12,8 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
  * @param root the directory that clients see as "/"
  * @param bind the address to listen at
  * @param port the port, 0 for any that is free
+ * @param httpBind the address of the pages with metrics
+ * @param httpPort their port, 0 for any that is free, -1 for no pages
  * @param policy where blocks are said to lie
  * @param blockSize the block size of files that have none of their own, in bytes
  * @param topology the file that names the hosts of locations, null for none
@@ -24,6 +26,8 @@ record Options(
     Path root,
     String bind,
     int port,
+    String httpBind,
+    int httpPort,
     BlockPolicy policy,
     long blockSize,
     Path topology,
@@ -39,6 +43,8 @@ record Options(
         --root DIR         the directory that clients see as /
         --bind ADDRESS     where to listen (127.0.0.1)
         --port PORT        (8020); 0 takes a free one, which the banner tells
+        --http-bind ADDRESS  where the pages with metrics are (127.0.0.1)
+        --http-port PORT   their port (9870); 0 takes a free one, "off" is no pages
         --policy POLICY    local, shared, rackaware or rackaware-sort (rackaware-sort)
         --block-size SIZE  of files that have none of their own, such as 64M (128M)
         --topology FILE    the hosts of locations: lines of IDENTIFIER HOST[:PORT] RACK
@@ -62,6 +68,8 @@ record Options(
     Path root = null;
     String bind = "127.0.0.1";
     int port = 8020;
+    String httpBind = "127.0.0.1";
+    int httpPort = 9870;
     BlockPolicy policy = BlockPolicy.RACKAWARE_SORT;
     long blockSize = 128L << 20;
     Path topology = null;
@@ -86,6 +94,8 @@ record Options(
         case "--root" -> root = Path.of(value);
         case "--bind" -> bind = value;
         case "--port" -> port = port(value);
+        case "--http-bind" -> httpBind = value;
+        case "--http-port" -> httpPort = value.equals("off") ? -1 : port(value);
         case "--policy" -> policy = policy(value);
         case "--block-size" -> blockSize = size(value);
         case "--topology" -> topology = Path.of(value);
@@ -98,7 +108,18 @@ record Options(
       throw new Wrong("--root is missing");
     }
     return new Options(
-        root, bind, port, policy, blockSize, topology, keys, superuser, configurations, check);
+        root,
+        bind,
+        port,
+        httpBind,
+        httpPort,
+        policy,
+        blockSize,
+        topology,
+        keys,
+        superuser,
+        configurations,
+        check);
   }
 
   private static int port(String text) throws Wrong {

@@ -2,6 +2,7 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.net.InetAddress;
+import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 import org.apache.hadoop.ipc.RetriableException;
 import org.apache.hadoop.ipc.Server;
@@ -100,9 +101,9 @@ final class Users implements AutoCloseable {
     return new RetriableException("the NameNode is being stopped");
   }
 
-  /** {@return how many threads act as users now} */
-  int threads() {
-    return threads.threads();
+  /** {@return how busy the threads are} */
+  UserThreadCounts threadCounts() {
+    return threads.counts();
   }
 
   @Override

@@ -15,6 +15,7 @@ import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.security.UserGroupInformation;
 
 /** A scratch directory that a service in this process serves, and Apache's clients of it. */
@@ -51,6 +52,10 @@ final class Served implements AutoCloseable {
 
   URI uri() {
     return URI.create("hdfs://127.0.0.1:" + nameNode.address().getPort());
+  }
+
+  UserThreadCounts threadCounts() {
+    return nameNode.threadCounts();
   }
 
   /** {@return a client of the user, which does not try again} */
