@@ -1,0 +1,31 @@
+// Owns a file descriptor.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace datanode {
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  // -1 owns nothing, so that a call's result can be taken as it is.
+  explicit Descriptor(int fd) : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+
+ private:
+  int fd_ = -1;
+};
+
+}  // namespace datanode

@@ -1,0 +1,122 @@
+#include "wire/stream.h"
+
+#include <poll.h>
+#include <sys/sendfile.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+namespace datanode {
+
+namespace {
+
+[[noreturn]] void fail(const char* what, int err) {
+  const std::string text = std::string(what) + ": " + std::strerror(err);
+  if (err == ECONNRESET || err == EPIPE) throw PeerGone(text);
+  throw ConnectionEnd(text);
+}
+
+bool wouldBlock(int err) {
+  return err == EAGAIN || err == EWOULDBLOCK;
+}
+
+}  // namespace
+
+const std::uint8_t* Stream::peek(std::size_t size) {
+  assert(size <= Buffer::CAPACITY);
+  if (buffered() < size) {
+    if (begin_ > 0) {
+      std::memmove(buffer_.data(), buffer_.data() + begin_, buffered());
+      end_ -= begin_;
+      begin_ = 0;
+    }
+    while (end_ < size) end_ += receive(buffer_.data() + end_, Buffer::CAPACITY - end_);
+  }
+  return buffer_.data() + begin_;
+}
+
+void Stream::read(std::span<std::uint8_t> to) {
+  const std::size_t had = std::min(to.size(), buffered());
+  std::memcpy(to.data(), buffer_.data() + begin_, had);
+  consume(had);
+  to = to.subspan(had);
+  while (!to.empty()) to = to.subspan(receive(to.data(), to.size()));
+}
+
+std::size_t Stream::receive(std::uint8_t* to, std::size_t most) {
+  for (;;) {
+    const ssize_t got = recv(socket_, to, most, 0);
+    if (got > 0) return static_cast<std::size_t>(got);
+    if (got == 0) throw PeerGone("closed by the other side");
+    const int err = errno;
+    if (wouldBlock(err)) {
+      await(POLLIN);
+    } else if (err != EINTR) {
+      fail("receiving", err);
+    }
+  }
+}
+
+void Stream::write(std::span<const std::uint8_t> bytes, bool moreFollows) {
+  while (!bytes.empty()) {
+    const ssize_t sent =
+        send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | (moreFollows ? MSG_MORE : 0));
+    if (sent >= 0) {
+      bytes = bytes.subspan(static_cast<std::size_t>(sent));
+      continue;
+    }
+    const int err = errno;
+    if (wouldBlock(err)) {
+      await(POLLOUT);
+    } else if (err != EINTR) {
+      fail("sending", err);
+    }
+  }
+}
+
+void Stream::finish() {
+  shutdown(socket_, SHUT_WR);
+  begin_ = end_ = 0;
+  try {
+    for (;;) receive(buffer_.data(), Buffer::CAPACITY);
+  } catch (const ConnectionEnd&) {
+    // That is what was waited for.
+  }
+}
+
+void Stream::sendFile(int file, std::int64_t offset, std::size_t size) {
+  off_t at = offset;
+  while (size > 0) {
+    const ssize_t sent = sendfile(socket_, file, &at, size);
+    if (sent > 0) {
+      size -= static_cast<std::size_t>(sent);
+      continue;
+    }
+    if (sent == 0) throw ConnectionEnd("the file was cut while it was read");
+    const int err = errno;
+    if (wouldBlock(err)) {
+      await(POLLOUT);
+    } else if (err != EINTR) {
+      fail("sending from a file", err);
+    }
+  }
+}
+
+void Stream::await(short events) {
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
+    if (left.count() <= 0) throw ConnectionEnd("too slow");
+    pollfd waited{socket_, events, 0};
+    const auto most = std::min<std::int64_t>(left.count(), 60'000);
+    // Errors and hang-ups show at the call that follows.
+    const int ready = poll(&waited, 1, static_cast<int>(most));
+    if (ready > 0) return;
+    if (ready < 0 && errno != EINTR) fail("waiting", errno);
+  }
+}
+
+}  // namespace datanode
