@@ -29,7 +29,7 @@ class BytesBuf : public std::streambuf {
 // throws as convert does.
 bool readSpecification(JNIEnv* env, jbyteArray spec, ACLList& acls) {
   if (spec == nullptr) {
-    handle_error(env, EINVAL, "null argument");
+    refuseNull(env);
     return false;
   }
   const jsize size = env->GetArrayLength(spec);
@@ -41,41 +41,36 @@ bool readSpecification(JNIEnv* env, jbyteArray spec, ACLList& acls) {
   return true;
 }
 
-// Path and specification of the natives that change entries.
-bool readArguments(JNIEnv* env, jstring path, jbyteArray spec, std::string& file, ACLList& acls) {
-  return getString(env, path, file) == 0 && readSpecification(env, spec, acls);
-}
-
 // Fills `st` from Java's record, or from the file when Java has none. False with an exception
 // pending.
-bool statusOf(JNIEnv* env, const char* file, jbyteArray status, struct stat& st) {
-  if (status != nullptr) return readRawStatus(env, status, st);
-  const int err = getStat(file, true, st);
+bool statusOf(JNIEnv* env, const char* path, jbyteArray rawStatus, struct stat& st) {
+  if (rawStatus != nullptr) return readRawStatus(env, rawStatus, st);
+  const int err = getStat(path, true, st);
   if (err == 0) return true;
-  handle_error(env, err, file);
-  getFailedPath(file, false, st);
+  handle_error(env, err, path);
+  getFailedPath(path, false, st);
   return false;
 }
 
-void removeDefault(const std::string& file, jboolean directory) {
-  if (directory != JNI_FALSE) ACL(ACL_TYPE_DEFAULT).set_file(file, false);
+void removeDefault(const char* path, jboolean directory) {
+  if (directory != JNI_FALSE) ACL(ACL_TYPE_DEFAULT).set_file(path, false);
 }
 
 }  // namespace
 
 ZORF_NATIVE(jbyteArray, getAclStatus)
-(JNIEnv* env, jclass, jstring path, jbyteArray status) try {
-  const RequiredChars file(env, path);
-  if (file.get() == nullptr) {
+(JNIEnv* env, jclass, jstring jpath, jbyteArray rawStatus) try {
+  const Chars path(env, jpath);
+  if (!path) {
     handle_error(env, EINVAL, "failed to get path");
     return nullptr;
   }
   struct stat st = {};
-  if (!statusOf(env, file.get(), status, st)) return nullptr;
+  if (!statusOf(env, path.get(), rawStatus, st)) return nullptr;
   try {
-    ACL access(file.get(), ACL_TYPE_ACCESS);
+    ACL access(path.get(), ACL_TYPE_ACCESS);
     std::optional<ACL> inherited;
-    if (S_ISDIR(st.st_mode)) inherited.emplace(file.get(), ACL_TYPE_DEFAULT);
+    if (S_ISDIR(st.st_mode)) inherited.emplace(path.get(), ACL_TYPE_DEFAULT);
     std::array<std::uint32_t, 256> room;  // for some sixty entries; a longer report is heap memory
     std::pmr::monotonic_buffer_resource memory(room.data(), sizeof room);
     std::pmr::vector<std::uint32_t> report(&memory);
@@ -86,68 +81,68 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
                                  reinterpret_cast<const char*>(report.data()));
   } catch (const IOException& e) {
     handle_error(env, e.errorNumber, e.what());
-    getFailedPath(file.get(), false, st);
+    getFailedPath(path.get(), false, st);
     return nullptr;
   }
 } catch (...) {
   return atJavaEdge(env, jbyteArray{});
 }
 
-ZORF_NATIVE(void, setAcl)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
-  std::string file;
+ZORF_NATIVE(void, setAcl)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
+  const Chars path(env, jpath);
   ACLList acls;
-  if (!readArguments(env, path, spec, file, acls)) return;
+  if (!path || !readSpecification(env, spec, acls)) return;
   for (const auto& acl : acls) {
-    if (!acl->empty()) acl->set_file(file, true);
+    if (!acl->empty()) acl->set_file(path.get(), true);
   }
 } catch (...) {
   raiseEscaped(env);
 }
 
-ZORF_NATIVE(void, modifyAclEntries)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
-  std::string file;
+ZORF_NATIVE(void, modifyAclEntries)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
+  const Chars path(env, jpath);
   ACLList acls;
-  if (!readArguments(env, path, spec, file, acls)) return;
+  if (!path || !readSpecification(env, spec, acls)) return;
   for (const auto& acl : acls) {
     if (acl->empty()) continue;
-    ACL current(file, acl->type());
-    (current + *acl).set_file(file, true);
+    ACL current(path.get(), acl->type());
+    (current + *acl).set_file(path.get(), true);
   }
 } catch (...) {
   raiseEscaped(env);
 }
 
 // Neither completed nor given a new mask: what the other entries allow stays as it is.
-ZORF_NATIVE(void, removeAclEntries)(JNIEnv* env, jclass, jstring path, jbyteArray spec) try {
-  std::string file;
+ZORF_NATIVE(void, removeAclEntries)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
+  const Chars path(env, jpath);
   ACLList acls;
-  if (!readArguments(env, path, spec, file, acls)) return;
+  if (!path || !readSpecification(env, spec, acls)) return;
   for (const auto& acl : acls) {
     if (acl->empty()) continue;
-    ACL current(file, acl->type());
-    (current - *acl).set_file(file, false);
+    ACL current(path.get(), acl->type());
+    (current - *acl).set_file(path.get(), false);
   }
 } catch (...) {
   raiseEscaped(env);
 }
 
-ZORF_NATIVE(void, removeDefaultAcl)(JNIEnv* env, jclass, jstring path, jboolean directory) try {
-  std::string file;
-  if (getString(env, path, file) == 0) removeDefault(file, directory);
+ZORF_NATIVE(void, removeDefaultAcl)(JNIEnv* env, jclass, jstring jpath, jboolean directory) try {
+  const Chars path(env, jpath);
+  if (path) removeDefault(path.get(), directory);
 } catch (...) {
   raiseEscaped(env);
 }
 
 // The default ACL goes even when the access ACL can't be cleared; Java then gets the first error.
-ZORF_NATIVE(void, removeAcl)(JNIEnv* env, jclass, jstring path, jboolean directory) try {
-  std::string file;
-  if (getString(env, path, file) != 0) return;
+ZORF_NATIVE(void, removeAcl)(JNIEnv* env, jclass, jstring jpath, jboolean directory) try {
+  const Chars path(env, jpath);
+  if (!path) return;
   try {
-    ACL(file, ACL_TYPE_ACCESS).clear();
+    ACL(path.get(), ACL_TYPE_ACCESS).clear();
   } catch (...) {
     raiseEscaped(env);
   }
-  removeDefault(file, directory);
+  removeDefault(path.get(), directory);
 } catch (...) {
   raiseEscaped(env);
 }

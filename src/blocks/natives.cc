@@ -27,7 +27,7 @@ namespace {
 // relies on 0 staying taken once a directive has got it.
 class DirectiveFile {
  public:
-  explicit DirectiveFile(const std::string& path) : fd_(openForClient(path.c_str(), O_RDONLY)) {}
+  explicit DirectiveFile(const char* path) : fd_(openForClient(path, O_RDONLY)) {}
   ~DirectiveFile() {
     if (fd_ > 0) close(fd_);
   }
@@ -69,17 +69,17 @@ ZORF_NATIVE(jint, getBlkCmd)(JNIEnv* env, jclass, jbyteArray name, jlong blockSi
 
 ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
 (JNIEnv* env, jclass, jstring jpath, jlong offset, jlong length, jbyteArray rawStatus) try {
-  std::string path;
-  if (getString(env, jpath, path) != 0) return nullptr;
+  const Chars path(env, jpath);
+  if (!path) return nullptr;
   struct stat st = {};
   if (rawStatus != nullptr) {
     if (!readRawStatus(env, rawStatus, st)) return nullptr;
-  } else if (const int err = getStat(path.c_str(), true, st); err != 0) {
-    handle_error(env, err, path);
-    getFailedPath(path.c_str(), true, st);
+  } else if (const int err = getStat(path.get(), true, st); err != 0) {
+    handle_error(env, err, path.get());
+    getFailedPath(path.get(), true, st);
     return nullptr;
   }
-  ZORF_LOG(LOG_DEBUG, (Fmt(" ") << path << "inode" << st.st_ino << "offset" << offset
+  ZORF_LOG(LOG_DEBUG, (Fmt(" ") << path.get() << "inode" << st.st_ino << "offset" << offset
                                 << "request length" << length << "filelen" << st.st_size)
                           .str());
   if (!S_ISREG(st.st_mode)) {
@@ -89,17 +89,17 @@ ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
   }
 
   const FSAccount root(0, 0);
-  const fileObj file(path.c_str(), O_RDONLY);
+  const fileObj file(path.get(), O_RDONLY);
   if (file.fd() < 0) {
     ZORF_LOG(LOG_ERROR, "open failed with " << -file.fd());
-    handle_error(env, -file.fd(), path);
+    handle_error(env, -file.fd(), path.get());
     return nullptr;
   }
   location loc = {.offset = static_cast<std::uint64_t>(offset),
                   .length = static_cast<std::uint64_t>(length)};
   ResultStream out(env);
   if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, out); err != 0) {
-    handle_error(env, err, path);
+    handle_error(env, err, path.get());
     return nullptr;
   }
   return out.take();
@@ -109,25 +109,25 @@ ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
 
 ZORF_NATIVE(jlong, getBlockSizeNative)
 (JNIEnv* env, jclass, jstring jpath, jbyteArray rawStatus) try {
-  std::string path;
-  if (getString(env, jpath, path) != 0) return -1;
-  ZORF_LOG(LOG_DEBUG, path);
-  const fileObj file(path.c_str(), O_RDONLY);
+  const Chars path(env, jpath);
+  if (!path) return -1;
+  ZORF_LOG(LOG_DEBUG, path.get());
+  const fileObj file(path.get(), O_RDONLY);
   if (file.fd() < 0) {
-    handle_error(env, -file.fd(), path);
+    handle_error(env, -file.fd(), path.get());
     return -1;
   }
   struct stat st = {};
   if (rawStatus != nullptr) {
     if (!readRawStatus(env, rawStatus, st)) return -1;
-  } else if (const int err = getStat(path.c_str(), true, st); err != 0) {
-    handle_error(env, err, path);
+  } else if (const int err = getStat(path.get(), true, st); err != 0) {
+    handle_error(env, err, path.get());
     return -1;
   }
   location loc;
   ResultStream unread(env);
   if (const int err = getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, unread); err != 0) {
-    handle_error(env, err, path);
+    handle_error(env, err, path.get());
     return -1;
   }
   return static_cast<jlong>(loc.blocksize);
@@ -137,24 +137,24 @@ ZORF_NATIVE(jlong, getBlockSizeNative)
 
 ZORF_NATIVE(jboolean, setReplication)
 (JNIEnv* env, jclass, jstring jpath, jshort replicas, jboolean restripe) try {
-  std::string path;
-  if (getString(env, jpath, path) != 0) return JNI_FALSE;
-  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << replicas).str());
-  const DirectiveFile file(path);
+  const Chars path(env, jpath);
+  if (!path) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path.get() << replicas).str());
+  const DirectiveFile file(path.get());
   if (file.fd() < 0) {
     const int err = errno;
-    return failed(env, __func__, err, "failed to open " + path, "");
+    return failed(env, __func__, err, std::string("failed to open ") + path.get(), "");
   }
   if (setReplication(file.fd(), replicas) != 0) {
     const int err = errno;
-    const std::string message =
-        "failed to set replication for " + path + " replication " + std::to_string(replicas);
+    const std::string message = std::string("failed to set replication for ") + path.get() +
+                                " replication " + std::to_string(replicas);
     return failed(env, __func__, err, message, message);
   }
   if (restripe != JNI_FALSE && restripeFile(file.fd()) != 0) {
     const int err = errno;
-    const std::string message =
-        "failed to restripe file " + path + " replication " + std::to_string(replicas);
+    const std::string message = std::string("failed to restripe file ") + path.get() +
+                                " replication " + std::to_string(replicas);
     return failed(env, __func__, err, message, message);
   }
   return JNI_TRUE;
@@ -163,21 +163,21 @@ ZORF_NATIVE(jboolean, setReplication)
 }
 
 ZORF_NATIVE(jboolean, setBGF)(JNIEnv* env, jclass, jstring jpath, jint factor) try {
-  std::string path;
-  if (getString(env, jpath, path) != 0) return JNI_FALSE;
-  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path << factor).str());
+  const Chars path(env, jpath);
+  if (!path) return JNI_FALSE;
+  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path.get() << factor).str());
   if (factor < 1 || factor > 1024) {
     const std::string message = "Invalid BGF(" + std::to_string(factor) + ")";
     return failed(env, __func__, EINVAL, message, message);
   }
-  const DirectiveFile file(path);
+  const DirectiveFile file(path.get());
   if (file.fd() < 0) {
     const int err = errno;
-    return failed(env, __func__, err, "failed to open " + path, "");
+    return failed(env, __func__, err, std::string("failed to open ") + path.get(), "");
   }
   if (setBGF(file.fd(), factor) != 0) {
     const int err = errno;
-    const std::string message = "Failed to set BGF for " + path;
+    const std::string message = std::string("Failed to set BGF for ") + path.get();
     return failed(env, __func__, err, message, message);
   }
   return JNI_TRUE;
@@ -188,23 +188,23 @@ ZORF_NATIVE(jboolean, setBGF)(JNIEnv* env, jclass, jstring jpath, jint factor) t
 ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
 (JNIEnv* env, jclass, jstring jpath, jboolean jfollowLinks, jboolean needLocation,
  jboolean permission) try {
-  std::string path;
-  if (getString(env, jpath, path) != 0) return nullptr;
+  const Chars path(env, jpath);
+  if (!path) return nullptr;
   const bool followLinks = jfollowLinks != JNI_FALSE;
-  ZORF_LOG(LOG_DEBUG,
-           (Fmt(", ") << path << followLinks << (needLocation != JNI_FALSE ? "needLocation" : ""))
-               .str());
+  ZORF_LOG(LOG_DEBUG, (Fmt(", ") << path.get() << followLinks
+                                 << (needLocation != JNI_FALSE ? "needLocation" : ""))
+                          .str());
   struct stat st = {};
-  if (const int err = getStat(path.c_str(), followLinks, st); err != 0) {
-    handle_error(env, err, path);
-    getFailedPath(path.c_str(), followLinks, st);
+  if (const int err = getStat(path.get(), followLinks, st); err != 0) {
+    handle_error(env, err, path.get());
+    getFailedPath(path.get(), followLinks, st);
     return nullptr;
   }
   ResultStream out(env);
   out.write(reinterpret_cast<const char*>(&st), sizeof st);
   if (permission != JNI_FALSE) {
     const auto acl =
-        static_cast<std::uint16_t>(getPermissionFromMode(path, st.st_mode, followLinks));
+        static_cast<std::uint16_t>(getPermissionFromMode(path.get(), st.st_mode, followLinks));
     out.write(reinterpret_cast<const char*>(&acl), sizeof acl);
   }
   if (!S_ISREG(st.st_mode)) return out.take();
@@ -219,7 +219,7 @@ ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
   }
   int err = 0;
   {
-    const fileObj file(path.c_str(), followLinks ? O_RDONLY : O_RDONLY | O_NOFOLLOW);
+    const fileObj file(path.get(), followLinks ? O_RDONLY : O_RDONLY | O_NOFOLLOW);
     if (file.fd() < 0) {
       err = -file.fd();
       ZORF_LOG(LOG_ERROR, "open failed with " << err);
@@ -229,7 +229,7 @@ ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
   }
   if (err != 0) {
     handle_error(env, err, "");
-    ZORF_LOG(LOG_DEBUG, "getFile status but not found " << path);
+    ZORF_LOG(LOG_DEBUG, "getFile status but not found " << path.get());
     return nullptr;
   }
   ZORF_LOG(LOG_DEBUG, (Fmt(", ") << "loc" << loc.offset << loc.length << loc.blocksize << loc.nblock

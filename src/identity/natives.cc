@@ -38,13 +38,13 @@ ZORF_NATIVE(jstring, getGroup)(JNIEnv* env, jclass, jint gid) try {
   return atJavaEdge(env, jstring{});
 }
 
-ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring user) try {
-  std::string name;
-  if (getString(env, user, name) != 0) return -1;
+ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring juser) try {
+  const Chars user(env, juser);
+  if (!user) return -1;
   unsigned int uid = 0;
   unsigned int primaryGid = 0;
-  if (const int status = username_to_uidgid(name, uid, primaryGid)) {
-    handle_error(env, status, name);
+  if (const int status = username_to_uidgid(user.get(), uid, primaryGid)) {
+    handle_error(env, status, user.get());
     return -1;
   }
   return static_cast<jint>(uid);
@@ -52,12 +52,12 @@ ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring user) try {
   return atJavaEdge(env, jint{-1});
 }
 
-ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring group) try {
-  std::string name;
-  if (getString(env, group, name) != 0) return -1;
+ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring jgroup) try {
+  const Chars group(env, jgroup);
+  if (!group) return -1;
   unsigned int gid = 0;
-  if (const int status = grpname_to_gid(name, gid)) {
-    handle_error(env, status, name);
+  if (const int status = grpname_to_gid(group.get(), gid)) {
+    handle_error(env, status, group.get());
     return -1;
   }
   return static_cast<jint>(gid);
@@ -65,10 +65,10 @@ ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring group) try {
   return atJavaEdge(env, jint{-1});
 }
 
-ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring user) try {
-  std::string name;
-  if (getString(env, user, name) != 0) return 0;
-  auto account = std::make_unique<FSAccount>(name);
+ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring juser) try {
+  const Chars user(env, juser);
+  if (!user) return 0;
+  auto account = std::make_unique<FSAccount>(user.get());
   // With the logger's exception pending Java never sees the handle: the switch ends here.
   if (JavaLog::threw(env)) return 0;
   return reinterpret_cast<jlong>(account.release());

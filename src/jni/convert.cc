@@ -2,37 +2,41 @@
 
 #include <cerrno>
 #include <cstring>
-#include <limits>
-#include <new>
 
 #include "base/ioexception.h"
 #include "jni/javalog.h"
 
-bool JavaChars::copyToStack(JNIEnv* env, jstring s) {
-  const jsize units = env->GetStringLength(s);
-  if (static_cast<std::size_t>(units) >= stack_.size() / 3) return false;  // up to 3 bytes each
+Chars::Chars(JNIEnv* env, jstring s, Otherwise otherwise) : env_(env), s_(s) {
+  if (s == nullptr) {
+    if (otherwise != UNREFUSED) refuseNull(env);
+  } else if (otherwise != UNREFUSED && copyToStack()) {
+    chars_ = stack_.data();
+  } else {
+    askVm(otherwise);
+  }
+}
+
+// A string that may not fit, since a character can be 3 bytes, is too long.
+bool Chars::copyToStack() {
+  const jsize units = env_->GetStringLength(s_);
+  if (static_cast<std::size_t>(units) >= stack_.size() / 3) return false;
   // JNI does not promise a zero byte at the end.
   std::memset(stack_.data(), 0, 3 * static_cast<std::size_t>(units) + 1);
-  env->GetStringUTFRegion(s, 0, units, stack_.data());
+  env_->GetStringUTFRegion(s_, 0, units, stack_.data());
   return true;
 }
 
-RequiredChars::RequiredChars(JNIEnv* env, jstring s) : JavaChars(env, s) {
-  if (get() != nullptr) return;
-  if (s == nullptr) {
-    handle_error(env, EINVAL, "null argument");
-    return;
-  }
+void Chars::askVm(Otherwise otherwise) {
+  if (otherwise == UNREFUSED && env_->ExceptionCheck()) return;
+  chars_ = ofVm_ = env_->GetStringUTFChars(s_, nullptr);
+  if (chars_ != nullptr || otherwise != AS_USUAL) return;
   // The virtual machine's own OutOfMemoryError gives way to the exception callers expect.
-  if (env->ExceptionCheck()) env->ExceptionClear();
-  handle_error(env, ENOMEM, "");
+  if (env_->ExceptionCheck()) env_->ExceptionClear();
+  handle_error(env_, ENOMEM, "");
 }
 
-int getString(JNIEnv* env, jstring s, std::string& out) {
-  const RequiredChars chars(env, s);
-  if (chars.get() == nullptr) return -1;
-  out = chars.get();
-  return 0;
+void refuseNull(JNIEnv* env) {
+  handle_error(env, EINVAL, "null argument");
 }
 
 jstring newString(JNIEnv* env, const char* text) {
@@ -54,12 +58,6 @@ jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf) {
     env->SetByteArrayRegion(array, 0, len, reinterpret_cast<const jbyte*>(buf));
   }
   return array;
-}
-
-void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& os, jbyteArray& out) {
-  const std::streamoff length = os.tellp();
-  if (length < 0 || length > std::numeric_limits<jint>::max()) throw std::bad_alloc();
-  out = convertChar2byteArray(env, static_cast<int>(length), os.view().data());
 }
 
 void raiseEscaped(JNIEnv* env) noexcept {

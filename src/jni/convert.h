@@ -6,64 +6,55 @@
 #include <array>
 #include <cstdint>
 #include <span>
-#include <sstream>
-#include <string>
 
 #include "jni/exception.h"
 
-// The modified UTF-8 characters of a Java string, released at the end of the scope.
-class UtfChars {
+// The modified UTF-8 characters of a Java string, up to its first NUL, for the life of the object.
+// On the stack while the string is short, as nearly every path is: then no memory is asked for.
+//
+//   const Chars path(env, jpath);
+//   if (!path) return nullptr;
+//
+// Without characters an exception is pending: EINVAL, "null argument", for null, and ENOMEM where
+// the virtual machine has none to give.
+class Chars {
  public:
-  UtfChars(JNIEnv* env, jstring s)
-      : env_(env), s_(s), chars_(s == nullptr ? nullptr : env->GetStringUTFChars(s, nullptr)) {}
-  ~UtfChars() {
-    if (chars_ != nullptr) env_->ReleaseStringUTFChars(s_, chars_);
-  }
-  UtfChars(const UtfChars&) = delete;
-  UtfChars& operator=(const UtfChars&) = delete;
+  // Where it is otherwise.
+  enum Otherwise {
+    AS_USUAL,
+    VMS_ERROR,  // the virtual machine's own refusal is left as it is
+    // Nothing is raised, and nothing is asked for while an exception is pending: for several
+    // strings that are all asked for before one is refused. Never on the stack, so that they can be
+    // kept.
+    UNREFUSED
+  };
 
-  const char* get() const { return chars_; }
-  // Gives the characters up without releasing them.
-  const char* leak() {
-    const char* chars = chars_;
-    chars_ = nullptr;
-    return chars;
+  Chars(JNIEnv* env, jstring s, Otherwise otherwise = AS_USUAL);
+  ~Chars() {
+    if (ofVm_ != nullptr) env_->ReleaseStringUTFChars(s_, ofVm_);
   }
+  Chars(const Chars&) = delete;
+  Chars& operator=(const Chars&) = delete;
+
+  explicit operator bool() const { return chars_ != nullptr; }
+  bool isNull() const { return s_ == nullptr; }
+  const char* get() const { return chars_; }
+  // Lets the virtual machine's characters live on.
+  void keep() { ofVm_ = nullptr; }
 
  private:
+  bool copyToStack();
+  void askVm(Otherwise otherwise);
+
   JNIEnv* env_;
   jstring s_;
-  const char* chars_;
+  const char* ofVm_ = nullptr;
+  const char* chars_ = nullptr;
+  std::array<char, 1024> stack_;
 };
 
-// The same, on the stack when the string is short, as nearly every path is: then no memory is asked
-// for, and there always are characters.
-class JavaChars {
- public:
-  JavaChars(JNIEnv* env, jstring s)
-      : short_(s != nullptr && copyToStack(env, s)), long_(env, short_ ? nullptr : s) {}
-
-  const char* get() const { return short_ ? stack_.data() : long_.get(); }
-
- private:
-  bool copyToStack(JNIEnv* env, jstring s);
-
-  std::array<char, 4096> stack_;
-  bool short_;
-  UtfChars long_;
-};
-
-// The characters of a string that Java must not leave out, without a copy of our own. null with the
-// exception of getString pending when there are none.
-class RequiredChars : public JavaChars {
- public:
-  RequiredChars(JNIEnv* env, jstring s);
-};
-
-// Copies `s`, up to its first NUL and in modified UTF-8, to `out` and returns 0. Returns -1 with a
-// Java exception pending, and `out` unchanged, when `s` is null (EINVAL, "null argument") or its
-// characters can't be had (ENOMEM).
-int getString(JNIEnv* env, jstring s, std::string& out);
+// Raises what a native says of null where Java must not pass it.
+void refuseNull(JNIEnv* env);
 
 // New Java values; null with an exception pending when they can't be made, or when the logger threw
 // before. No other exception may be pending.
@@ -71,11 +62,6 @@ jstring newString(JNIEnv* env, const char* text);
 jintArray newIntArray(JNIEnv* env, std::span<const std::int32_t> numbers);
 // A byte[] of the first `len` bytes of `buf`.
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf);
-
-// `out` becomes a new Java byte[] of what was written to `os`, up to its put position, made as
-// convertChar2byteArray makes it and without a copy of the text on the way. More than a Java array
-// holds is std::bad_alloc.
-void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& os, jbyteArray& out);
 
 // Turns the C++ exception being handled into a pending Java one: the native IOException with its
 // own errno and text, anything else as ENOMEM.

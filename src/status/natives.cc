@@ -12,9 +12,9 @@
 #include "status/stat.h"
 
 ZORF_NATIVE(jbyteArray, getFileStatusNative)
-(JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
-  const RequiredChars path(env, javaPath);
-  if (path.get() == nullptr) return nullptr;
+(JNIEnv* env, jclass, jstring jpath, jboolean resolveLink) try {
+  const Chars path(env, jpath);
+  if (!path) return nullptr;
   struct stat st;
   if (const int err = getStat(path.get(), resolveLink != JNI_FALSE, st)) {
     handle_error(env, err, path.get());
@@ -37,9 +37,9 @@ ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
   return atJavaEdge(env, jintArray{});
 }
 
-ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring javaPath) try {
-  const RequiredChars path(env, javaPath);
-  if (path.get() == nullptr) return 0;
+ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring jpath) try {
+  const Chars path(env, jpath);
+  if (!path) return 0;
   ZORF_LOG(LOG_TRACE, path.get());
   struct stat st;
   if (stat(path.get(), &st) != 0) {
@@ -53,9 +53,9 @@ ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring javaPath) try {
 }
 
 ZORF_NATIVE(jbyteArray, getLinkTargetNative)
-(JNIEnv* env, jclass, jstring javaPath, jint size) try {
-  const RequiredChars path(env, javaPath);
-  if (path.get() == nullptr) return nullptr;
+(JNIEnv* env, jclass, jstring jpath, jint size) try {
+  const Chars path(env, jpath);
+  if (!path) return nullptr;
   int err = EINVAL;  // of a negative size
   if (size >= 0) {
     const auto room = static_cast<std::size_t>(size);
@@ -72,9 +72,9 @@ ZORF_NATIVE(jbyteArray, getLinkTargetNative)
 }
 
 ZORF_NATIVE(jbyteArray, getFailedPathNative)
-(JNIEnv* env, jclass, jstring javaPath, jboolean resolveLink) try {
-  const RequiredChars path(env, javaPath);
-  if (path.get() == nullptr) return nullptr;
+(JNIEnv* env, jclass, jstring jpath, jboolean resolveLink) try {
+  const Chars path(env, jpath);
+  if (!path) return nullptr;
   struct stat st;
   const std::string reached = getFailedPath(path.get(), resolveLink != JNI_FALSE, st);
   return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
@@ -82,13 +82,13 @@ ZORF_NATIVE(jbyteArray, getFailedPathNative)
   return atJavaEdge(env, jbyteArray{});
 }
 
-ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try {
-  std::string mountPoint;
-  if (getString(env, javaMountPoint, mountPoint) != 0) return nullptr;
-  ZORF_LOG(LOG_TRACE, mountPoint);
-  const auto device = zorfDeviceAt(mountPoint);
+ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring jmountPoint) try {
+  const Chars mountPoint(env, jmountPoint);
+  if (!mountPoint) return nullptr;
+  ZORF_LOG(LOG_TRACE, mountPoint.get());
+  const auto device = zorfDeviceAt(mountPoint.get());
   if (!device) {
-    handle_error(env, 0, mountPoint);
+    handle_error(env, 0, mountPoint.get());
     return nullptr;
   }
   return newString(env, device->c_str());
@@ -96,9 +96,9 @@ ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring javaMountPoint) try
   return atJavaEdge(env, jstring{});
 }
 
-ZORF_NATIVE(jboolean, setPermission)(JNIEnv* env, jclass, jstring javaPath, jshort permission) try {
-  const RequiredChars path(env, javaPath);
-  if (path.get() == nullptr) return JNI_FALSE;
+ZORF_NATIVE(jboolean, setPermission)(JNIEnv* env, jclass, jstring jpath, jshort permission) try {
+  const Chars path(env, jpath);
+  if (!path) return JNI_FALSE;
   ZORF_LOG(LOG_TRACE, (Fmt(", ") << path.get() << permission).str());
   // Permission and sticky bits only: set-id bits are not for HDFS clients to set. Of a negative
   // value the remainder is negative, and goes to the kernel sign-extended.

@@ -19,40 +19,16 @@
 
 namespace {
 
-void raiseNullArgument(JNIEnv* env) {
-  handle_error(env, EINVAL, "null argument");
+// Whether a path and a name that were both asked for are not both there.
+bool refused(JNIEnv* env, const Chars& path, const Chars& name) {
+  if (path.isNull() || name.isNull()) refuseNull(env);
+  return !path || !name;
 }
 
-// The characters of `s`, or null: for null it raises, while the virtual machine's own refusal is
-// left as it is (getString would raise ENOMEM for it).
-class GivenChars : public JavaChars {
- public:
-  GivenChars(JNIEnv* env, jstring s) : JavaChars(env, s) {
-    if (s == nullptr) raiseNullArgument(env);
-  }
-};
-
-// A path and an attribute name. Both are asked for before either is tested, unless the first left
-// an exception pending.
-struct PathAndName {
-  PathAndName(JNIEnv* env, jstring p, jstring n)
-      : path(env, p),
-        name(env, env->ExceptionCheck() ? nullptr : n),
-        anyNull(p == nullptr || n == nullptr) {}
-
-  bool complete(JNIEnv* env) const {
-    if (anyNull) raiseNullArgument(env);
-    return path.get() != nullptr && name.get() != nullptr;
-  }
-
-  UtfChars path;
-  UtfChars name;
-  bool anyNull;
-};
-
-// Returns the length of `array` and sets `value` to its bytes. A null array, or no memory, is 0 and
-// no bytes.
+// Returns the length of `array` and sets `value` to its bytes. A null array, no memory or a pending
+// exception is 0 and no bytes.
 jint convertbyteArray2Char(JNIEnv* env, jbyteArray array, std::unique_ptr<char[]>& value) {
+  if (env->ExceptionCheck()) return 0;
   if (array == nullptr) {
     ZORF_LOG(LOG_DEBUG, "convertbyteArray2Char: jbyteArray is null");
     return 0;
@@ -111,8 +87,8 @@ bool stringsOf(JNIEnv* env, jobjectArray array, std::list<std::string>& strings)
   const jsize count = env->GetArrayLength(array);
   for (jsize i = 0; i < count; ++i) {
     auto element = static_cast<jstring>(env->GetObjectArrayElement(array, i));
-    const GivenChars chars(env, element);
-    if (chars.get() == nullptr) return false;
+    const Chars chars(env, element, Chars::VMS_ERROR);
+    if (!chars) return false;
     strings.emplace_back(chars.get());
     // At once: a long array would exhaust the local reference table.
     env->DeleteLocalRef(element);
@@ -146,40 +122,42 @@ jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int l
 }  // namespace
 
 ZORF_NATIVE(jint, setExtendedAttribute)
-(JNIEnv* env, jclass, jstring path, jstring name, jbyteArray array, jshort flags) try {
-  PathAndName chars(env, path, name);
+(JNIEnv* env, jclass, jstring jpath, jstring jname, jbyteArray array, jshort flags) try {
+  Chars path(env, jpath, Chars::UNREFUSED);
+  Chars name(env, jname, Chars::UNREFUSED);
   std::unique_ptr<char[]> value;
-  const jint length = env->ExceptionCheck() ? 0 : convertbyteArray2Char(env, array, value);
-  if (!chars.complete(env)) return 1;
+  const jint length = convertbyteArray2Char(env, array, value);
+  if (refused(env, path, name)) return 1;
   if (length != 0) {
     const std::string_view bytes(value.get(), static_cast<std::size_t>(length));
-    ZORF_LOG(LOG_DEBUG, joined(chars.path.get(), chars.name.get(), bytes, flags));
+    ZORF_LOG(LOG_DEBUG, joined(path.get(), name.get(), bytes, flags));
   } else {
     ZORF_LOG(LOG_DEBUG, "value is null");
   }
-  const int err = zorf_setxattr(chars.path.get(), chars.name.get(), length, value.get(), flags);
+  const int err = zorf_setxattr(path.get(), name.get(), length, value.get(), flags);
   if (err == 0) return 1;
-  ZORF_LOG(LOG_DEBUG, joined("setxattr: failed to set value of EA ", chars.name.get()));
+  ZORF_LOG(LOG_DEBUG, joined("setxattr: failed to set value of EA ", name.get()));
   handle_error(env, err,
                err == EDQUOT ? "setxattr failed for disk quota exceeded" : "setxattr failed.");
   // A failed call has always kept its strings and its buffer; that stays as it is.
-  chars.path.leak();
-  chars.name.leak();
+  path.keep();
+  name.keep();
   (void)value.release();
   return 0;
 } catch (...) {
   return atJavaEdge(env, jint{0});
 }
 
-ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring path, jstring name) try {
-  const PathAndName chars(env, path, name);
-  if (!chars.complete(env)) return 1;
-  ZORF_LOG(LOG_TRACE, joined(chars.path.get(), chars.name.get()));
+ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring jpath, jstring jname) try {
+  const Chars path(env, jpath, Chars::UNREFUSED);
+  const Chars name(env, jname, Chars::UNREFUSED);
+  if (refused(env, path, name)) return 1;
+  ZORF_LOG(LOG_TRACE, joined(path.get(), name.get()));
   // Asked for first: a missing attribute is the probe's error, without a line of zorf_removexattr.
-  int err = getxattr(chars.path.get(), chars.name.get(), nullptr, 0) == -1 ? errno : 0;
-  if (err == 0) err = zorf_removexattr(chars.path.get(), chars.name.get());
+  int err = getxattr(path.get(), name.get(), nullptr, 0) == -1 ? errno : 0;
+  if (err == 0) err = zorf_removexattr(path.get(), name.get());
   if (err == 0) return 1;
-  ZORF_LOG(LOG_DEBUG, "removexattr: failed to remove attribute " << chars.name.get());
+  ZORF_LOG(LOG_DEBUG, "removexattr: failed to remove attribute " << name.get());
   handle_error(env, err, "zorf_removexattrs failed.");
   return 0;
 } catch (...) {
@@ -187,8 +165,8 @@ ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring path, jstring name) 
 }
 
 ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
-  const GivenChars path(env, jpath);
-  if (path.get() == nullptr) return nullptr;
+  const Chars path(env, jpath, Chars::VMS_ERROR);
+  if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
   char* list = nullptr;
   const int length = zorf_listxattrs(path.get(), &list);
@@ -204,11 +182,11 @@ ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
 }
 
 ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray jnames) try {
-  const GivenChars path(env, jpath);
-  if (path.get() == nullptr) return nullptr;
+  const Chars path(env, jpath, Chars::VMS_ERROR);
+  if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
   if (jnames == nullptr) {
-    raiseNullArgument(env);
+    refuseNull(env);
     return nullptr;
   }
   std::list<std::string> names;
@@ -228,8 +206,8 @@ ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray
 }
 
 ZORF_NATIVE(jobject, dumpXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
-  const GivenChars path(env, jpath);
-  if (path.get() == nullptr) return nullptr;
+  const Chars path(env, jpath, Chars::VMS_ERROR);
+  if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
   char* records = nullptr;
   int length = 0;

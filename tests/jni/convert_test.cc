@@ -13,98 +13,125 @@ namespace {
 
 using ConvertTest = JvmTest;
 
-int released = 0;
+// The virtual machine has no characters to give.
+void refuseCharacters(PatchedJni& jni) {
+  jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* { return nullptr; };
+}
 
 TEST_F(ConvertTest, StringArrivesInModifiedUtf8) {
-  std::string out = "before";
-  EXPECT_EQ(getString(env, javaString("/a/\xC3\xA4"), out), 0);
-  EXPECT_EQ(out, "/a/\xC3\xA4");
+  EXPECT_STREQ(Chars(env, javaString("/a/\xC3\xA4")).get(), "/a/\xC3\xA4");
 }
 
 TEST_F(ConvertTest, SupplementaryCharacterIsASurrogatePairOfThreeBytesEach) {
   const jchar pair[] = {0xD83D, 0xDE00};
-  std::string out;
-  EXPECT_EQ(getString(env, env->NewString(pair, 2), out), 0);
-  EXPECT_EQ(out, "\xED\xA0\xBD\xED\xB8\x80");
+  EXPECT_STREQ(Chars(env, env->NewString(pair, 2)).get(), "\xED\xA0\xBD\xED\xB8\x80");
 }
 
 TEST_F(ConvertTest, ZeroCharacterArrivesAsTwoBytes) {
   const jchar text[] = {'a', 0, 'b'};
-  std::string out;
-  EXPECT_EQ(getString(env, env->NewString(text, 3), out), 0);
-  EXPECT_EQ(out,
-            "a\xC0\x80"
-            "b");
+  EXPECT_STREQ(Chars(env, env->NewString(text, 3)).get(),
+               "a\xC0\x80"
+               "b");
 }
 
 TEST_F(ConvertTest, EmptyStringIsEmpty) {
-  std::string out = "before";
-  EXPECT_EQ(getString(env, javaString(""), out), 0);
-  EXPECT_EQ(out, "");
+  const Chars chars(env, javaString(""));
+  EXPECT_TRUE(chars);
+  EXPECT_STREQ(chars.get(), "");
 }
 
 TEST_F(ConvertTest, NullStringIsEinval) {
-  std::string out = "before";
-  EXPECT_EQ(getString(env, nullptr, out), -1);
-  EXPECT_EQ(out, "before");
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
+  for (const auto otherwise : {Chars::AS_USUAL, Chars::VMS_ERROR}) {
+    const Chars chars(env, nullptr, otherwise);
+    EXPECT_FALSE(chars);
+    EXPECT_TRUE(chars.isNull());
+    EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
+  }
+  EXPECT_FALSE(Chars(env, nullptr, Chars::UNREFUSED));
+  EXPECT_EQ(takeJavaError(), std::nullopt);
 }
 
 TEST_F(ConvertTest, CharactersThatCannotBeHadAreEnomem) {
   jstring s = javaString(longSpelling("x"));
-  std::string out = "before";
-  int result = 0;
   {
     PatchedJni jni;
-    jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* {
-      return nullptr;
-    };
-    result = getString(env, s, out);
+    refuseCharacters(jni);
+    const Chars chars(env, s);
+    EXPECT_FALSE(chars);
+    EXPECT_FALSE(chars.isNull());
   }
-  EXPECT_EQ(result, -1);
-  EXPECT_EQ(out, "before");
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "Cannot allocate memory: "}));
 }
 
-// Around the longest string that is copied onto the stack, in characters of one, two and three
+TEST_F(ConvertTest, TheVirtualMachinesOwnRefusalMayStay) {
+  jstring s = javaString(longSpelling("x"));
+  for (const auto otherwise : {Chars::VMS_ERROR, Chars::UNREFUSED}) {
+    {
+      PatchedJni jni;
+      jni.table.GetStringUTFChars = [](JNIEnv* e, jstring, jboolean*) -> const char* {
+        e->ThrowNew(e->FindClass("java/lang/OutOfMemoryError"), "Java heap space");
+        return nullptr;
+      };
+      EXPECT_FALSE(Chars(env, s, otherwise));
+    }
+    EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.OutOfMemoryError", "Java heap space"}));
+  }
+}
+
+TEST_F(ConvertTest, NothingIsAskedForWhileAnExceptionIsPendingIfSoWanted) {
+  jstring s = javaString("x");
+  env->ThrowNew(env->FindClass("java/lang/RuntimeException"), "first");
+  EXPECT_FALSE(Chars(env, s, Chars::UNREFUSED));
+  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "first"}));
+}
+
+// Around the longest strings that are copied onto the stack, in characters of one, two and three
 // bytes.
 TEST_F(ConvertTest, StringsOfEveryLengthArriveWhole) {
   for (const std::string character : {"x", "\xC3\xA4", "\xE2\x82\xAC"}) {
-    for (const int length : {1, 2, 1363, 1364, 1365, 1366, 4095, 4096, 4097, 100000}) {
+    for (const int length : {1, 2, 340, 341, 342, 511, 512, 1023, 1024, 1025, 4096, 100000}) {
       std::string text;
       for (int i = 0; i < length; ++i) text += character;
-      std::string out;
-      EXPECT_EQ(getString(env, javaString(text), out), 0);
-      EXPECT_TRUE(out == text) << length << " of " << character;
+      for (const auto otherwise : {Chars::AS_USUAL, Chars::UNREFUSED}) {
+        EXPECT_TRUE(Chars(env, javaString(text), otherwise).get() == text)
+            << length << " of " << character;
+      }
     }
   }
 }
 
 TEST_F(ConvertTest, ShortStringsAskForNoMemory) {
-  jstring s = javaString("/a/path/of/usual/length");
-  PatchedJni jni;
-  jni.table.GetStringUTFChars = [](JNIEnv*, jstring, jboolean*) -> const char* { return nullptr; };
-  EXPECT_STREQ(RequiredChars(env, s).get(), "/a/path/of/usual/length");
+  for (const std::size_t length : {1u, 100u, 340u}) {
+    const std::string text(length, 'x');
+    jstring s = javaString(text);
+    PatchedJni jni;
+    refuseCharacters(jni);
+    EXPECT_EQ(Chars(env, s).get(), text);
+  }
 }
 
-TEST_F(ConvertTest, CharactersAreReleasedOnceUnlessLeaked) {
+TEST_F(ConvertTest, CharactersAreReleasedOnceUnlessKept) {
   jstring s = javaString("x");
   PatchedJni jni;
   static JNINativeInterface_ real;
+  static int released;
   real = jni.real;
   released = 0;
   jni.table.ReleaseStringUTFChars = [](JNIEnv* e, jstring string, const char* chars) {
     ++released;
     real.ReleaseStringUTFChars(e, string, chars);
   };
-  { const UtfChars chars(env, s); }
+  { const Chars chars(env, s, Chars::UNREFUSED); }
   EXPECT_EQ(released, 1);
-  UtfChars kept(env, s);
-  const char* leaked = kept.leak();
-  EXPECT_STREQ(leaked, "x");
-  EXPECT_EQ(kept.get(), nullptr);
-  real.ReleaseStringUTFChars(env, s, leaked);
+  const char* kept = nullptr;
+  {
+    Chars chars(env, s, Chars::UNREFUSED);
+    chars.keep();
+    kept = chars.get();
+  }
+  EXPECT_STREQ(kept, "x");
   EXPECT_EQ(released, 1);
+  real.ReleaseStringUTFChars(env, s, kept);
 }
 
 TEST_F(ConvertTest, BytesArriveWithTheirZeros) {
@@ -135,38 +162,6 @@ TEST_F(ConvertTest, NoValueIsMadeOnceTheLoggerThrew) {
   EXPECT_EQ(convertChar2byteArray(env, 1, "x"), nullptr);
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "disk full"}));
   EXPECT_EQ(stringOf(newString(env, "x")), "x");
-}
-
-TEST_F(ConvertTest, EmptyStreamIsAnEmptyArray) {
-  std::ostringstream stream;
-  jbyteArray array = nullptr;
-  ostringstreamToByteArray(env, stream, array);
-  ASSERT_NE(array, nullptr);
-  EXPECT_EQ(env->GetArrayLength(array), 0);
-}
-
-TEST_F(ConvertTest, StreamArrivesWithItsZeros) {
-  std::ostringstream stream;
-  stream.write("\0\0a\0", 4);
-  jbyteArray array = nullptr;
-  ostringstreamToByteArray(env, stream, array);
-  EXPECT_EQ(bytesOf(array), std::string("\0\0a\0", 4));
-}
-
-TEST_F(ConvertTest, StreamEndsAtItsPutPosition) {
-  std::ostringstream stream;
-  stream << "abcdef";
-  stream.seekp(2);
-  jbyteArray array = nullptr;
-  ostringstreamToByteArray(env, stream, array);
-  EXPECT_EQ(bytesOf(array), "ab");
-}
-
-TEST_F(ConvertTest, FailedStreamIsOutOfMemory) {
-  std::ostringstream stream;
-  stream.setstate(std::ios::badbit);
-  jbyteArray array = nullptr;
-  EXPECT_THROW(ostringstreamToByteArray(env, stream, array), std::bad_alloc);
 }
 
 jint thrower(JNIEnv* env, void (*body)()) try {

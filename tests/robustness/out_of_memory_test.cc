@@ -111,7 +111,7 @@ class OutOfMemoryTest : public RobustnessTest {
   }
 
   // Never silent: the virtual machine's error, the usual exception where that came first, or what
-  // getString makes of a path without characters.
+  // a native makes of a path without characters.
   static void expectJavaError(const NativeCall& call, const Outcome& usual,
                               const Outcome& outcome) {
     ASSERT_TRUE(outcome.error) << outcome;
