@@ -9,6 +9,10 @@ import java.util.Arrays;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.concurrent.TimeUnit;
+import org.apache.hadoop.io.retry.AtMostOnce;
+import org.apache.hadoop.ipc.RetryCache;
+import org.apache.hadoop.ipc.Server;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 
@@ -19,13 +23,21 @@ import org.slf4j.LoggerFactory;
 final class Dispatch implements InvocationHandler {
   private static final Logger LOG = LoggerFactory.getLogger(Dispatch.class);
 
+  private static final double HEAP_PERCENT = 0.03;
+
+  /**
+   * What a client asks again because the answer was lost must not happen twice. By client and call, and
+   * one in a process: it has metrics of its own.
+   */
+  private static final RetryCache ANSWERED =
+      new RetryCache("zorf-namenode", HEAP_PERCENT, TimeUnit.MINUTES.toNanos(10));
+
   private record Answer(Object target, Method method, ActsAs.Who who, int[] paths) {}
 
   private final Map<Method, Answer> answers = new HashMap<>();
   private final Users users;
   private final Errors errors;
   private final CallObserver observer;
-
   private Dispatch(
       Class<?> protocol, List<?> targets, Users users, Errors errors, CallObserver observer) {
     this.users = users;
@@ -85,7 +97,10 @@ final class Dispatch implements InvocationHandler {
     Object result = null;
     Throwable failure = null;
     try {
-      result = answer(method, given, caller);
+      result =
+          method.isAnnotationPresent(AtMostOnce.class)
+              ? answerOnce(method, given, caller)
+              : answer(method, given, caller);
     } catch (Exception | Error e) {
       failure = errors.toClient(e, caller);
     }
@@ -96,6 +111,23 @@ final class Dispatch implements InvocationHandler {
       throw failure;
     }
     return result;
+  }
+
+  private Object answerOnce(Method method, Object[] arguments, Caller caller) throws Exception {
+    RetryCache.CacheEntryWithPayload entry =
+        RetryCache.waitForCompletion(ANSWERED, null, Server.getClientId(), Server.getCallId());
+    if (entry != null && entry.isSuccess()) {
+      return entry.getPayload();
+    }
+    boolean success = false;
+    Object result = null;
+    try {
+      result = answer(method, arguments, caller);
+      success = true;
+      return result;
+    } finally {
+      RetryCache.setState(entry, success, result);
+    }
   }
 
   private Object answer(Method method, Object[] arguments, Caller caller) throws Exception {

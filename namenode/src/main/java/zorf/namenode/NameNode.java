@@ -2,25 +2,28 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.net.InetSocketAddress;
+import java.nio.file.Files;
+import java.nio.file.NotDirectoryException;
 import java.nio.file.Path;
 import java.time.Duration;
 import java.util.List;
-import java.util.concurrent.TimeUnit;
 import org.apache.hadoop.conf.Configuration;
-import org.apache.hadoop.fs.FsServerDefaults;
-import org.apache.hadoop.hdfs.DFSConfigKeys;
+import org.apache.hadoop.ha.HAServiceProtocol;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
+import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocol;
 import org.apache.hadoop.security.UserGroupInformation;
-import org.apache.hadoop.util.DataChecksum;
 
 /** The service: all its parts, put together. It keeps nothing that a restart would lose. */
 final class NameNode implements AutoCloseable {
-  private static final String BLOCK_POOL_KEY = "zorf.namenode.block.pool.id";
+  private static final Duration NAMES_KEPT = Duration.ofSeconds(30);
+  private static final int MAX_NAMES = 10_000;
 
+  private final Settings settings;
+  private final Root root;
   private final Users users;
   private final RpcService service;
 
@@ -31,85 +34,75 @@ final class NameNode implements AutoCloseable {
    * @param configuration Hadoop's
    */
   NameNode(Options options, Configuration configuration) throws IOException, InterruptedException {
+    settings = Settings.of(options, configuration);
     Path directory = options.root().toRealPath();
-    ZORFNative.setUMask((short) 0); // modes come from the clients, who have their masks applied
-    ZorfFiles.choosePolicy(options.policy(), options.blockSize());
-    ZorfFiles files = ZorfFiles.cachingNames(Duration.ofSeconds(30), 10_000);
-    Root root = new Root(directory, files, options.blockSize());
+    if (!Files.isDirectory(directory)) {
+      throw new NotDirectoryException(directory.toString());
+    }
     Topology topology =
         options.topology() == null ? Topology.none() : Topology.read(options.topology());
     Keys keys = options.keys() == null ? null : new Keys(options.keys());
+    ZORFNative.setUMask((short) 0); // modes come from the clients, who have their masks applied
+    ZorfFiles.choosePolicy(options.policy(), options.blockSize());
+    root =
+        new Root(directory, ZorfFiles.cachingNames(NAMES_KEPT, MAX_NAMES), options.blockSize());
     UserGroupInformation.setConfiguration(configuration);
-    String superuser =
-        options.superuser() != null
-            ? options.superuser()
-            : UserGroupInformation.getLoginUser().getShortUserName();
-    users = users(root, superuser, configuration);
-    List<?> answers = answers(root, users, topology, keys, options, configuration);
-    ClientProtocol client =
-        Dispatch.of(
-            ClientProtocol.class,
-            answers,
-            users,
-            new Errors(root),
-            new AuditLog(configuration, files, directory));
+    users = new Users(threads(), settings);
+    Errors errors = new Errors(root);
+    AdminAnswers admin = new AdminAnswers(root, settings.pool());
+    CallObserver observer = new AuditLog(configuration, root.files(), directory);
     service =
         new RpcService(
-            configuration, new InetSocketAddress(options.bind(), options.port()), client);
+            configuration,
+            new InetSocketAddress(options.bind(), options.port()),
+            Dispatch.of(
+                ClientProtocol.class, answers(options, topology, keys), users, errors, observer),
+            Dispatch.of(
+                NamenodeProtocol.class,
+                List.of(admin.new OfNameNode()),
+                users,
+                errors,
+                CallObserver.NONE),
+            Dispatch.of(
+                HAServiceProtocol.class,
+                List.of(admin.new OfAvailability()),
+                users,
+                errors,
+                CallObserver.NONE));
   }
 
-  private static Users users(Root root, String superuser, Configuration configuration)
-      throws IOException, InterruptedException {
-    Statuses statuses = new Statuses(root);
-    UserThreads threads =
-        UserThreads.builder()
-            .superuser(superuser)
-            .warmUp(() -> statuses.of(root.get("/")))
-            .build();
-    return new Users(
-        threads,
-        superuser,
-        configuration.get(
-            DFSConfigKeys.DFS_PERMISSIONS_SUPERUSERGROUP_KEY,
-            DFSConfigKeys.DFS_PERMISSIONS_SUPERUSERGROUP_DEFAULT));
+  private UserThreads threads() throws IOException, InterruptedException {
+    return UserThreads.builder()
+        .superuser(settings.superuser())
+        .warmUp(
+            () -> {
+              Classes.load();
+              return new Statuses(root).of(root.get("/"));
+            })
+        .build();
   }
 
   /** What answers the calls of clients, a subject each. */
-  private static List<?> answers(
-      Root root,
-      Users users,
-      Topology topology,
-      Keys keys,
-      Options options,
-      Configuration configuration) {
+  private List<?> answers(Options options, Topology topology, Keys keys) {
     Access access = new Access(root);
     Ownership ownership = new Ownership(root, users);
     Statuses statuses = new Statuses(root);
     Leases leases = new Leases();
     Directories directories = new Directories(root, access, ownership);
-    long tokenMinutes =
-        configuration.getLong(
-            DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_LIFETIME_KEY,
-            DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_LIFETIME_DEFAULT);
+    BlockTokens tokens = new BlockTokens(keys, settings.tokenMillis());
     Blocks blocks =
         new Blocks(
             root,
             access,
             topology,
-            new BlockTokens(keys, TimeUnit.MINUTES.toMillis(tokenMinutes)),
+            tokens,
             leases,
             options.policy(),
             options.blockSize(),
-            configuration.get(BLOCK_POOL_KEY, "BP-zorf-1"));
+            settings.pool());
     return List.of(
         new StatusAnswers(root, access, statuses, blocks, leases),
-        new Listing(
-            root,
-            access,
-            statuses,
-            blocks,
-            configuration.getInt(
-                DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT)),
+        new Listing(root, access, statuses, blocks, settings.listLimit()),
         new Summary(root, access),
         blocks,
         directories,
@@ -119,29 +112,8 @@ final class NameNode implements AutoCloseable {
         new Deletion(root, access),
         new Properties(root, access, ownership, users),
         new Acls(root, access),
-        new Attributes(
-            root,
-            access,
-            configuration.getInt(
-                DFSConfigKeys.DFS_NAMENODE_MAX_XATTRS_PER_INODE_KEY,
-                DFSConfigKeys.DFS_NAMENODE_MAX_XATTRS_PER_INODE_DEFAULT),
-            configuration.getInt(
-                DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_KEY,
-                DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_DEFAULT)),
-        new ServerAnswers(root, topology, defaults(options, configuration)));
-  }
-
-  private static FsServerDefaults defaults(Options options, Configuration configuration) {
-    return new FsServerDefaults(
-        options.blockSize(),
-        512,
-        65_536,
-        (short) configuration.getInt(DFSConfigKeys.DFS_REPLICATION_KEY, 3),
-        configuration.getInt("io.file.buffer.size", 4096),
-        false,
-        configuration.getLong("fs.trash.interval", 0),
-        DataChecksum.Type.CRC32C,
-        "");
+        new Attributes(root, access, settings.maxAttributes(), settings.maxAttributeSize()),
+        new ServerAnswers(root, topology, settings.defaults()));
   }
 
   void start() {
@@ -155,6 +127,16 @@ final class NameNode implements AutoCloseable {
   /** {@return how busy the threads are that act as users} */
   UserThreadCounts threadCounts() {
     return users.threadCounts();
+  }
+
+  Settings settings() {
+    return settings;
+  }
+
+  /** Tries what every call needs: the file system, and threads that act as users. */
+  void check(String user) throws Exception {
+    Caller caller = new Caller(user, null, user.equals(settings.superuser()));
+    users.change(caller, () -> root.get("/"));
   }
 
   @Override

@@ -122,6 +122,23 @@ record Options(
         check);
   }
 
+  /** {@return the same, but for the port, which is any that is free} */
+  Options onAnyPort() {
+    return new Options(
+        root,
+        bind,
+        0,
+        httpBind,
+        httpPort,
+        policy,
+        blockSize,
+        topology,
+        keys,
+        superuser,
+        configurations,
+        check);
+  }
+
   private static int port(String text) throws Wrong {
     if (!text.matches("[0-9]{1,5}") || Integer.parseInt(text) > 65_535) {
       throw new Wrong("not a port: " + text);

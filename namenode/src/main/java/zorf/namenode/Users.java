@@ -11,20 +11,17 @@ import org.apache.hadoop.security.UserGroupInformation;
 /** Runs the answers to calls on threads that act as the callers. */
 final class Users implements AutoCloseable {
   private final UserThreads threads;
-  private final String superuser;
-  private final String supergroup;
+  private final Settings settings;
 
   /**
    * Takes threads that act as users.
    *
    * @param threads the threads, closed with this
-   * @param superuser the user who may do anything, and as whom the service's own threads act
-   * @param supergroup whose members may do anything, too
+   * @param settings say who may do anything
    */
-  Users(UserThreads threads, String superuser, String supergroup) {
+  Users(UserThreads threads, Settings settings) {
     this.threads = threads;
-    this.superuser = superuser;
-    this.supergroup = supergroup;
+    this.settings = settings;
   }
 
   /** {@return who asks, by the connection that the calling thread serves} */
@@ -41,7 +38,9 @@ final class Users implements AutoCloseable {
   }
 
   private boolean isSuperuser(UserGroupInformation user) {
-    return user.getShortUserName().equals(superuser) || user.getGroupsSet().contains(supergroup);
+    return !settings.permissions()
+        || user.getShortUserName().equals(settings.superuser())
+        || user.getGroupsSet().contains(settings.supergroup());
   }
 
   /** Runs what changes nothing; a caller whom the host does not know is {@code nobody}. */
@@ -72,7 +71,7 @@ final class Users implements AutoCloseable {
       return onThisThread(work);
     }
     try {
-      return threads.<Object, Exception>call(superuser, () -> caller.during(work));
+      return threads.<Object, Exception>call(settings.superuser(), () -> caller.during(work));
     } catch (InterruptedException e) {
       throw stopped();
     } catch (IOException | RuntimeException e) {
@@ -93,7 +92,7 @@ final class Users implements AutoCloseable {
   }
 
   private String identity(Caller caller) {
-    return caller.superuser() ? superuser : caller.user();
+    return caller.superuser() ? settings.superuser() : caller.user();
   }
 
   private static IOException stopped() {
