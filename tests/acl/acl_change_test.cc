@@ -23,7 +23,7 @@ struct Completion {
 };
 
 TEST_F(AclChange, CompletionAddsTheBaseEntriesThatAreMissing) {
-  const std::string path = file("f", 0751);
+  const std::string path = makeFile("f", 0751);
   const std::vector<Completion> rows = {
       {"nothing stays nothing", {}, ""},
       {"all three",
@@ -58,7 +58,7 @@ TEST_F(AclChange, CompletionAddsTheBaseEntriesThatAreMissing) {
 }
 
 TEST_F(AclChange, CompletionTakesOnlyBaseEntriesOfTheAccessAcl) {
-  const std::string path = directory("d", 0700);
+  const std::string path = makeDirectory("d", 0700);
   setfacl("u:5:rwx,m::r--,d:u::---,d:g::---,d:o::---", path);
   ACL acl(kDefault);
   addEntry(acl, kUser, 9, 4);
@@ -93,7 +93,7 @@ TEST_F(AclChange, CompletionFromAMissingFileFails) {
 }
 
 TEST_F(AclChange, AFailedMaskIsReportedWithTheAclsOwnPath) {
-  const std::string path = file("f");
+  const std::string path = makeFile("f");
   ACL bound(path, kAccess);
   addEntry(bound, kUser, 1, 4);
   const ACL::Entry undefined(bound);  // acl_calc_mask refuses it
@@ -108,7 +108,7 @@ TEST_F(AclChange, AFailedMaskIsReportedWithTheAclsOwnPath) {
 
 // The mask by every combination of what the rule looks at.
 TEST_F(AclChange, TheMaskIsComputedWhenNobodySentOne) {
-  const std::string path = file("f", 0770);
+  const std::string path = makeFile("f", 0770);
   for (int bits = 0; bits < 16; ++bits) {
     const bool named = bits & 1;
     const bool mask = bits & 2;
@@ -137,7 +137,7 @@ TEST_F(AclChange, TheMaskIsComputedWhenNobodySentOne) {
 }
 
 TEST_F(AclChange, MergingANamedUserCompletesAndComputesTheMask) {
-  const std::string path = file("f", 0754);
+  const std::string path = makeFile("f", 0754);
   ACL acl(path, kAccess);
   ACL changes(kAccess);
   addEntry(changes, kUser, 1001, 5);
@@ -147,7 +147,7 @@ TEST_F(AclChange, MergingANamedUserCompletesAndComputesTheMask) {
 }
 
 TEST_F(AclChange, AStoredMaskIsComputedAnewAndASentOneKept) {
-  const std::string path = file("f", 0700);
+  const std::string path = makeFile("f", 0700);
   setfacl("u:5:rwx,m::r--", path);
   ACL changes(kAccess);
   addEntry(changes, kUser, 6, 1);
@@ -206,7 +206,7 @@ TEST_F(AclChange, AnUnknownModeOnlyNotesTheMask) {
 }
 
 TEST_F(AclChange, ClearLeavesAnAccessAclItsBaseEntries) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   setfacl("u:5:rwx,g:6:r,m::rwx", path);
   ACL acl(path, kAccess);
   EXPECT_TRUE(acl.clear());
@@ -214,7 +214,7 @@ TEST_F(AclChange, ClearLeavesAnAccessAclItsBaseEntries) {
 }
 
 TEST_F(AclChange, ClearOfADefaultAclTakesOtherFromTheAccessAcl) {
-  const std::string path = directory("d", 0754);
+  const std::string path = makeDirectory("d", 0754);
   setfacl("d:u::rw-,d:u:5:rwx,d:g::-wx,d:o::---,d:m::rwx", path);
   ACL acl(path, kDefault);
   EXPECT_TRUE(acl.clear());
@@ -224,7 +224,7 @@ TEST_F(AclChange, ClearOfADefaultAclTakesOtherFromTheAccessAcl) {
 }
 
 TEST_F(AclChange, ClearOfAnAbsentDefaultAclIsNoError) {
-  const std::string path = directory("d", 0754);
+  const std::string path = makeDirectory("d", 0754);
   ACL acl(path, kDefault);
   EXPECT_TRUE(acl.clear());
   EXPECT_EQ(getfacl(path), "user::rwx,group::r-x,other::r--");

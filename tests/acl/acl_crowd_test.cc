@@ -40,7 +40,7 @@ std::optional<JavaError> refusal(int thread, const std::string& path) {
 }
 
 TEST_F(AclCrowd, EachThreadReadsItsOwnUsersName) {
-  const std::string path = file("f");
+  const std::string path = makeFile("f");
   std::vector<std::thread> threads;
   for (int thread = 0; thread < THREADS; ++thread) {
     threads.emplace_back([=] {

@@ -276,7 +276,7 @@ TEST_F(AclExchange, AMebibyte) {
 TEST_F(AclExchange, ReportsHaveNoCount) {
   ACLList acls;
   EXPECT_EQ(reportOf(acls), "");
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   acls.push_back(std::make_unique<ACL>(path, kAccess));
   const std::string base = reportOf(acls);
   EXPECT_EQ(base.size(), 36u);
@@ -296,7 +296,7 @@ TEST_F(AclExchange, ReportsHaveNoCount) {
 
 TEST_F(AclExchange, TraceShowsWhatIsReported) {
   logger2::currentLevel = LOG_TRACE;
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   ACLList acls;
   acls.push_back(std::make_unique<ACL>(path, kAccess));
   acls.push_back(std::make_unique<ACL>(static_cast<unsigned>(kDefault)));
@@ -307,7 +307,7 @@ TEST_F(AclExchange, TraceShowsWhatIsReported) {
 }
 
 TEST_F(AclExchange, AFailedReportKeepsTheBytesBeforeIt) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   ACLList acls;
   acls.push_back(std::make_unique<ACL>(path, kAccess));
   static decltype(ACLUtil::acl_get_tag_type) realTag;

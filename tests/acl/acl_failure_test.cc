@@ -12,7 +12,7 @@ using ::testing::HasSubstr;
 class AclNativeFailure : public AclNatives {};
 
 TEST_F(AclNativeFailure, NullArguments) {
-  const std::string path = file("f", 0644);
+  const std::string path = makeFile("f", 0644);
   jbyteArray spec = javaBytes(specOf({{kAccess, kUserObj, 0, 0}}));
   const JavaError null = errorFor(EINVAL, "null argument");
   const std::string nullLine = "debug @handle_error:# Invalid argument: null argument";
@@ -38,7 +38,7 @@ TEST_F(AclNativeFailure, NullArguments) {
 }
 
 TEST_F(AclNativeFailure, SetStopsAtTheFirstFailureAndKeepsWhatItWrote) {
-  const std::string path = directory("d", 0700);
+  const std::string path = makeDirectory("d", 0700);
   const std::vector<AclRecord> twice = {{kDefault, kUser, 5, 1}, {kDefault, kUser, 5, 1}};
   std::vector<AclRecord> records = {{kAccess, kOther, 0, 7}};
   records.insert(records.end(), twice.begin(), twice.end());
@@ -57,7 +57,7 @@ TEST_F(AclNativeFailure, SetStopsAtTheFirstFailureAndKeepsWhatItWrote) {
 }
 
 TEST_F(AclNativeFailure, ARejectedAclIsReportedWhole) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   logger2::currentLevel = LOG_DEBUG;
   set(path, {{kAccess, kUserObj, 0, 7}, {kAccess, kUserObj, 0, 6}, {kAccess, kOther, 0, 4}});
   const std::string message =
@@ -70,7 +70,7 @@ TEST_F(AclNativeFailure, ARejectedAclIsReportedWhole) {
 }
 
 TEST_F(AclNativeFailure, ADefaultAclOfAFileIsDenied) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   logger2::currentLevel = LOG_DEBUG;
   for (const SpecNative native : {NATIVE(setAcl), NATIVE(modifyAclEntries)}) {
     call(native, path, specOf({{kDefault, kUser, 5, 4}}));
@@ -95,7 +95,7 @@ TEST_F(AclNativeFailure, AMissingPath) {
 }
 
 TEST_F(AclNativeFailure, RemoveDoesNotCompleteWhatItTookAway) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   logger2::currentLevel = LOG_WARN;
   remove(path, {{kAccess, kUserObj, 0, 0}});
   expectError(EINVAL,
@@ -104,7 +104,7 @@ TEST_F(AclNativeFailure, RemoveDoesNotCompleteWhatItTookAway) {
 }
 
 TEST_F(AclNativeFailure, RemoveAclGoesOnToTheDefaultAclAfterAFailure) {
-  const std::string path = directory("d", 0750);
+  const std::string path = makeDirectory("d", 0750);
   setfacl("d:u:5:rwx", path);
   {
     logger2::currentLevel = LOG_WARN;
@@ -119,7 +119,7 @@ TEST_F(AclNativeFailure, RemoveAclGoesOnToTheDefaultAclAfterAFailure) {
 }
 
 TEST_F(AclNativeFailure, RemoveAclWhoseHalvesBothFailRaisesTheFirst) {
-  const std::string path = directory("d", 0750);
+  const std::string path = makeDirectory("d", 0750);
   logger2::currentLevel = LOG_DEBUG;
   const Override read(ACLUtil::acl_get_file, [](const char*, acl_type_t) -> acl_t {
     errno = EIO;
@@ -139,7 +139,7 @@ TEST_F(AclNativeFailure, RemoveAclWhoseHalvesBothFailRaisesTheFirst) {
 }
 
 TEST_F(AclNativeFailure, SpecificationsThatAreWrongAreNamed) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   logger2::currentLevel = LOG_DEBUG;
   for (const SpecNative native : kSpecNatives) {
     call(native, path, specOf({{kAccess, kUser, 5, 7}, {5, kUser, 5, 7}}));
@@ -156,7 +156,7 @@ TEST_F(AclNativeFailure, SpecificationsThatAreWrongAreNamed) {
 }
 
 TEST_F(AclNativeFailure, WrongSpecificationsNeverChangeTheFile) {
-  const std::string path = directory("d", 0751);
+  const std::string path = makeDirectory("d", 0751);
   setfacl("u:5:rwx,g:6:r,m::r,d:u:7:rwx", path);
   logger2::currentLevel = LOG_OFF;
   const std::string before = getfacl(path);
@@ -192,7 +192,7 @@ TEST_F(AclNativeFailure, WrongSpecificationsNeverChangeTheFile) {
 }
 
 TEST_F(AclNativeFailure, AMebibyteOfEntriesIsRefusedByTheFileSystem) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   logger2::currentLevel = LOG_WARN;
   std::vector<AclRecord> records;
   for (unsigned id = 1 << 16; id > 0; --id) records.push_back({kAccess, kUser, id, 5});
@@ -202,7 +202,7 @@ TEST_F(AclNativeFailure, AMebibyteOfEntriesIsRefusedByTheFileSystem) {
 }
 
 TEST_F(AclNativeFailure, ALoggerThatThrowsReachesJava) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   letLoggerThrow("no log");
   set(path, {{kAccess, kUser, 5, 4}});
   EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "no log"}));

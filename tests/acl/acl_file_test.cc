@@ -20,8 +20,8 @@ using ::testing::IsEmpty;
 class AclFile : public AclTest {};
 
 TEST_F(AclFile, GetFileBindsAnew) {
-  const std::string first = file("first", 0700);
-  const std::string second = file("second", 0070);
+  const std::string first = makeFile("first", 0700);
+  const std::string second = makeFile("second", 0070);
   ACL acl(first, kAccess);
   acl.get_file(second);
   EXPECT_EQ(acl.dump(), second + "\nuser_obj::---\ngroup_obj::rwx\nother::---\n");
@@ -41,7 +41,7 @@ TEST_F(AclFile, AMissingPathIsReportedWithItsNumber) {
 }
 
 TEST_F(AclFile, ADefaultAclThatIsDeniedIsEmpty) {
-  const std::string path = file("plain");
+  const std::string path = makeFile("plain");
   ACL ofFile(path, kDefault);  // libacl's answer for what is no directory is EACCES
   EXPECT_EQ(ofFile.dump(), path + "\n");
   EXPECT_THAT(takeLog(), IsEmpty());
@@ -54,7 +54,7 @@ std::vector<gid_t> groupsOfThread() {
 }
 
 TEST_F(AclFile, ADirectoryThatTheCallerMayNotReach) {
-  const std::string path = directory("closed/inner");
+  const std::string path = makeDirectory("closed/inner");
   setfacl("d:u:1001:rwx", path);
   const std::vector<gid_t> groupsBefore = groupsOfThread();
   if (isRoot()) {
@@ -83,7 +83,7 @@ TEST_F(AclFile, ADirectoryThatTheCallerMayNotReach) {
 }
 
 TEST_F(AclFile, AnyOtherFailureOfADefaultAclIsAnError) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   const Override failing(ACLUtil::acl_get_file, [](const char*, acl_type_t) -> acl_t {
     errno = EIO;
     return nullptr;
@@ -108,7 +108,7 @@ TEST_F(AclFile, AFileSystemWithoutAclsSaysNotSupported) {
 
 TEST_F(AclFile, AMountWithoutAclsSaysNotSupported) {
   if (std::getenv("ZORF_MAY_MOUNT") == nullptr) GTEST_SKIP() << "may not mount";
-  const std::string folder = directory("mounted");
+  const std::string folder = makeDirectory("mounted");
   ASSERT_EQ(mount("none", folder.c_str(), "ramfs", 0, nullptr), 0);
   const std::string path = folder + "/f";
   std::ofstream{path} << "f";
@@ -123,8 +123,8 @@ TEST_F(AclFile, AMountWithoutAclsSaysNotSupported) {
 }
 
 TEST_F(AclFile, SetFileWritesToThePathOfItsArgument) {
-  const std::string source = file("source", 0750);
-  const std::string target = file("target", 0600);
+  const std::string source = makeFile("source", 0750);
+  const std::string target = makeFile("target", 0600);
   ACL acl(source, kAccess);
   EXPECT_TRUE(acl.set_file(target, false));
   EXPECT_EQ(getfacl(target), "user::rwx,group::r-x,other::---");
@@ -132,7 +132,7 @@ TEST_F(AclFile, SetFileWritesToThePathOfItsArgument) {
 }
 
 TEST_F(AclFile, AFailedWriteIsReportedWithTheWrittenPath) {
-  const std::string source = file("source");
+  const std::string source = makeFile("source");
   const std::string target = at("missing");
   ACL acl(source, kAccess);
   expectThrows(target, ENOENT, [&] { acl.set_file(target, false); });
@@ -140,7 +140,7 @@ TEST_F(AclFile, AFailedWriteIsReportedWithTheWrittenPath) {
 }
 
 TEST_F(AclFile, AnEmptyDefaultAclIsValidAndRemovesTheDirectorysOne) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   setfacl("d:u:1001:rwx", path);
   ACL none(kDefault);
   EXPECT_EQ(none.valid(), 0);
@@ -151,7 +151,7 @@ TEST_F(AclFile, AnEmptyDefaultAclIsValidAndRemovesTheDirectorysOne) {
 }
 
 TEST_F(AclFile, AnEmptyAccessAclIsMalformed) {
-  const std::string path = file("f");
+  const std::string path = makeFile("f");
   ACL none(kAccess);
   const std::string message = ": Malformed access ACL \"\": Missing or wrong entry";
   expectThrows(message, EINVAL, [&] { none.set_file(path, true); });
@@ -160,7 +160,7 @@ TEST_F(AclFile, AnEmptyAccessAclIsMalformed) {
 }
 
 TEST_F(AclFile, TheMalformedMessageIsWhole) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   ACL acl(path, kAccess);
   addEntry(acl, kUser, 424242, 5);
   const std::string message = path +
@@ -189,7 +189,7 @@ TEST_F(AclFile, ADefaultAclIsCalledAccessToo) {
 }
 
 TEST_F(AclFile, ACheckThatFailsItself) {
-  ACL acl(file("f", 0600), kAccess);
+  ACL acl(makeFile("f", 0600), kAccess);
   const std::string dump = acl.dump();
   const Override failing(ACLUtil::acl_check, [](acl_t, int*) {
     errno = EIO;
@@ -201,7 +201,7 @@ TEST_F(AclFile, ACheckThatFailsItself) {
 }
 
 TEST_F(AclFile, TheLargestIdsAreWritten) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   setfacl("u:0:r,g:4294967294:w", path);
   ACL acl(path, kAccess);
   EXPECT_EQ(entriesOf(acl),

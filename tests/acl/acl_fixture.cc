@@ -1,24 +1,15 @@
 #include "acl/acl_fixture.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/fsuid.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <utility>
 
-#include "support/open_files.h"
-
-namespace fs = std::filesystem;
+#include "support/commands.h"
 
 namespace {
 
@@ -125,112 +116,42 @@ std::string entriesOf(ACL& acl) {
   return text;
 }
 
-CommandResult runCommand(const std::vector<std::string>& words, const std::string& input) {
-  int in[2];
-  int out[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return {-1, "no pipe"};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, in[0], 0);
-  posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-  posix_spawn_file_actions_adddup2(&actions, out[1], 2);
-  std::vector<char*> argv;
-  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
-  argv.push_back(nullptr);
-  pid_t pid = -1;
-  const int failed = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(in[0]);
-  close(out[1]);
-  CommandResult result;
-  if (failed != 0) {
-    result.output = std::strerror(failed);
-  } else {
-    // Inputs are small: they fit the pipe.
-    if (write(in[1], input.data(), input.size()) < 0) result.output = "no input";
-    close(std::exchange(in[1], -1));
-    char buffer[4096];
-    ssize_t n = 0;
-    while ((n = read(out[0], buffer, sizeof buffer)) > 0) {
-      result.output.append(buffer, static_cast<std::size_t>(n));
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
-  }
-  if (in[1] >= 0) close(in[1]);
-  close(out[0]);
-  return result;
-}
-
 std::string getfacl(const std::string& path) {
-  CommandResult result = runCommand({"getfacl", "-nEcp", path});
-  if (result.status != 0) return "getfacl: " + result.output;
-  std::string text = result.output;
+  std::string text = outputOf({"getfacl", "-nEcp", path});
   while (!text.empty() && text.back() == '\n') text.pop_back();
   std::replace(text.begin(), text.end(), '\n', ',');
   return text;
 }
 
 void setfacl(const std::string& spec, const std::string& path) {
-  const CommandResult result = runCommand({"setfacl", "-m", spec, path});
-  ASSERT_EQ(result.status, 0) << result.output;
+  outputOf({"setfacl", "-m", spec, path});
 }
 
 ClosedDirectory::ClosedDirectory(std::string path) : path_(std::move(path)) {
   EXPECT_EQ(chmod(path_.c_str(), 0), 0);
-  gid_ = static_cast<unsigned>(setfsgid(65534));
-  uid_ = static_cast<unsigned>(setfsuid(65534));
+  nobody_.emplace(65534, 65534);
 }
 
 ClosedDirectory::~ClosedDirectory() {
-  setfsuid(uid_);
-  setfsgid(gid_);
+  nobody_.reset();
   EXPECT_EQ(chmod(path_.c_str(), 0700), 0);
 }
 
 void AclTest::SetUp() {
-  JvmTest::SetUp();
+  FilesTest::SetUp();
   ASSERT_NE(ACLUtil::libacl_handle, nullptr) << "libacl.so.1 is needed here";
-  std::string pattern = (fs::temp_directory_path() / "zorf-acl-XXXXXX").string();
-  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-  root_ = pattern;
-  ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
-  identity_ = threadIdentity();
   watchLibacl();
+  watching_ = true;
 }
 
 void AclTest::TearDown() {
-  if (!root_.empty()) {
+  if (watching_) {
     const auto lost = std::count_if(live.begin(), live.end(),
                                     [](const auto& place) { return place.load() != nullptr; });
     EXPECT_EQ(lost, 0) << "objects of libacl not freed";
     unwatchLibacl();
-    EXPECT_THAT(openFilesBelow(root_), ::testing::IsEmpty());
-    EXPECT_EQ(threadIdentity(), identity_);
-    // Tests leave directories that their owner may not list.
-    for (const auto& entry : fs::directory_iterator(root_)) {
-      if (entry.is_directory()) fs::permissions(entry.path(), fs::perms::owner_all);
-    }
-    std::error_code failed;
-    fs::remove_all(root_, failed);
-    EXPECT_FALSE(failed) << failed.message();
   }
-  JvmTest::TearDown();
-}
-
-std::string AclTest::file(const std::string& name, unsigned mode) {
-  const std::string path = at(name);
-  std::ofstream{path} << name;
-  EXPECT_EQ(chmod(path.c_str(), mode), 0);
-  return path;
-}
-
-std::string AclTest::directory(const std::string& name, unsigned mode) {
-  const std::string path = at(name);
-  fs::create_directories(path);
-  EXPECT_EQ(chmod(path.c_str(), mode), 0);
-  return path;
+  FilesTest::TearDown();
 }
 
 bool AclTest::isRoot() {

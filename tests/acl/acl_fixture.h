@@ -1,7 +1,8 @@
-// What the ACL tests share: a directory of their own, the acl(5) tools to compare with, the byte
+// What the ACL tests share: the acl(5) tools to compare with, the byte
 // records that cross to Java, and a watch on every object libacl gives out.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -9,9 +10,8 @@
 
 #include "acl/acl.h"
 #include "base/ioexception.h"
+#include "support/files.h"
 #include "support/java_values.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
 
 constexpr int kAccess = 0x8000;
 constexpr int kDefault = 0x4000;
@@ -41,14 +41,6 @@ std::string specOf(const std::vector<AclRecord>& records);
 ACL::Entry addEntry(ACL& acl, int tag, unsigned id, int perm);
 // The entries' dumps, joined with commas.
 std::string entriesOf(ACL& acl);
-
-struct CommandResult {
-  int status = -1;  // exit status, or -1 when killed
-  std::string output;
-};
-// Runs a program (searched on the path) with `input` on its standard input. Without a fork of this
-// process, which is a whole JVM.
-CommandResult runCommand(const std::vector<std::string>& words, const std::string& input = "");
 
 // "user::rw-,user:1001:r--,..." and, for a directory, the default entries as "default:user::...".
 std::string getfacl(const std::string& path);
@@ -80,20 +72,14 @@ class ClosedDirectory {
 
  private:
   std::string path_;
-  unsigned gid_;
-  unsigned uid_;
+  std::optional<AsUser> nobody_;
 };
 
-// Afterwards: no descriptor more than before, the thread's identity as before, everything libacl
-// allocated freed exactly once.
-class AclTest : public JvmTest {
+// Afterwards everything that libacl allocated is freed, exactly once.
+class AclTest : public FilesTest {
  protected:
   void SetUp() override;
   void TearDown() override;
-
-  std::string file(const std::string& name, unsigned mode = 0644);
-  std::string directory(const std::string& name, unsigned mode = 0755);
-  std::string at(const std::string& name) const { return root_ + "/" + name; }
 
   static bool isRoot();
   // Expects `step` to throw the native IOException.
@@ -111,6 +97,5 @@ class AclTest : public JvmTest {
   std::vector<std::string> logAt(LOG_LEVEL level);
 
  private:
-  std::string root_;
-  ThreadIdentity identity_;
+  bool watching_ = false;
 };

@@ -17,7 +17,7 @@ class AclMemory : public AclNatives {
  protected:
   void SetUp() override {
     AclNatives::SetUp();
-    path_ = directory("d", 0750);
+    path_ = makeDirectory("d", 0750);
     setfacl("u:5:rwx,d:u:6:rwx", path_);
     before_ = getfacl(path_);
     raw_ = rawStatus(path_);

@@ -25,7 +25,7 @@ TEST_F(AclModel, AnAclOfATypeIsEmptyAndBoundToNoFile) {
 }
 
 TEST_F(AclModel, AFileOfMode640DumpsItsThreeEntries) {
-  const std::string path = file("plain", 0640);
+  const std::string path = makeFile("plain", 0640);
   ACL acl(path, kAccess);
   EXPECT_EQ(acl.dump(), path + "\nuser_obj::rw-\ngroup_obj::r--\nother::---\n");
   EXPECT_EQ(acl.size(), 3u);
@@ -34,7 +34,7 @@ TEST_F(AclModel, AFileOfMode640DumpsItsThreeEntries) {
 }
 
 TEST_F(AclModel, ADefaultAclDumpsWithItsPrefix) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   setfacl("d:u::rwx,d:g::r-x,d:o::---,d:u:1001:rw-,d:g:7:-wx,d:m::r--", path);
   ACL acl(path, kDefault);
   EXPECT_EQ(acl.dump(), path +
@@ -48,7 +48,7 @@ TEST_F(AclModel, ADefaultAclDumpsWithItsPrefix) {
 }
 
 TEST_F(AclModel, AnUnknownTypeIsRefused) {
-  const std::string path = file("f");
+  const std::string path = makeFile("f");
   for (const unsigned type : {7u, 0u, 0xC000u, 0xFFFFFFFFu}) {
     const std::string message = "Unknown type: " + std::to_string(type);
     expectThrows(message, 0, [&] { ACL acl(type); });
@@ -174,7 +174,7 @@ TEST_F(AclModel, CmpOfTwoUndefinedEntriesFailsAtTheQualifier) {
 }
 
 TEST_F(AclModel, IteratorsWalkInBothForms) {
-  ACL acl(file("f", 0751), kAccess);
+  ACL acl(makeFile("f", 0751), kAccess);
   ACL::iterator it = acl.begin();
   const ACL::iterator first = it++;
   EXPECT_EQ(ACL::iterator(first).dump(), "user_obj::rwx");
@@ -221,7 +221,7 @@ TEST_F(AclModel, AnEntryOfANullSourceIsTheEnd) {
 }
 
 TEST_F(AclModel, AssignmentSwapsTheHandlesOnly) {
-  const std::string path = file("f", 0700);
+  const std::string path = makeFile("f", 0700);
   ACL bound(path, kAccess);
   ACL loose(kDefault);
   addEntry(loose, kUser, 5, 1);
@@ -250,7 +250,7 @@ TEST_F(AclModel, TextMakesTheRoundTrip) {
   EXPECT_EQ(back.dump(), "nil\ndefault:user_obj::rwx\ndefault:user:424242:r-x\n");
   EXPECT_EQ(back.type(), 0x4000u);
 
-  ACL rebound(file("f"), kAccess);
+  ACL rebound(makeFile("f"), kAccess);
   rebound.from_text(text.c_str());
   EXPECT_EQ(rebound.path(), "");
   EXPECT_EQ(rebound.type(), 0x4000u);
@@ -281,7 +281,7 @@ class AclAccessorFailure : public AclModel {
  protected:
   void SetUp() override {
     AclModel::SetUp();
-    path_ = file("f");
+    path_ = makeFile("f");
   }
   template <class Step>
   void expectReported(int number, const std::string& function, Step step) {

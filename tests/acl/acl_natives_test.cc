@@ -11,7 +11,7 @@ using ::testing::IsEmpty;
 class AclNativeChange : public AclNatives {};
 
 TEST_F(AclNativeChange, SetWithANamedUserAloneCompletesTheAcl) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   set(path, {{kAccess, kUser, 1001, 5}});
   expectNoError();
   EXPECT_THAT(takeLogWithoutLines(), ElementsAre("trace @convert:# aclspec entry size: 1",
@@ -20,7 +20,7 @@ TEST_F(AclNativeChange, SetWithANamedUserAloneCompletesTheAcl) {
 }
 
 TEST_F(AclNativeChange, SetReplacesWhatWasThere) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   setfacl("u:5:rwx,g:6:rwx", path);
   set(path, {{kAccess, kUserObj, 0, 7}, {kAccess, kGroupObj, 0, 0}, {kAccess, kOther, 0, 1}});
   expectNoError();
@@ -28,14 +28,14 @@ TEST_F(AclNativeChange, SetReplacesWhatWasThere) {
 }
 
 TEST_F(AclNativeChange, SetKeepsTheSentMask) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   set(path, {{kAccess, kUser, 1001, 7}, {kAccess, kMask, 0, 1}});
   expectNoError();
   EXPECT_EQ(getfacl(path), "user::rw-,user:1001:rwx,group::r--,mask::--x,other::---");
 }
 
 TEST_F(AclNativeChange, SetWithoutDefaultRecordsLeavesTheDefaultAcl) {
-  const std::string path = directory("d", 0750);
+  const std::string path = makeDirectory("d", 0750);
   setfacl("d:u::rwx,d:g::-,d:o::-", path);
   set(path, {{kAccess, kUser, 1001, 4}});
   set(path, {});
@@ -46,7 +46,7 @@ TEST_F(AclNativeChange, SetWithoutDefaultRecordsLeavesTheDefaultAcl) {
 }
 
 TEST_F(AclNativeChange, SetCompletesADefaultAclFromTheAccessAcl) {
-  const std::string path = directory("d", 0754);
+  const std::string path = makeDirectory("d", 0754);
   set(path, {{kDefault, kGroup, 7, 2}});
   expectNoError();
   EXPECT_EQ(getfacl(path),
@@ -55,13 +55,13 @@ TEST_F(AclNativeChange, SetCompletesADefaultAclFromTheAccessAcl) {
 }
 
 TEST_F(AclNativeChange, SetWritesTheScopesInTheOrderTheyCame) {
-  const std::string accessFirst = directory("a", 0700);
+  const std::string accessFirst = makeDirectory("a", 0700);
   set(accessFirst, {{kAccess, kOther, 0, 7}, {kDefault, kUser, 5, 1}});
   expectNoError();
   EXPECT_EQ(getfacl(accessFirst),
             "user::rwx,group::---,other::rwx,default:user::rwx,default:user:5:--x,"
             "default:group::---,default:mask::--x,default:other::rwx");
-  const std::string defaultFirst = directory("b", 0700);
+  const std::string defaultFirst = makeDirectory("b", 0700);
   set(defaultFirst, {{kDefault, kUser, 5, 1}, {kAccess, kOther, 0, 7}});
   expectNoError();
   EXPECT_EQ(getfacl(defaultFirst),
@@ -70,7 +70,7 @@ TEST_F(AclNativeChange, SetWritesTheScopesInTheOrderTheyCame) {
 }
 
 TEST_F(AclNativeChange, ModifyMergesAndComputesTheMaskAnew) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   setfacl("u:5:rwx,m::r--", path);
   modify(path, {{kAccess, kUser, 5, 4}, {kAccess, kGroup, 6, 1}});
   expectNoError();
@@ -81,7 +81,7 @@ TEST_F(AclNativeChange, ModifyMergesAndComputesTheMaskAnew) {
 }
 
 TEST_F(AclNativeChange, ModifyCreatesADefaultAcl) {
-  const std::string path = directory("d", 0754);
+  const std::string path = makeDirectory("d", 0754);
   modify(path, {{kDefault, kUser, 5, 7}});
   expectNoError();
   EXPECT_EQ(getfacl(path),
@@ -98,7 +98,7 @@ TEST_F(AclNativeChange, ModifyWithNothingTouchesNothing) {
 }
 
 TEST_F(AclNativeChange, RemoveOfTheOnlyNamedEntryLeavesTheMask) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   setfacl("u:5:rwx,m::r-x", path);
   remove(path, {{kAccess, kUser, 5, 0}});
   expectNoError();
@@ -106,14 +106,14 @@ TEST_F(AclNativeChange, RemoveOfTheOnlyNamedEntryLeavesTheMask) {
 }
 
 TEST_F(AclNativeChange, RemoveOfAnAbsentEntryIsNoError) {
-  const std::string path = file("f", 0640);
+  const std::string path = makeFile("f", 0640);
   remove(path, {{kAccess, kUser, 5, 0}, {kAccess, kMask, 0, 0}});
   expectNoError();
   EXPECT_EQ(getfacl(path), "user::rw-,group::r--,other::---");
 }
 
 TEST_F(AclNativeChange, RemoveOfEveryDefaultEntryRemovesTheDefaultAcl) {
-  const std::string path = directory("d", 0700);
+  const std::string path = makeDirectory("d", 0700);
   setfacl("d:u::rwx,d:g::-,d:o::-", path);
   remove(path, {{kDefault, kUserObj, 0, 0}, {kDefault, kGroupObj, 0, 0}, {kDefault, kOther, 0, 0}});
   expectNoError();
@@ -121,7 +121,7 @@ TEST_F(AclNativeChange, RemoveOfEveryDefaultEntryRemovesTheDefaultAcl) {
 }
 
 TEST_F(AclNativeChange, RemoveDefaultAclNeedsTheFlag) {
-  const std::string path = directory("d", 0700);
+  const std::string path = makeDirectory("d", 0700);
   setfacl("d:u::rwx,d:g::-,d:o::-", path);
   const std::string before = getfacl(path);
   NATIVE(removeDefaultAcl)(env, nullptr, javaString(path), JNI_FALSE);
@@ -141,7 +141,7 @@ TEST_F(AclNativeChange, RemoveDefaultAclNeedsTheFlag) {
 }
 
 TEST_F(AclNativeChange, RemoveAclLeavesTheBaseEntries) {
-  const std::string path = directory("d", 0750);
+  const std::string path = makeDirectory("d", 0750);
   setfacl("u:5:rwx,g:6:r,d:u:5:rwx", path);
   const std::string full = getfacl(path);
   NATIVE(removeAcl)(env, nullptr, javaString(path), JNI_FALSE);
@@ -153,7 +153,7 @@ TEST_F(AclNativeChange, RemoveAclLeavesTheBaseEntries) {
 }
 
 TEST_F(AclNativeChange, IdsAtBothEnds) {
-  const std::string path = file("f", 0600);
+  const std::string path = makeFile("f", 0600);
   set(path, {{kAccess, kUser, 0, 4}, {kAccess, kGroup, 4294967294u, 2}});
   expectNoError();
   EXPECT_EQ(getfacl(path),

@@ -15,7 +15,7 @@ const std::vector<AclRecord> kBase644 = {
 class AclStatus : public AclNatives {};
 
 TEST_F(AclStatus, StatusOfAPlainFile) {
-  const std::string path = file("f", 0644);
+  const std::string path = makeFile("f", 0644);
   const auto report = status(path, rawStatus(path));
   ASSERT_TRUE(report);
   EXPECT_EQ(report->size(), 36u);
@@ -27,7 +27,7 @@ TEST_F(AclStatus, StatusOfAPlainFile) {
 }
 
 TEST_F(AclStatus, StatusOfADirectoryHasTheDefaultRecordsLast) {
-  const std::string path = directory("d", 0750);
+  const std::string path = makeDirectory("d", 0750);
   setfacl("u:0:r,d:u::rwx,d:g::r-x,d:o::---,d:g:4294967294:w,d:m::rwx", path);
   EXPECT_EQ(status(path, rawStatus(path)), reportOf({{kAccess, kUserObj, 0, 7},
                                                      {kAccess, kUser, 0, 4},
@@ -42,25 +42,25 @@ TEST_F(AclStatus, StatusOfADirectoryHasTheDefaultRecordsLast) {
 }
 
 TEST_F(AclStatus, StatusOfADirectoryWithoutDefaultAcl) {
-  const std::string path = directory("d", 0644);
+  const std::string path = makeDirectory("d", 0644);
   EXPECT_EQ(status(path, rawStatus(path)), reportOf(kBase644));
 }
 
 TEST_F(AclStatus, StatusBelievesTheRecordAboutTheKindOfFile) {
-  const std::string folder = directory("d", 0644);
+  const std::string folder = makeDirectory("d", 0644);
   setfacl("d:u::rwx,d:g::-,d:o::-", folder);
-  const std::string plain = file("f", 0644);
+  const std::string plain = makeFile("f", 0644);
   EXPECT_EQ(status(folder, rawStatus(plain)), reportOf(kBase644));
   EXPECT_EQ(status(plain, rawStatus(folder)), reportOf(kBase644));
 }
 
 TEST_F(AclStatus, StatusReadsNoMoreThanTheRecord) {
-  const std::string path = file("f", 0644);
+  const std::string path = makeFile("f", 0644);
   EXPECT_EQ(status(path, rawStatus(path) + "and more"), reportOf(kBase644));
 }
 
 TEST_F(AclStatus, StatusWithoutARecordStatsThePath) {
-  const std::string folder = directory("d", 0644);
+  const std::string folder = makeDirectory("d", 0644);
   setfacl("d:u::rwx,d:g::-,d:o::-", folder);
   jbyteArray report = NATIVE(getAclStatus)(env, nullptr, javaString(folder), nullptr);
   ASSERT_NE(report, nullptr);
@@ -71,7 +71,7 @@ TEST_F(AclStatus, StatusWithoutARecordStatsThePath) {
 }
 
 TEST_F(AclStatus, AShortRecordIsTheVirtualMachinesError) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   for (const std::size_t size : {0u, 1u, 143u}) {
     EXPECT_EQ(status(path, std::string(size, 'x')), std::nullopt);
     const auto error = takeJavaError();
@@ -99,7 +99,7 @@ TEST_F(AclStatus, StatusOfAMissingPathIsDiagnosed) {
 }
 
 TEST_F(AclStatus, StatusOfWhatTheCallerMayNotReach) {
-  const std::string path = directory("closed/inner");
+  const std::string path = makeDirectory("closed/inner");
   const std::string raw = rawStatus(path);
   logger2::currentLevel = LOG_WARN;
   const ClosedDirectory closed(at("closed"));
@@ -110,7 +110,7 @@ TEST_F(AclStatus, StatusOfWhatTheCallerMayNotReach) {
 }
 
 TEST_F(AclStatus, StatusWhoseDefaultAclFails) {
-  const std::string path = directory("d");
+  const std::string path = makeDirectory("d");
   static decltype(ACLUtil::acl_get_file) realGet;
   realGet = ACLUtil::acl_get_file;
   const Override failing(ACLUtil::acl_get_file, [](const char* name, acl_type_t type) -> acl_t {

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "acl/natives_fixture.h"
+#include "support/commands.h"
 
 namespace {
 
@@ -290,8 +291,8 @@ TEST_F(AclTwin, NativesSetfaclAndModelAgree) {
   RecordProperty("seed", std::to_string(seed));
   logger2::currentLevel = LOG_OFF;
   Random random(seed);
-  const std::string paths[] = {file("file", 0640), directory("folder", 0751)};
-  const std::string twins[] = {file("file-twin", 0640), directory("folder-twin", 0751)};
+  const std::string paths[] = {makeFile("file", 0640), makeDirectory("folder", 0751)};
+  const std::string twins[] = {makeFile("file-twin", 0640), makeDirectory("folder-twin", 0751)};
   Model models[] = {Model(false, 0640), Model(true, 0751)};
   int compared = 0;
   int failed = 0;

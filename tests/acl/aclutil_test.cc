@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "acl/acl_fixture.h"
+#include "support/commands.h"
 #include "zorf_native.h"
 
 namespace {

@@ -126,7 +126,7 @@ TEST_F(BlockLocationsNative, ClientIsAskedAsRoot) {
   const std::string path = file("data", 100);
   client.blockInfo(2, {1});
   client.blockLocations(1, 1, 4096, {5, 0});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_NE(ask(path, 0, 100), "");
   ASSERT_EQ(client.calls().size(), 2u);
   for (const ScriptedCall& call : client.calls()) {
@@ -142,7 +142,7 @@ TEST_F(BlockLocationsNative, UnreadableFileStillHasLocations) {
   globalBlkCmd = GET_BLK_SHARED;
   const std::string path = file("secret", 100, 0600);
   client.blockInfo(2, {1});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_NE(ask(path, 0, 100), "");
 }
 
@@ -150,7 +150,7 @@ TEST_F(BlockLocationsNative, StatusIsTakenAsTheCaller) {
   NEEDS_ROOT();
   ASSERT_EQ(mkdir(at("closed").c_str(), 0700), 0);
   const std::string path = file("closed/data", 100);
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_EQ(ask(path, 0, 100), "");
   EXPECT_EQ(lastError, errorFor(EACCES, path));
   const std::vector<std::string> lines = takeLog();
@@ -165,7 +165,7 @@ TEST_F(BlockLocationsNative, StatusOfTheCallerOpensClosedDirectoriesToo) {
   const std::string path = file("closed/data", 100);
   jbyteArray status = javaBytes(bytesOfStatus(statOf(path)));
   client.blockInfo(2, {1});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_NE(ask(path, 0, 100, status), "");
 }
 
@@ -363,7 +363,7 @@ TEST_F(BlockSizeNative, CallersIdentityIsKept) {
   const std::string open = file("data", 100);
   const std::string secret = file("secret", 100, 0600);
   client.blockInfo(2, {1});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_GT(ask(open), 0);
   EXPECT_EQ(client.calls().at(0).fsuid, 4321u);
   EXPECT_EQ(client.calls().at(0).fsgid, 4321u);

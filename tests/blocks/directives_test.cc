@@ -128,22 +128,27 @@ TEST(Directives, WrittenFactorIsReadBackAsTheSame) {
 
 // --- setReplication from Java ---
 
-class SetReplication : public BlockNativesTest {
+// Of a native that tells by its result whether it raised something.
+class DirectiveTest : public BlockNativesTest {
  protected:
-  bool set(const std::string& path, jshort replicas, bool restripe) {
-    return taken(setReplicationNative(env, nullptr, javaString(path), replicas, restripe));
-  }
   bool taken(jboolean result) {
     const auto error = takeJavaError();
     EXPECT_EQ(result == JNI_FALSE, error.has_value());
     if (error) lastError = *error;
     return result != JNI_FALSE;
   }
+
+  JavaError lastError;
+};
+
+class SetReplication : public DirectiveTest {
+ protected:
+  bool set(const std::string& path, jshort replicas, bool restripe) {
+    return taken(setReplicationNative(env, nullptr, javaString(path), replicas, restripe));
+  }
   static std::string line(const std::string& level, const std::string& text) {
     return BlockNativesTest::line(level, "setReplication", text);
   }
-
-  JavaError lastError;
 };
 
 TEST_F(SetReplication, WithoutRestripeSetsTheDirectiveOnly) {
@@ -215,7 +220,7 @@ TEST_F(SetReplication, CallersIdentityIsKept) {
   const std::string path = file("data", 100);
   const std::string secret = file("secret", 100, 0600);
   client.reply({});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_TRUE(set(path, 2, false));
   EXPECT_EQ(client.calls()[0].fsuid, 4321u);
   EXPECT_EQ(client.calls()[0].fsgid, 4321u);
@@ -259,22 +264,14 @@ TEST_F(SetReplication, TraceLineNeedsTrace) {
 
 // --- setBGF from Java ---
 
-class SetBGF : public BlockNativesTest {
+class SetBGF : public DirectiveTest {
  protected:
   bool set(const std::string& path, jint factor) {
     return taken(setBGFNative(env, nullptr, javaString(path), factor));
   }
-  bool taken(jboolean result) {
-    const auto error = takeJavaError();
-    EXPECT_EQ(result == JNI_FALSE, error.has_value());
-    if (error) lastError = *error;
-    return result != JNI_FALSE;
-  }
   static std::string line(const std::string& level, const std::string& text) {
     return BlockNativesTest::line(level, "setBGF", text);
   }
-
-  JavaError lastError;
 };
 
 TEST_F(SetBGF, FactorsFrom1To1024AreWritten) {
@@ -334,7 +331,7 @@ TEST_F(SetBGF, CallersIdentityIsKept) {
   const std::string path = file("data", 100);
   const std::string secret = file("secret", 100, 0600);
   client.reply({});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_TRUE(set(path, 4));
   EXPECT_EQ(client.calls()[0].fsuid, 4321u);
   EXPECT_FALSE(set(secret, 4));

@@ -180,7 +180,7 @@ TEST_F(LocatedStatus, LocationsAreAskedForAsTheCaller) {
   const std::string path = file("data", 100);
   client.blockInfo(3, {2});
   client.blockInfo(3, {2});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_NE(ask(path, {.location = true}), "");
   EXPECT_EQ(client.calls().at(0).fsuid, 4321u);
   EXPECT_EQ(client.calls().at(0).fsgid, 4321u);
@@ -196,7 +196,7 @@ TEST_F(LocatedStatus, UnreadableFileFailsOnlyWhenLocationsAreNeeded) {
   globalBlkCmd = GET_BLK_SHARED;
   const std::string path = file("secret", 100, 0600);
   client.blockInfo(3, {2});
-  const ActingAs user(4321);
+  const AsUser user(4321, 4321);
   EXPECT_EQ(ask(path, {.location = true}), "");
   EXPECT_EQ(lastError, errorFor(EACCES, ""));
   EXPECT_THAT(ownLines(), ElementsAre(line("debug", path + ", 1, needLocation"),
@@ -251,7 +251,7 @@ TEST_F(LocatedStatus, LoggerThatChangesErrnoChangesNothing) {
   client.fail(ESTALE);
   const LineHook hook([](const std::string&) { errno = EDOM; });
   {
-    const ActingAs user(4321);
+    const AsUser user(4321, 4321);
     EXPECT_EQ(ask(path, {}), "");
     EXPECT_EQ(lastError, errorFor(EACCES, ""));
   }

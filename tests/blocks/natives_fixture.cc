@@ -1,15 +1,11 @@
 #include "blocks/natives_fixture.h"
 
-#include <fcntl.h>
-#include <sys/fsuid.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdarg>
-#include <filesystem>
-#include <fstream>
 
 #include "support/java_values.h"
-#include "support/open_files.h"
 
 namespace {
 
@@ -30,16 +26,6 @@ void JNICALL callHooked(JNIEnv* env, jobject object, jmethodID method, va_list a
 
 }  // namespace
 
-ActingAs::ActingAs(unsigned id) : uid_(threadIdentity().fsuid), gid_(threadIdentity().fsgid) {
-  setfsgid(id);
-  setfsuid(id);
-}
-
-ActingAs::~ActingAs() {
-  setfsuid(uid_);
-  setfsgid(gid_);
-}
-
 LineHook::LineHook(std::function<void(const std::string& text)> hook) {
   aroundLine = std::move(hook);
   realCall = jni_.real.CallVoidMethodV;
@@ -50,26 +36,9 @@ LineHook::~LineHook() {
   aroundLine = nullptr;
 }
 
-void BlockNativesTest::SetUp() {
-  JvmTest::SetUp();
-  directory_ = (std::filesystem::temp_directory_path() / "zorf-blocks-XXXXXX").string();
-  ASSERT_NE(mkdtemp(directory_.data()), nullptr);
-  ASSERT_EQ(chmod(directory_.c_str(), 0755), 0);
-  identity_ = threadIdentity();
-}
-
-void BlockNativesTest::TearDown() {
-  EXPECT_EQ(threadIdentity(), identity_) << "the native left another identity";
-  EXPECT_THAT(openFilesBelow(directory_), ::testing::IsEmpty())
-      << "the native left a descriptor open";
-  if (!directory_.empty()) std::filesystem::remove_all(directory_);
-  JvmTest::TearDown();
-}
-
-std::string BlockNativesTest::file(const std::string& name, std::uint64_t size, unsigned mode,
-                                   const std::string& content) {
-  const std::string path = at(name);
-  std::ofstream(path) << content;
+std::string BlockNativesTest::file(const std::string& name, std::uint64_t size, mode_t mode,
+                                   const std::string& content) const {
+  const std::string path = makeFile(name, 0600, content);
   EXPECT_EQ(truncate(path.c_str(), static_cast<off_t>(size)), 0);
   EXPECT_EQ(chmod(path.c_str(), mode), 0);
   return path;

@@ -18,6 +18,7 @@
 #include "blocks/fileobj.h"
 #include "blocks/natives_fixture.h"
 #include "blocks/policy.h"
+#include "support/commands.h"
 #include "support/interpose.h"
 #include "support/java_values.h"
 #include "zorf_native.h"
@@ -185,15 +186,9 @@ TEST_F(Opening, ATerminalBehindALinkIsNotTakenAsOnesOwn) {
   if (terminal < 0) GTEST_SKIP() << "there are no terminals without /dev/pts";
   close(terminal);
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  FILE* const child = popen(
-      ("setsid --wait " + self +
-       " --gtest_filter=OpeningWithoutTerminal.* --gtest_also_run_disabled_tests </dev/null 2>&1")
-          .c_str(),
-      "r");
-  ASSERT_NE(child, nullptr);
-  std::string output;
-  for (int c; (c = fgetc(child)) != EOF;) output += static_cast<char>(c);
-  EXPECT_EQ(pclose(child), 0) << output;
+  const std::string output =
+      outputOf({"setsid", "--wait", self, "--gtest_filter=OpeningWithoutTerminal.*",
+                "--gtest_also_run_disabled_tests"});
   EXPECT_THAT(output, HasSubstr("[  PASSED  ] 1 test.")) << output;
 }
 

@@ -25,7 +25,7 @@ std::string switchLine(int fromUid, int fromGid, unsigned uid, unsigned gid) {
 }
 
 TEST_F(FSAccountTest, ActsAsThoseIdsForItsLife) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     {
       const FSAccount account(1234, 5678);
@@ -38,7 +38,7 @@ TEST_F(FSAccountTest, ActsAsThoseIdsForItsLife) {
 }
 
 TEST_F(FSAccountTest, SwitchAndRestoreAreLoggedWithTwoAts) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     takeLog();
     { const FSAccount account(4294967294u, 5678); }
@@ -63,7 +63,7 @@ TEST_F(FSAccountTest, LineNamesTheObjectAndTheKernelsThread) {
 }
 
 TEST_F(FSAccountTest, NestsAndActsAsRootInside) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     const FSAccount user(1234, 5678);
     {
@@ -76,7 +76,7 @@ TEST_F(FSAccountTest, NestsAndActsAsRootInside) {
 }
 
 TEST_F(FSAccountTest, IsRestoredWhenACppExceptionPasses) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     try {
       const FSAccount account(1234, 5678);
@@ -88,7 +88,7 @@ TEST_F(FSAccountTest, IsRestoredWhenACppExceptionPasses) {
 }
 
 TEST_F(FSAccountTest, SwitchNeedsNoMemoryForItsLines) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     Hooks hooks;
     for (int nth = 1; nth < 6; ++nth) {
@@ -100,7 +100,7 @@ TEST_F(FSAccountTest, SwitchNeedsNoMemoryForItsLines) {
 }
 
 TEST_F(FSAccountTest, LoggerThatThrowsDoesNotKeepTheIdentity) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     letLoggerThrow("disk full");
     { const FSAccount account(1234, 5678); }
@@ -215,7 +215,7 @@ TEST_F(FSAccountTest, IdsAbove2To31Work) {
 }
 
 TEST_F(FSAccountTest, UnknownUserActsAsNobodyWithItsOwnNamesGroups) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     takeLog();
     Hooks hooks;

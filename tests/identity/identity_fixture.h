@@ -9,14 +9,11 @@
 #include <vector>
 
 #include "identity/scratch_users.h"
+#include "support/files.h"
 #include "support/interpose.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
 
 #define REQUIRE_SCRATCH_USERS() \
   if (!haveScratchUsers()) GTEST_SKIP() << "may not mount, for users of its own"
-#define REQUIRE_ROOT() \
-  if (geteuid() != 0) GTEST_SKIP() << "needs root, to switch identities"
 
 class IdentityTest : public JvmTest {
  protected:

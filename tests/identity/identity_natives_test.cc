@@ -68,7 +68,7 @@ TEST_F(IdentityNativesTest, HandleZeroDoesNothing) {
 }
 
 TEST_F(IdentityNativesTest, UnknownUserActsAsNobody) {
-  REQUIRE_ROOT();
+  NEEDS_ROOT();
   onOwnThread([] {
     const jlong handle = switchTo(javaString("no-such-user"));
     EXPECT_NE(handle, 0);

@@ -8,7 +8,7 @@
 
 namespace {
 
-class ArgumentsTest : public StatusTest {
+class ArgumentsTest : public FilesTest {
  protected:
   struct Native {
     const char* name;

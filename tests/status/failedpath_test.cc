@@ -21,10 +21,10 @@ using ::testing::IsEmpty;
 
 using Lines = std::vector<std::string>;
 
-class FailedPathTest : public StatusTest {
+class FailedPathTest : public FilesTest {
  protected:
   void SetUp() override {
-    StatusTest::SetUp();
+    FilesTest::SetUp();
     // Each diagnosis would say so, in lines of its own.
     if (getpwuid(::geteuid()) == nullptr || getgrgid(::getegid()) == nullptr) {
       GTEST_SKIP() << "needs a user and a group with names";
@@ -99,7 +99,7 @@ TEST_F(FailedPathTest, AclsAreDescribedEntryByEntry) {
 }
 
 TEST_F(FailedPathTest, OwnersWithoutANameAreNumbers) {
-  SKIP_UNLESS_ROOT("to give files away");
+  NEEDS_ROOT();
   const std::string file = makeFile("file");
   ASSERT_EQ(::chown(file.c_str(), STRANGER_UID, STRANGER_GID), 0);
   ASSERT_NE(described(file).find(" u:54321:54321 g:54322:54322 m:100644 "), std::string::npos);
@@ -118,8 +118,8 @@ TEST_F(FailedPathTest, RootDirectoryHasNothingToDescribe) {
 }
 
 TEST_F(FailedPathTest, LockedDirectoryIsFoundAtEveryDepth) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
-  Lines levels{path("")};
+  NEEDS_ROOT();
+  Lines levels{at("")};
   for (std::string name = "1"; levels.size() <= 10;
        name += std::string("/") + std::to_string(levels.size())) {
     levels.push_back(makeDirectory(name));
@@ -189,8 +189,8 @@ TEST_F(FailedPathTest, DanglingLink) {
   const std::string link = makeLink("link", "missing");
   const std::string own = describedRecord(link, link) + aclError(link, ENOENT);
   expectDiagnosis(link, false, link, {statLine(link), aclWarning(link)}, own, {description("")});
-  expectDiagnosis(link, true, path(""), {targetFailed(link, ENOENT), statLine(path(""))},
-                  described(path("")),
+  expectDiagnosis(link, true, at(""), {targetFailed(link, ENOENT), statLine(at(""))},
+                  described(at("")),
                   {targetFailed(link, ENOENT), aclWarning(link), description(own)});
 }
 
@@ -199,9 +199,9 @@ TEST_F(FailedPathTest, LoopOfLinks) {
   const std::string below = makeLink("b", "a") + "/x";
   const std::string own = describedRecord(a, a) + aclError(a, ELOOP);
   expectDiagnosis(a, false, a, {statLine(a), aclWarning(a)}, own, {description("")});
-  expectDiagnosis(a, true, path(""), {targetFailed(a, ELOOP), statLine(path(""))},
-                  described(path("")), {targetFailed(a, ELOOP), aclWarning(a), description(own)});
-  const std::string b = path("b");
+  expectDiagnosis(a, true, at(""), {targetFailed(a, ELOOP), statLine(at(""))}, described(at("")),
+                  {targetFailed(a, ELOOP), aclWarning(a), description(own)});
+  const std::string b = at("b");
   expectDiagnosis(below, false, b, {lstatFailed(below, ELOOP, false), statLine(b), aclWarning(b)},
                   describedRecord(b, b) + aclError(b, ELOOP),
                   {lstatFailed(below, ELOOP, false), aclWarning(below),
@@ -209,12 +209,12 @@ TEST_F(FailedPathTest, LoopOfLinks) {
 }
 
 TEST_F(FailedPathTest, DeniedLinkTargetIsDescribedAsRoot) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   makeDirectory("locked", 0700);
   makeFile("locked/file");
   const std::string link = makeLink("link", "locked/file");
-  expectDiagnosis(link, true, path(""), {targetFailed(link, EACCES), statLine(path(""))},
-                  described(path("")), {statLine(link, true), description(described(link, true))},
+  expectDiagnosis(link, true, at(""), {targetFailed(link, EACCES), statLine(at(""))},
+                  described(at("")), {statLine(link, true), description(described(link, true))},
                   STRANGER_UID, STRANGER_GID);
 }
 
@@ -263,20 +263,20 @@ TEST_F(FailedPathTest, WalkStopsBeforeItsEnd) {
   const std::string b = makeDirectory("a/b");
   const std::string c = makeFile("a/b/c");
   struct stat st {};
-  EXPECT_EQ(getFailedPathInt(c.c_str(), path("").c_str(), false, st, true), path(""));
+  EXPECT_EQ(getFailedPathInt(c.c_str(), at("").c_str(), false, st, true), at(""));
   EXPECT_THAT(takeLines(),
               ElementsAreArray({statLine(c), statLine(b), statLine(a),
                                 description(described(c) + described(b) + described(a))}));
   EXPECT_EQ(getFailedPathInt(c.c_str(), c.c_str(), false, st, false), c);
   EXPECT_THAT(takeLines(), ElementsAreArray({description("\n@@@fails @" + c)}));
-  const std::string missing = path("missing");
-  EXPECT_EQ(getFailedPathInt(missing.c_str(), path("").c_str(), false, st, false), path(""));
+  const std::string missing = at("missing");
+  EXPECT_EQ(getFailedPathInt(missing.c_str(), at("").c_str(), false, st, false), at(""));
   EXPECT_THAT(takeLines(), ElementsAreArray({lstatFailed(missing, ENOENT, false),
-                                             description("\n@@@fails @" + path(""))}));
+                                             description("\n@@@fails @" + at(""))}));
 }
 
 TEST_F(FailedPathTest, AboveDebugNothingIsDone) {
-  const std::string missing = path("missing");
+  const std::string missing = at("missing");
   jstring name = javaString(missing);
   for (const int level : {LOG_INFO, LOG_WARN, LOG_ERROR, LOG_FATAL, LOG_OFF}) {
     logger2::currentLevel = level;
@@ -304,7 +304,7 @@ TEST_F(FailedPathTest, WithoutLibaclTheRestIsDescribed) {
 }
 
 TEST_F(FailedPathTest, ThreadsDiagnoseEachAsItsOwnUser) {
-  SKIP_UNLESS_ROOT("to act as strangers");
+  NEEDS_ROOT();
   const std::string locked = makeDirectory("locked", 0700);
   const std::string file = makeFile("locked/file");
   const auto diagnose = [&](unsigned id) {
@@ -330,7 +330,7 @@ TEST_F(FailedPathTest, ResultIsTheBytesOfThePath) {
 
 // Memory may run out in either pass; the second runs under another identity.
 TEST_F(FailedPathTest, EveryAllocationMayFailAndTheIdentityIsBack) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   const std::string locked = makeDirectory("locked", 0700);
   jstring name = javaString(makeFile("locked/file"));
   const AsUser stranger(STRANGER_UID, STRANGER_GID);

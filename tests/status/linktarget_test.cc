@@ -14,10 +14,10 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class LinkTargetTest : public StatusTest {
+class LinkTargetTest : public FilesTest {
  protected:
   void SetUp() override {
-    StatusTest::SetUp();
+    FilesTest::SetUp();
     link_ = makeLink("link", "0123456789");
   }
 
@@ -71,12 +71,12 @@ TEST_F(LinkTargetTest, NoRoomIsEinval) {
 TEST_F(LinkTargetTest, OnlyLinksHaveTargets) {
   expectNoTarget(makeFile("file"), 10, EINVAL);
   expectNoTarget(makeDirectory("directory"), 10, EINVAL);
-  expectNoTarget(path("missing"), 10, ENOENT);
-  expectNoTarget(path("file/x"), 10, ENOTDIR);
+  expectNoTarget(at("missing"), 10, ENOENT);
+  expectNoTarget(at("file/x"), 10, ENOTDIR);
 }
 
 TEST_F(LinkTargetTest, LinkBehindALockedDirectoryIsDenied) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   makeDirectory("locked", 0700);
   const std::string link = makeLink("locked/link", "x");
   const AsUser stranger(STRANGER_UID, STRANGER_GID);
@@ -94,12 +94,12 @@ TEST_F(LinkTargetTest, EveryErrorHasItsException) {
 
 TEST_F(LinkTargetTest, WarningsEndAboveWarn) {
   logger2::currentLevel = LOG_WARN;
-  EXPECT_EQ(target(path("missing"), 10), nullptr);
+  EXPECT_EQ(target(at("missing"), 10), nullptr);
   EXPECT_TRUE(takeJavaError());
   EXPECT_EQ(getLinkTarget(link_.c_str(), 9), "");
   EXPECT_EQ(takeLines().size(), 2U);
   logger2::currentLevel = LOG_ERROR;
-  EXPECT_EQ(target(path("missing"), 10), nullptr);
+  EXPECT_EQ(target(at("missing"), 10), nullptr);
   EXPECT_EQ(takeJavaError(), errorFor(ENOENT, ""));
   EXPECT_EQ(getLinkTarget(link_.c_str(), 9), "");
   EXPECT_THAT(takeLines(), IsEmpty());
@@ -139,7 +139,7 @@ TEST_F(LinkTargetTest, PlainReaderInsistsOnTheLength) {
     EXPECT_THAT(takeLines(), ElementsAre("warn @getLinkTarget:# Invalid link target for " + link_))
         << size;
   }
-  const std::string missing = path("missing");
+  const std::string missing = at("missing");
   EXPECT_EQ(getLinkTarget(missing.c_str(), 10), "");
   EXPECT_THAT(takeLines(), ElementsAre("warn @getLinkTarget:# Invalid link target for " + missing));
 }
@@ -157,7 +157,7 @@ TEST_F(LinkTargetTest, PlainReaderAsksForOneByteMore) {
   EXPECT_EQ(asked, 10U);
 }
 
-class AclFlagTest : public StatusTest {
+class AclFlagTest : public FilesTest {
  protected:
   void expectFlag(const std::string& path, unsigned int mode, bool followLink) {
     EXPECT_EQ(getPermissionFromMode(path, mode, followLink), 0x1000U) << path;
@@ -194,8 +194,8 @@ TEST_F(AclFlagTest, LinkItselfHasNone) {
 }
 
 TEST_F(AclFlagTest, ErrorsCountAsNone) {
-  expectNone(path("missing"), true);
-  expectNone(path("missing"), false);
+  expectNone(at("missing"), true);
+  expectNone(at("missing"), false);
   expectNone("/proc/self/status", true);
   Hooks hooks;
   hooks.fail("getxattr", EACCES);

@@ -18,15 +18,15 @@ using ::testing::ElementsAre;
 
 // Tests over a mount table of their own: /etc/mtab itself where with_scratch_mtab.sh made it one,
 // otherwise a file that is opened in its place.
-class MountsTest : public StatusTest {
+class MountsTest : public FilesTest {
  protected:
   void SetUp() override {
-    StatusTest::SetUp();
+    FilesTest::SetUp();
     if (std::getenv("ZORF_SCRATCH_MTAB") != nullptr) {
       table_ = "/etc/mtab";
       return;
     }
-    table_ = path("mtab");
+    table_ = at("mtab");
     hooks_.emplace();
     hooks_->setmntent = [this](const char* file, const char* mode) {
       EXPECT_STREQ(file, "/etc/mtab");
@@ -37,7 +37,7 @@ class MountsTest : public StatusTest {
   void TearDown() override {
     hooks_.reset();
     std::filesystem::remove_all(table_);
-    StatusTest::TearDown();
+    FilesTest::TearDown();
   }
 
   void table(const std::string& lines) {
@@ -164,7 +164,7 @@ TEST_F(MountsTest, DirectoryInPlaceOfTheTableHasNoMatch) {
 }
 
 TEST_F(MountsTest, UnreadableTableHasNoMatch) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   table("dev /zorf zorf rw 0 0\n");
   ASSERT_EQ(::chmod(table_.c_str(), 0600), 0);
   const AsUser stranger(STRANGER_UID, STRANGER_GID);

@@ -11,7 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class SetPermissionTest : public StatusTest {
+class SetPermissionTest : public FilesTest {
  protected:
   bool set(const std::string& path, int permission) {
     return ZORF_CALL(setPermission)(env, nullptr, javaString(path),
@@ -88,12 +88,12 @@ TEST_F(SetPermissionTest, DirectoriesAndLinkTargetsToo) {
 }
 
 TEST_F(SetPermissionTest, MissingFiles) {
-  expectFailure(path("missing"), ENOENT);
+  expectFailure(at("missing"), ENOENT);
   expectFailure(makeLink("dangling", "missing"), ENOENT);
   expectFailure(makeFile("file") + "/x", ENOTDIR);
   makeLink("a", "b");
   expectFailure(makeLink("b", "a"), ELOOP);
-  expectFailure(path(std::string(256, 'n')), ENAMETOOLONG);
+  expectFailure(at(std::string(256, 'n')), ENAMETOOLONG);
 
   // A separator would follow something, so the trace of an empty path has none.
   takeLines();
@@ -104,7 +104,7 @@ TEST_F(SetPermissionTest, MissingFiles) {
 }
 
 TEST_F(SetPermissionTest, OnlyTheOwnerMayChangeAMode) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   const std::string others = makeFile("others", 0666);
   const std::string own = makeFile("own", 0600);
   ASSERT_EQ(::chown(own.c_str(), STRANGER_UID, STRANGER_GID), 0);

@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 // Positions of the fields in the layout table.
 enum Pair { INODE, MODE, SIZE, ACCESSED, MODIFIED, CHANGED, UID, GID, END };
 
-class StatTest : public StatusTest {
+class StatTest : public FilesTest {
  protected:
   jbyteArray status(const std::string& path, bool resolveLink = false) {
     return ZORF_CALL(getFileStatusNative)(env, nullptr, javaString(path),
@@ -125,11 +125,11 @@ TEST_F(StatTest, LinkItselfOrItsTarget) {
 
 TEST_F(StatTest, SpecialFiles) {
   expectWhatStatSays("/dev/null");
-  const std::string pipe = path("pipe");
+  const std::string pipe = at("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   expectWhatStatSays(pipe);
 
-  const std::string bound = path("socket");
+  const std::string bound = at("socket");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   ASSERT_LT(bound.size(), sizeof address.sun_path);
@@ -141,12 +141,12 @@ TEST_F(StatTest, SpecialFiles) {
 }
 
 TEST_F(StatTest, DevicesOfTheirOwn) {
-  const std::string block = path("block");
+  const std::string block = at("block");
   if (::mknod(block.c_str(), S_IFBLK | 0660, makedev(7, 200)) != 0) {
     GTEST_SKIP() << "needs the right to make devices: " << std::strerror(errno);
   }
   expectWhatStatSays(block);
-  const std::string character = path("character");
+  const std::string character = at("character");
   ASSERT_EQ(::mknod(character.c_str(), S_IFCHR | 0600, makedev(1, 3)), 0);
   expectWhatStatSays(character);
 }
@@ -198,7 +198,7 @@ TEST_F(StatTest, LinkKeepsItsOwnTimes) {
 }
 
 TEST_F(StatTest, OwnersAbove2To31) {
-  SKIP_UNLESS_ROOT("to give files away");
+  NEEDS_ROOT();
   const std::string file = makeFile("file");
   ASSERT_EQ(::chown(file.c_str(), 3'000'000'000, 4'294'967'294), 0);
   expectWhatStatSays(file);
@@ -236,7 +236,7 @@ TEST_F(StatTest, TargetIsAskedForOnlyWhenWanted) {
 }
 
 TEST_F(StatTest, MissingFileIsNoSuchFile) {
-  const std::string missing = path("missing");
+  const std::string missing = at("missing");
   struct stat st {};
   EXPECT_EQ(getStat(missing.c_str(), true, st), ENOENT);
   EXPECT_THAT(takeLines(), ElementsAre(lstatFailed(missing, ENOENT, true)));
@@ -288,7 +288,7 @@ TEST_F(StatTest, LoopOfLinksIsAnError) {
 }
 
 TEST_F(StatTest, DeniedFileLogsTheGroupsFirst) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   makeDirectory("locked", 0700);
   const std::string file = makeFile("locked/file", 0666);
   struct stat st {};
@@ -304,7 +304,7 @@ TEST_F(StatTest, DeniedFileLogsTheGroupsFirst) {
 }
 
 TEST_F(StatTest, DeniedLinkTargetLogsNoGroups) {
-  SKIP_UNLESS_ROOT("to act as a stranger");
+  NEEDS_ROOT();
   makeDirectory("locked", 0700);
   makeFile("locked/file", 0666);
   const std::string link = makeLink("link", "locked/file");
@@ -317,7 +317,7 @@ TEST_F(StatTest, DeniedLinkTargetLogsNoGroups) {
 
 TEST_F(StatTest, NothingIsLoggedAboveDebug) {
   logger2::currentLevel = LOG_INFO;
-  const std::string missing = path("missing");
+  const std::string missing = at("missing");
   {
     Hooks hooks;
     hooks.fail("lstat", EACCES);
@@ -344,17 +344,17 @@ TEST_F(StatTest, EveryErrorHasItsException) {
 }
 
 TEST_F(StatTest, FailedStatusIsDiagnosed) {
-  SKIP_UNLESS_ROOT("for the switch to root");
-  const std::string missing = path("missing");
+  NEEDS_ROOT();
+  const std::string missing = at("missing");
   expectNoStatus(missing, false, ENOENT);
   const std::string walked = "debug @getFailedPathInt:# " + tid();
   EXPECT_THAT(takeLines(),
               ElementsAre(lstatFailed(missing, ENOENT, false), errorLine(ENOENT, missing),
-                          lstatFailed(missing, ENOENT, false), statLine(path("")),
-                          walked + described(path("")) + "\n@@@fails @" + path(""),
+                          lstatFailed(missing, ENOENT, false), statLine(at("")),
+                          walked + described(at("")) + "\n@@@fails @" + at(""),
                           identityLine(::geteuid(), ::getegid(), 0, 0),
                           lstatFailed(missing, ENOENT, false), "warn @get_file:# " + missing,
-                          walked + describedRecord(missing, path("")) + "\nACL error:2 " + missing,
+                          walked + describedRecord(missing, at("")) + "\nACL error:2 " + missing,
                           identityLine(0, 0, ::geteuid(), ::getegid())));
 }
 
@@ -366,7 +366,7 @@ TEST_F(StatTest, InodeNumberFollowsLinks) {
 }
 
 TEST_F(StatTest, EveryAllocationMayFail) {
-  const std::string missing = path("missing");
+  const std::string missing = at("missing");
   jstring name = javaString(missing);
   for (int nth = 1;; ++nth) {
     bool reached = false;

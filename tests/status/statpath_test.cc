@@ -10,11 +10,11 @@
 
 namespace {
 
-class StatPathTest : public StatusTest {
+class StatPathTest : public FilesTest {
  protected:
   // 0 or the errno whose exception is raised for a status of dir/`name` in UTF-16.
   bool reaches(const std::u16string& name, const std::string& file) {
-    const std::string prefix = path("") + "/";
+    const std::string prefix = at("") + "/";
     std::u16string text(prefix.begin(), prefix.end());
     text += name;
     jstring java = env->NewString(reinterpret_cast<const jchar*>(text.data()),
@@ -22,7 +22,7 @@ class StatPathTest : public StatusTest {
     jbyteArray record = ZORF_CALL(getFileStatusNative)(env, nullptr, java, JNI_TRUE);
     if (record != nullptr) {
       struct stat st {};
-      EXPECT_EQ(::stat(path(file).c_str(), &st), 0);
+      EXPECT_EQ(::stat(at(file).c_str(), &st), 0);
       EXPECT_EQ(bytesOf(record), std::string(reinterpret_cast<const char*>(&st), sizeof st));
       EXPECT_EQ(ZORF_CALL(getINum)(env, nullptr, java), static_cast<jlong>(st.st_ino));
       return true;
@@ -34,7 +34,7 @@ class StatPathTest : public StatusTest {
 
   // A path of exactly `length` bytes below the scratch directory, none of its parts above 200.
   std::string longPath(std::size_t length) {
-    std::string text = path("");
+    std::string text = at("");
     while (text.size() < length) {
       const std::size_t left = length - text.size() - 1;
       // Never leaves one byte, which would be a "/" alone.
@@ -73,7 +73,7 @@ TEST_F(StatPathTest, NewlinesAndQuotesAreOrdinary) {
 
 TEST_F(StatPathTest, LongestPathIs4095Bytes) {
   const std::string longest = longPath(4095);
-  for (std::size_t slash = path("").size(); slash != std::string::npos;
+  for (std::size_t slash = at("").size(); slash != std::string::npos;
        slash = longest.find('/', slash + 1)) {
     ::mkdir(longest.substr(0, slash).c_str(), 0755);
   }
@@ -87,7 +87,7 @@ TEST_F(StatPathTest, LongestPathIs4095Bytes) {
 
 TEST_F(StatPathTest, LongerPathsAndNamesAreTooLong) {
   for (const std::string& name :
-       {longPath(4096), longPath(20000), path(std::string(256, 'n')), std::string(5000, 'n')}) {
+       {longPath(4096), longPath(20000), at(std::string(256, 'n')), std::string(5000, 'n')}) {
     EXPECT_EQ(ZORF_CALL(getFileStatusNative)(env, nullptr, javaString(name), JNI_FALSE), nullptr);
     EXPECT_EQ(takeJavaError(), errorFor(ENAMETOOLONG, name));
     EXPECT_EQ(ZORF_CALL(getINum)(env, nullptr, javaString(name)), -1);

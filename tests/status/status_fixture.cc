@@ -1,22 +1,9 @@
 #include "status/status_fixture.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <sstream>
-
-#include "support/open_files.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -49,91 +36,11 @@ std::string nativeLine(const std::string& level, const std::string& method,
          text;
 }
 
-void StatusTest::SetUp() {
-  JvmTest::SetUp();
-  dir_ = (fs::temp_directory_path() / "zorf_status.XXXXXX").string();
-  ASSERT_NE(mkdtemp(dir_.data()), nullptr);
-  ASSERT_EQ(::chmod(dir_.c_str(), 0755), 0);
-  identity_ = threadIdentity();
-}
-
-void StatusTest::TearDown() {
-  EXPECT_EQ(threadIdentity(), identity_);
-  EXPECT_THAT(openFilesBelow(dir_), ::testing::IsEmpty());
-  fs::remove_all(dir_);
-  JvmTest::TearDown();
-}
-
-std::string StatusTest::path(const std::string& name) const {
-  return name.empty() ? dir_ : dir_ + "/" + name;
-}
-
-std::string StatusTest::makeFile(const std::string& name, mode_t mode) {
-  const std::string file = path(name);
-  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  EXPECT_GE(fd, 0) << std::strerror(errno);
-  EXPECT_EQ(::fchmod(fd, mode), 0);
-  ::close(fd);
-  return file;
-}
-
-std::string StatusTest::makeDirectory(const std::string& name, mode_t mode) {
-  const std::string directory = path(name);
-  EXPECT_EQ(::mkdir(directory.c_str(), 0700), 0) << std::strerror(errno);
-  EXPECT_EQ(::chmod(directory.c_str(), mode), 0);
-  return directory;
-}
-
-std::string StatusTest::makeLink(const std::string& name, const std::string& target) {
-  const std::string link = path(name);
-  EXPECT_EQ(::symlink(target.c_str(), link.c_str()), 0) << std::strerror(errno);
-  return link;
-}
-
-AsUser::AsUser(unsigned uid, unsigned gid)
-    : uid_(threadIdentity().fsuid), gid_(threadIdentity().fsgid) {
-  // Group first: after the switch of the user the thread may lack the right.
-  ::syscall(SYS_setfsgid, static_cast<long>(gid), 0L, 0L);
-  ::syscall(SYS_setfsuid, static_cast<long>(uid), 0L, 0L);
-}
-
-AsUser::~AsUser() {
-  ::syscall(SYS_setfsuid, uid_, 0L, 0L);
-  ::syscall(SYS_setfsgid, gid_, 0L, 0L);
-}
-
-std::string outputOf(std::vector<std::string> command) {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) {
-    ADD_FAILURE() << "pipe2";
-    return "";
-  }
-  posix_spawn_file_actions_t actions;
-  ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-  std::vector<char*> argv;
-  for (std::string& word : command) argv.push_back(word.data());
-  argv.push_back(nullptr);
-  pid_t child = -1;
-  const int failed = ::posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ);
-  ::posix_spawn_file_actions_destroy(&actions);
-  ::close(ends[1]);
-  std::string text;
-  char piece[4096];
-  for (ssize_t n; (n = ::read(ends[0], piece, sizeof piece)) > 0;) {
-    text.append(piece, static_cast<std::size_t>(n));
-  }
-  ::close(ends[0]);
-  int status = -1;
-  if (failed == 0) ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0) << command[0] << " of " << command.back() << " failed";
+std::string statOf(const std::string& format, const std::string& path, bool follow) {
+  std::string text = follow ? outputOf({"stat", "-L", "-c", format, "--", path})
+                            : outputOf({"stat", "-c", format, "--", path});
   if (text.ends_with('\n')) text.pop_back();
   return text;
-}
-
-std::string statOf(const std::string& format, const std::string& path, bool follow) {
-  if (follow) return outputOf({"stat", "-L", "-c", format, "--", path});
-  return outputOf({"stat", "-c", format, "--", path});
 }
 
 std::int64_t nanoseconds(const std::string& decimal) {

@@ -1,5 +1,5 @@
-// What the tests of this folder share: a scratch directory, what stat(1) and getfacl(1) say about a
-// file, another identity for the thread, and log lines without what differs from run to run.
+// What the tests of this folder share: what stat(1) and getfacl(1) say about a file, and log lines
+// without what differs from run to run.
 #pragma once
 
 #include <sys/types.h>
@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "support/commands.h"
+#include "support/files.h"
 #include "support/java_values.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
 #include "zorf_native.h"
 
 #define ZORF_CALL(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
@@ -23,41 +23,6 @@ std::string nativeLine(const std::string& level, const std::string& method,
 constexpr unsigned STRANGER_UID = 54321;
 constexpr unsigned STRANGER_GID = 54322;
 
-// Every test leaves the thread's identity and the open files as it found them.
-class StatusTest : public JvmTest {
- protected:
-  void SetUp() override;
-  void TearDown() override;
-
-  // Absolute; "" is the scratch directory itself, which everyone may search.
-  std::string path(const std::string& name) const;
-  std::string makeFile(const std::string& name, mode_t mode = 0644);
-  std::string makeDirectory(const std::string& name, mode_t mode = 0755);
-  std::string makeLink(const std::string& name, const std::string& target);
-
- private:
-  std::string dir_;
-  ThreadIdentity identity_;
-};
-
-#define SKIP_UNLESS_ROOT(why) \
-  if (::geteuid() != 0) GTEST_SKIP() << "needs root: " << (why)
-
-// File-system ids of the calling thread for a scope, by the system calls alone.
-class AsUser {
- public:
-  AsUser(unsigned uid, unsigned gid);
-  ~AsUser();
-  AsUser(const AsUser&) = delete;
-  AsUser& operator=(const AsUser&) = delete;
-
- private:
-  long uid_;
-  long gid_;
-};
-
-// What a command prints, without the last newline; the test fails when it does.
-std::string outputOf(std::vector<std::string> command);
 // stat(1) of a path, of the link itself unless `follow`.
 std::string statOf(const std::string& format, const std::string& path, bool follow = false);
 // "<seconds>.<9 digits>", as stat(1) prints it, in nanoseconds.

@@ -229,8 +229,8 @@ TEST_F(XattrNatives, ListOfAMissingFileFails) {
 
 TEST_F(XattrNatives, ListThatCannotMakeItsArrayRaisesNothing) {
   put(path, "user.a", "1");
-  PatchedJni jni;
-  jni.functions.NewObjectArray = [](JNIEnv*, jsize, jclass, jobject) -> jobjectArray {
+  CountingJni jni;
+  jni.table.NewObjectArray = [](JNIEnv*, jsize, jclass, jobject) -> jobjectArray {
     return nullptr;
   };
   EXPECT_EQ(listXAttrs(path), nullptr);
@@ -306,9 +306,9 @@ TEST_F(XattrNatives, GetWithoutMemoryForTheRecordsRaises12) {
 TEST_F(XattrNatives, GetThatCannotMakeItsMapRaisesNothing) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_INFO;
-  PatchedJni jni;
-  jni.functions.NewObjectV = [](JNIEnv*, jclass, jmethodID, va_list) -> jobject { return nullptr; };
-  jni.functions.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
+  CountingJni jni;
+  jni.table.NewObjectV = [](JNIEnv*, jclass, jmethodID, va_list) -> jobject { return nullptr; };
+  jni.table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
     return nullptr;
   };
   EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
@@ -375,7 +375,7 @@ TEST_F(XattrNatives, DumpFailsWithTheAttributeThatVanishes) {
 // All of them
 
 TEST_F(XattrNatives, SymbolicLinksAreFollowed) {
-  const std::string link = newLink();
+  const std::string link = makeLink("link", path);
   EXPECT_EQ(setExtendedAttribute(link, "user.a", "1"), 1);
   EXPECT_EQ(valueOf(path, "user.a"), "1");
   EXPECT_EQ(attributesOf(getXAttrs(link, {"user.a"})), (Attributes{{"user.a", "1"}}));

@@ -344,7 +344,7 @@ TEST_F(XattrPrimitives, RemoveOfAMissingAttributeSpeaksOfALength) {
 // All of them
 
 TEST_F(XattrPrimitives, SymbolicLinksAreFollowed) {
-  const std::string link = newLink();
+  const std::string link = makeLink("link", path);
   EXPECT_EQ(set(link, "user.a", "value", 0), 0);
   EXPECT_EQ(valueOf(path, "user.a"), "value");
   EXPECT_EQ(get(link, "user.a").text(), "value");
@@ -381,9 +381,9 @@ TEST_F(XattrPrimitives, EveryLineHasItsLevel) {
 TEST_F(XattrPrimitives, ErrnoOutlivesTheLogger) {
   put(path, "user.a", "abc");
   static const JNINativeInterface_* original;
-  PatchedJni jni;
-  original = jni.original();
-  jni.functions.NewStringUTF = [](JNIEnv* e, const char* text) {
+  CountingJni jni;
+  original = &jni.real;
+  jni.table.NewStringUTF = [](JNIEnv* e, const char* text) {
     errno = EBADMSG;  // as a logger's own system calls may leave it
     return original->NewStringUTF(e, text);
   };

@@ -1,5 +1,4 @@
 // The natives against real file systems, and against the tools that administrators use.
-#include <sys/fsuid.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 #include <fstream>
 #include <random>
 
+#include "support/commands.h"
 #include "support/java_values.h"
 #include "xattr/xattr_test.h"
 
@@ -19,33 +19,21 @@ using ::testing::UnorderedElementsAre;
 
 constexpr uid_t stranger = 47110;
 
-// The thread acts on the file system as another user.
-class FsUser {
- public:
-  explicit FsUser(uid_t uid) : before_(static_cast<uid_t>(::setfsuid(uid))) {}
-  ~FsUser() { ::setfsuid(before_); }
-  FsUser(const FsUser&) = delete;
-  FsUser& operator=(const FsUser&) = delete;
-
- private:
-  uid_t before_;
-};
-
 // Runs on a disk's file system and on one in memory, which hold quite different amounts.
 class XattrReal : public XattrTest, public ::testing::WithParamInterface<std::string> {
  protected:
   void SetUp() override {
     const bool refused = GetParam() == "Memory" && ::access("/dev/shm", W_OK) != 0;
-    if (GetParam() == "Memory" && !refused) base = "/dev/shm";
+    if (GetParam() == "Memory" && !refused) parent = "/dev/shm";
     XattrTest::SetUp();
     logger2::currentLevel = LOG_OFF;
     if (refused) GTEST_SKIP() << "/dev/shm may not be written";
-    if (kernel("user.a", "") != 0) GTEST_SKIP() << base << " takes no attributes of users";
+    if (kernel("user.a", "") != 0) GTEST_SKIP() << parent << " takes no attributes of users";
   }
 
   // What the kernel says to this name and value, on a file of its own: 0 or the errno.
   int kernel(const std::string& name, const std::string& value) const {
-    const std::string twin = newFile("twin");
+    const std::string twin = makeFile("twin");
     const int err =
         ::setxattr(twin.c_str(), name.c_str(), value.data(), value.size(), 0) == 0 ? 0 : errno;
     ::unlink(twin.c_str());
@@ -67,9 +55,6 @@ class XattrReal : public XattrTest, public ::testing::WithParamInterface<std::st
 
 INSTANTIATE_TEST_SUITE_P(FileSystems, XattrReal, ::testing::Values("Disk", "Memory"),
                          [](const auto& tested) { return tested.param; });
-
-#define NEEDS_ROOT() \
-  if (::geteuid() != 0) GTEST_SKIP() << "needs root"
 
 TEST_P(XattrReal, EveryNamespaceThatTheKernelTakes) {
   NEEDS_ROOT();
@@ -164,7 +149,7 @@ TEST_P(XattrReal, SwitchedUserHasThatUsersPermissions) {
   NEEDS_ROOT();
   put(path, "user.a", "1");
   ::chmod(path.c_str(), 0600);
-  const FsUser user(stranger);
+  const AsUser user(stranger, 0);
   EXPECT_EQ(setExtendedAttribute(path, "user.a", "2"), 0);
   EXPECT_EQ(takeJavaError(), errorFor(EACCES, "setxattr failed."));
   EXPECT_EQ(removeXAttr(path, "user.a"), 0);
@@ -182,7 +167,7 @@ TEST_P(XattrReal, SwitchedUserMayReadWhatItMayNotChange) {
   NEEDS_ROOT();
   put(path, "user.a", "1");
   ::chmod(path.c_str(), 0644);
-  const FsUser user(stranger);
+  const AsUser user(stranger, 0);
   EXPECT_EQ(attributesOf(dumpXAttrs(path)), (Attributes{{"user.a", "1"}}));
   // The probe succeeds here; the removal itself is refused.
   EXPECT_EQ(removeXAttr(path, "user.a"), 0);
@@ -193,21 +178,21 @@ TEST_P(XattrReal, SwitchedUserManagesItsOwnFile) {
   NEEDS_ROOT();
   ASSERT_EQ(::chown(path.c_str(), stranger, stranger), 0);
   ::chmod(path.c_str(), 0600);
-  const FsUser user(stranger);
+  const AsUser user(stranger, 0);
   EXPECT_EQ(setExtendedAttribute(path, "user.a", "1"), 1);
   EXPECT_EQ(attributesOf(dumpXAttrs(path)), (Attributes{{"user.a", "1"}}));
   EXPECT_EQ(removeXAttr(path, "user.a"), 1);
 }
 
 TEST_P(XattrReal, UserAttributesOfAPipeAreNotPermitted) {
-  const std::string pipe = directory + "/pipe";
+  const std::string pipe = at("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_EQ(setExtendedAttribute(pipe, "user.a", "1"), 0);
   EXPECT_EQ(takeJavaError(), errorFor(EPERM, "setxattr failed."));
 }
 
 TEST_P(XattrReal, DanglingLinkIsNoSuchFile) {
-  const std::string link = newLink();
+  const std::string link = makeLink("link", path);
   ::unlink(path.c_str());
   EXPECT_EQ(setExtendedAttribute(link, "user.a", "1"), 0);
   EXPECT_EQ(takeJavaError(), errorFor(ENOENT, "setxattr failed."));
@@ -243,17 +228,6 @@ std::string dumpText(const std::vector<RandomAttribute>& attributes) {
   return text;
 }
 
-std::string outputOf(const std::string& command) {
-  FILE* pipe = ::popen(command.c_str(), "r");
-  std::string output;
-  std::array<char, 65536> part;
-  while (const std::size_t n = std::fread(part.data(), 1, part.size(), pipe)) {
-    output.append(part.data(), n);
-  }
-  EXPECT_EQ(::pclose(pipe), 0) << command;
-  return output;
-}
-
 class XattrTools : public XattrReal {
  protected:
   std::vector<RandomAttribute> randomAttributes() {
@@ -261,7 +235,7 @@ class XattrTools : public XattrReal {
     std::vector<RandomAttribute> attributes;
     for (int i = 0; i < 500; ++i) {
       // getfattr visits its arguments in order; the numbers keep that order readable.
-      RandomAttribute a{newFile("file" + std::to_string(i)), "user.", ""};
+      RandomAttribute a{makeFile("file" + std::to_string(i)), "user.", ""};
       for (auto n = 1 + random() % 40; n > 0; --n) {
         a.name += "abcdefghijklmnopqrstuvwxyzABCXYZ0123456789._-"[random() % 45];
       }
@@ -283,16 +257,17 @@ TEST_P(XattrTools, WhatTheNativeSetsIsWhatGetfattrShows) {
     ASSERT_EQ(setExtendedAttribute(a.file, a.name, a.value), 1);
     env->PopLocalFrame(nullptr);
   }
-  EXPECT_EQ(outputOf("cd " + directory + " && getfattr -d -e hex --absolute-names " + "$(seq -f " +
-                     directory + "/file%.0f 0 499)"),
+  EXPECT_EQ(outputOf({"sh", "-c",
+                      "cd " + at("") + " && getfattr -d -e hex --absolute-names " + "$(seq -f " +
+                          at("file") + "%.0f 0 499)"}),
             dumpText(attributes));
 }
 
 TEST_P(XattrTools, WhatSetfattrSetsIsWhatTheNativesReturn) {
   const auto attributes = randomAttributes();
-  const std::string saved = directory + "/saved";
+  const std::string saved = at("saved");
   std::ofstream(saved) << dumpText(attributes);
-  EXPECT_EQ(outputOf("cd / && setfattr --restore=" + saved), "");
+  EXPECT_EQ(outputOf({"sh", "-c", "cd / && setfattr --restore=" + saved}), "");
   for (const RandomAttribute& a : attributes) {
     env->PushLocalFrame(16);
     const Attributes expected{{a.name, a.value}};

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "support/commands.h"
 #include "support/java_values.h"
 #include "xattr/xattr_test.h"
 
@@ -43,8 +44,8 @@ Reference counted(Reference reference) {
 class ReferenceMeter {
  public:
   ReferenceMeter() {
-    meter = {jni_.original(), 0, 0};
-    JNINativeInterface_& jni = jni_.functions;
+    meter = {&jni_.real, 0, 0};
+    JNINativeInterface_& jni = jni_.table;
     jni.NewStringUTF = [](JNIEnv* env, const char* text) {
       return counted(meter.original->NewStringUTF(env, text));
     };
@@ -73,7 +74,7 @@ class ReferenceMeter {
   }
 
  private:
-  PatchedJni jni_;
+  CountingJni jni_;
 };
 
 // What JNI grants to every native without asking.
@@ -188,16 +189,11 @@ struct Output {
 
 // What a child prints that runs the tests of `filter` under -Xcheck:jni.
 Output checkedOutput(const std::string& filter) {
-  const std::string command =
-      "ZORF_TEST_JVM_OPTION=-Xcheck:jni exec /proc/" + std::to_string(::getpid()) +
-      "/exe --gtest_also_run_disabled_tests --gtest_filter='" + filter + "' 2>&1";
-  FILE* pipe = ::popen(command.c_str(), "r");
-  Output output;
-  std::array<char, 4096> part;
-  while (const std::size_t n = std::fread(part.data(), 1, part.size(), pipe)) {
-    output.whole.append(part.data(), n);
-  }
-  EXPECT_EQ(::pclose(pipe), 0) << output.whole;
+  const CommandResult child = runCommand(
+      {"env", "ZORF_TEST_JVM_OPTION=-Xcheck:jni", "/proc/" + std::to_string(::getpid()) + "/exe",
+       "--gtest_also_run_disabled_tests", "--gtest_filter=" + filter});
+  EXPECT_EQ(child.status, 0) << child.output;
+  Output output{child.output, ""};
   bool inside = false;
   std::istringstream lines(output.whole);
   for (std::string line; std::getline(lines, line);) {

@@ -36,7 +36,7 @@ class XattrResources : public XattrTest {
 
 TEST_F(XattrResources, FailedSetKeepsItsStringsAndItsValue) {
   logger2::currentLevel = LOG_OFF;
-  PatchedJni jni;
+  CountingJni jni;
   Hooks hooks;
   const std::string name = "user.a";
   const std::optional<std::string> value("abc");
@@ -50,7 +50,7 @@ TEST_F(XattrResources, FailedSetKeepsItsStringsAndItsValue) {
 
 TEST_F(XattrResources, FailedSetWithoutAValueKeepsItsStrings) {
   logger2::currentLevel = LOG_OFF;
-  PatchedJni jni;
+  CountingJni jni;
   Hooks hooks;
   const long before = hooks.allocations();
   EXPECT_EQ(setExtendedAttribute(path, "user.a", std::nullopt, 2), 0);
@@ -99,7 +99,7 @@ TEST_F(XattrResources, EveryOtherPathReleasesWhatItTook) {
   };
   for (const Way& way : ways) {
     SCOPED_TRACE(way.name);
-    PatchedJni jni;
+    CountingJni jni;
     Hooks hooks;
     way.fault(hooks);
     const long before = hooks.allocations();
@@ -115,7 +115,7 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
   put(path, "user.a", "1");
   for (const int nth : {1, 2}) {
     SCOPED_TRACE(nth);
-    PatchedJni jni;
+    CountingJni jni;
     Hooks hooks;
     const long before = hooks.allocations();
     jni.failCharacters(nth);
@@ -133,7 +133,7 @@ TEST_F(XattrResources, StringsThatCannotBeHadAreNotAnError) {
     EXPECT_EQ(hooks.calls(), 0);
     EXPECT_EQ(takeJavaError(), std::nullopt);
   }
-  PatchedJni jni;
+  CountingJni jni;
   jni.failCharacters(1);
   EXPECT_EQ(listXAttrs(longSpelling(path)), nullptr);
   jni.failCharacters(1);
@@ -185,7 +185,7 @@ TEST_F(XattrResources, NullElementOfANameArrayIsRefused) {
 }
 
 TEST_F(XattrResources, NullStringsReleaseTheOther) {
-  PatchedJni jni;
+  CountingJni jni;
   jstring p = javaString(path);
   EXPECT_EQ(Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(
                 env, nullptr, p, nullptr, nullptr, 0),
@@ -255,7 +255,7 @@ TEST_F(XattrResources, EveryAllocationMayFail) {
       for (int nth = 1; !whole; ++nth) {
         ASSERT_LT(nth, 500);
         env->PushLocalFrame(64);
-        PatchedJni jni;
+        CountingJni jni;
         Hooks hooks;
         hooks.fail(form, ENOMEM, nth);
         bool ours = false;

@@ -1,19 +1,15 @@
 #include "xattr/xattr_test.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "support/java_values.h"
-#include "support/open_files.h"
 #include "zorf_native.h"
 
 namespace {
 
 // For the replaced functions, which get no closure.
 struct {
-  const JNINativeInterface_* original = nullptr;
+  const JNINativeInterface_* real = nullptr;
   int taken = 0;
   int released = 0;
   int countdown = 0;
@@ -22,12 +18,12 @@ struct {
 const char* JNICALL takeCharacters(JNIEnv* env, jstring s, jboolean* isCopy) {
   if (patched.countdown > 0 && --patched.countdown == 0) return nullptr;
   ++patched.taken;
-  return patched.original->GetStringUTFChars(env, s, isCopy);
+  return patched.real->GetStringUTFChars(env, s, isCopy);
 }
 
 void JNICALL releaseCharacters(JNIEnv* env, jstring s, const char* characters) {
   ++patched.released;
-  patched.original->ReleaseStringUTFChars(env, s, characters);
+  patched.real->ReleaseStringUTFChars(env, s, characters);
 }
 
 jobjectArray arrayFrom(jobject collection, jclass cls) {
@@ -39,31 +35,8 @@ jobjectArray arrayFrom(jobject collection, jclass cls) {
 }  // namespace
 
 void XattrTest::SetUp() {
-  JvmTest::SetUp();
-  directory = base + "/zorf-xattr-XXXXXX";
-  ASSERT_NE(mkdtemp(directory.data()), nullptr);
-  std::filesystem::permissions(directory, std::filesystem::perms(0755));
-  path = newFile("file");
-  identity_ = threadIdentity();
-}
-
-void XattrTest::TearDown() {
-  EXPECT_EQ(threadIdentity(), identity_);
-  EXPECT_THAT(openFilesBelow(directory), ::testing::IsEmpty());
-  std::filesystem::remove_all(directory);
-  JvmTest::TearDown();
-}
-
-std::string XattrTest::newFile(const std::string& name) const {
-  const std::string file = directory + "/" + name;
-  std::ofstream{file};
-  return file;
-}
-
-std::string XattrTest::newLink() const {
-  const std::string link = directory + "/link";
-  std::filesystem::create_symlink(path, link);
-  return link;
+  FilesTest::SetUp();
+  path = makeFile("file");
 }
 
 void put(const std::string& path, const std::string& name, std::string_view value) {
@@ -183,26 +156,20 @@ Attributes attributesOf(jobject hashMap) {
   return result;
 }
 
-PatchedJni::PatchedJni()
-    : functions(*jniEnv()->functions), env_(jniEnv()), original_(env_->functions) {
-  patched = {original_, 0, 0, 0};
-  functions.GetStringUTFChars = takeCharacters;
-  functions.ReleaseStringUTFChars = releaseCharacters;
-  env_->functions = &functions;
+CountingJni::CountingJni() {
+  patched = {&real, 0, 0, 0};
+  table.GetStringUTFChars = takeCharacters;
+  table.ReleaseStringUTFChars = releaseCharacters;
 }
 
-PatchedJni::~PatchedJni() {
-  env_->functions = original_;
-}
-
-int PatchedJni::taken() const {
+int CountingJni::taken() const {
   return patched.taken;
 }
 
-int PatchedJni::released() const {
+int CountingJni::released() const {
   return patched.released;
 }
 
-void PatchedJni::failCharacters(int nth) {
+void CountingJni::failCharacters(int nth) {
   patched.countdown = nth;
 }

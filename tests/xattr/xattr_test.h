@@ -2,7 +2,6 @@
 // natives called with C++ values, and an operating system that reports any set of attributes.
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,33 +9,21 @@
 #include <string_view>
 #include <vector>
 
+#include "support/files.h"
 #include "support/interpose.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
+#include "support/patched_jni.h"
 
 #define NATIVE(method) "@Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_" method ":# "
 
 using Attributes = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
 
-// A file without attributes in a directory of its own, removed afterwards. No test may leave a
-// descriptor open or the thread with another identity.
-class XattrTest : public JvmTest {
+// A file without attributes.
+class XattrTest : public FilesTest {
  protected:
   void SetUp() override;
-  void TearDown() override;
 
-  // Creates an empty file in the test's directory.
-  std::string newFile(const std::string& name) const;
-  // A symbolic link to the file.
-  std::string newLink() const;
-
-  std::string directory;
   std::string path;
-  std::string base = std::filesystem::temp_directory_path();  // may be set before SetUp
-
- private:
-  ThreadIdentity identity_;
 };
 
 // Attributes of a file by the system calls themselves. put asserts that it worked.
@@ -60,26 +47,13 @@ jobjectArray javaNames(const std::vector<std::string>& names);
 std::vector<std::optional<std::string>> namesOf(jobjectArray names);
 Attributes attributesOf(jobject hashMap);
 
-// While it lives, JNI functions of this thread may be replaced, and the UTF characters that are out
-// are counted; the tests' own too.
-class PatchedJni {
+// Counts besides the UTF characters that are out; the tests' own too.
+class CountingJni : public PatchedJni {
  public:
-  PatchedJni();
-  ~PatchedJni();
-  PatchedJni(const PatchedJni&) = delete;
-  PatchedJni& operator=(const PatchedJni&) = delete;
+  CountingJni();
 
   int taken() const;
   int released() const;
   // The `nth` GetStringUTFChars from now on yields null, nothing pending.
   void failCharacters(int nth);
-
-  JNINativeInterface_ functions;
-  // The replaced ones, for replacements that pass calls on.
-  const JNINativeInterface_* original() const { return original_; }
-
- private:
-  // The virtual machine finds the thread by the address of its JNIEnv, so that one is changed.
-  JNIEnv* env_;
-  const JNINativeInterface_* original_;
 };
