@@ -1,36 +1,22 @@
 #include <cerrno>
 
 #include "blocks/query.h"
-#include "blocks/records.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
+#include "blocks/query_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-location request(std::uint64_t offset, std::uint64_t length, std::uint64_t blocksize) {
-  location loc{};
-  loc.offset = offset;
-  loc.length = length;
-  loc.blocksize = blocksize;
-  loc.nblock = 99;
-  loc.nreplica = 99;
-  return loc;
-}
-
-class BlockInfo : public JvmTest {
+class BlockInfo : public QueryTest {
  protected:
   int ask(std::uint64_t fsBlockSize) {
-    loc = request(0, 0, fsBlockSize);
+    loc = rangeOf(0, 0, fsBlockSize);
     errno = 0;
     return getBlkInfoInternal(7, loc);
   }
 
   KeptSettings kept;
-  ScriptedClient client;
-  location loc{};
 };
 
 TEST_F(BlockInfo, RequestIsExact) {
@@ -155,7 +141,7 @@ TEST_F(BlockInfo, ReplicaCountIsPassedOnAsItIs) {
 }
 
 TEST_F(BlockInfo, NegativeDescriptorTouchesNothing) {
-  loc = request(1, 2, 3);
+  loc = rangeOf(1, 2, 3);
   const std::string before = bytesOfLocation(loc);
   EXPECT_EQ(getBlkInfoInternal(-1, loc), -1);
   EXPECT_EQ(bytesOfLocation(loc), before);

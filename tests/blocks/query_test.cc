@@ -7,50 +7,22 @@
 #include <climits>
 #include <cstring>
 
-#include "blocks/records.h"
-#include "support/entries.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
+#include "blocks/query_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-location request(std::uint64_t offset, std::uint64_t length, std::uint64_t blocksize) {
-  location loc{};
-  loc.offset = offset;
-  loc.length = length;
-  loc.blocksize = blocksize;
-  loc.nblock = 99;
-  loc.nreplica = 99;
-  return loc;
-}
-
-class BlockLocations : public JvmTest {
+class BlockLocations : public QueryTest {
  protected:
   // Asks for a range of a file of `size` bytes.
   int ask(std::uint64_t offset, std::uint64_t length, std::uint64_t blocksize, std::uint64_t size) {
-    loc = request(offset, length, blocksize);
+    loc = rangeOf(offset, length, blocksize);
     struct stat st = statusOf(size, 4 * MiB);
     errno = 0;
     return getBlkLocation(9, st, loc, out);
   }
-
-  std::vector<std::string> requests() const {
-    std::vector<std::string> parts;
-    for (const ScriptedCall& call : client.calls()) {
-      EXPECT_EQ(call.function, "zorf_fcntl");
-      EXPECT_EQ(call.fd, 9);
-      EXPECT_EQ(call.request.size(), 64584u);
-      parts.push_back(settledBytes(call.request));
-    }
-    return parts;
-  }
-
-  ScriptedClient client;
-  location loc{};
-  Entries out;
 };
 
 TEST_F(BlockLocations, OneReplyIsPassedThrough) {
@@ -281,7 +253,7 @@ TEST_F(BlockLocations, AFileCutMeanwhileEndsTheWalk) {
     std::memcpy(buffer + 56, counts, sizeof counts);
     return 0;
   });
-  loc = request(0, 64 * MiB, 0);
+  loc = rangeOf(0, 64 * MiB, 0);
   struct stat st = statusOf(64 * MiB, 4 * MiB);  // as it was before
   EXPECT_EQ(getBlkLocation(file.fd(), st, loc, out), 0);
   EXPECT_EQ(asked, 101);
@@ -297,7 +269,7 @@ TEST_F(BlockLocations, AFileThatIsStillThereIsAskedAboutAgain) {
     std::memcpy(buffer + 56, counts, sizeof counts);
     return 0;
   });
-  loc = request(8 * MiB, 1, 0);
+  loc = rangeOf(8 * MiB, 1, 0);
   struct stat st = statusOf(64 * MiB, 4 * MiB);
   EXPECT_EQ(getBlkLocation(file.fd(), st, loc, out), 0);
   EXPECT_EQ(asked, 250);
@@ -306,7 +278,7 @@ TEST_F(BlockLocations, AFileThatIsStillThereIsAskedAboutAgain) {
 
 TEST_F(BlockLocations, AFileThatCantBeAskedEndsTheWalkWithItsErrno) {
   client.answerWith([](unsigned char*) { return 0; });
-  loc = request(0, 1, 4 * MiB);
+  loc = rangeOf(0, 1, 4 * MiB);
   struct stat st = statusOf(64 * MiB, 4 * MiB);
   EXPECT_EQ(getBlkLocation(INT_MAX, st, loc, out), -1);
   EXPECT_EQ(errno, EBADF);
@@ -353,7 +325,7 @@ TEST_F(BlockLocations, PositiveResultIsAFailureToo) {
 }
 
 TEST_F(BlockLocations, NegativeDescriptorAsksNothing) {
-  loc = request(1, 2, 3);
+  loc = rangeOf(1, 2, 3);
   struct stat st = statusOf(100, 10);
   EXPECT_EQ(getBlkLocation(-1, st, loc, out), -1);
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(1, 2, 3, 0, 0));

@@ -7,10 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "blocks/records.h"
-#include "support/entries.h"
-#include "support/jvm.h"
-#include "support/scripted_client.h"
+#include "blocks/query_fixture.h"
 
 namespace {
 
@@ -38,7 +35,7 @@ Words blocks(const std::vector<Words>& all) {
   return entries;
 }
 
-class RackSort : public JvmTest {
+class RackSort : public QueryTest {
  protected:
   // One reply of the file system; `meta` is what it says of its block size.
   void reply(const std::vector<Words>& all, std::uint64_t meta = F) {
@@ -48,12 +45,7 @@ class RackSort : public JvmTest {
 
   int sort(std::uint64_t hdfsBlock, std::uint64_t length, std::uint64_t offset = 0,
            std::uint64_t size = 64 * GiB, std::uint64_t fsBlock = F) {
-    loc = location{};
-    loc.offset = offset;
-    loc.length = length;
-    loc.blocksize = hdfsBlock;
-    loc.nblock = 99;
-    loc.nreplica = 99;
+    loc = rangeOf(offset, length, hdfsBlock);
     struct stat st = statusOf(size, fsBlock);
     errno = 0;
     out.str("");
@@ -61,21 +53,6 @@ class RackSort : public JvmTest {
   }
 
   Words entries() const { return wordsOf(out.str()); }
-
-  std::vector<std::string> requests() const {
-    std::vector<std::string> parts;
-    for (const ScriptedCall& call : client.calls()) {
-      EXPECT_EQ(call.function, "zorf_fcntl");
-      EXPECT_EQ(call.fd, 9);
-      EXPECT_EQ(call.request.size(), 64584u);
-      parts.push_back(settledBytes(call.request));
-    }
-    return parts;
-  }
-
-  ScriptedClient client;
-  location loc{};
-  Entries out;
 };
 
 TEST_F(RackSort, LocationsWithMostBlocksComeFirst) {
