@@ -38,7 +38,7 @@ class PlacementTotalsTest {
     PlacementTotals totals = new PlacementTotals(RACKS);
     totals.add(damaged());
     totals.add(sound());
-    assertEquals(
+    String all =
         String.join(
             "\n",
             "2 files, 8.5 MiB: 9 blocks, 2 under-replicated (rackaware)",
@@ -61,32 +61,11 @@ class PlacementTotalsTest {
             "",
             "under-replicated   offset   bytes   replicas   file",
             "   blocks 2 to 3    2 MiB   2 MiB   1 of 2     damaged",
-            ""),
-        text(totals, 0));
-    assertEquals(
-        String.join(
-            "\n",
-            "2 files, 8.5 MiB: 9 blocks, 2 under-replicated (rackaware)",
-            "",
-            "blocks      of   replicas   under-replicated   file",
-            "     5   1 MiB          2                  2   damaged",
-            "     4   1 MiB          2                  0   sound",
-            "",
-            "rack   locations   blocks     bytes   share",
-            "   1           3        9   9.5 MiB   59.4%",
-            "   2           1        6     6 MiB   37.5%",
-            "none           1        1   512 KiB    3.1%",
-            "",
-            "location   rack   blocks     bytes   share",
-            "      11      1        6   6.5 MiB   40.6%",
-            "      12      1        3     3 MiB   18.8%",
-            "     ...",
-            "      99   none        1   512 KiB    3.1%",
-            "",
-            "under-replicated   offset   bytes   replicas   file",
-            "   blocks 2 to 3    2 MiB   2 MiB   1 of 2     damaged",
-            ""),
-        text(totals, 3));
+            "");
+    assertEquals(all, text(totals, 0));
+    String between =
+        "      13      1        0       0 B    0.0%\n      21      2        6     6 MiB   37.5%\n";
+    assertEquals(all.replace(between, "     ...\n"), text(totals, 3));
   }
 
   @Test

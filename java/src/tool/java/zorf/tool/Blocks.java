@@ -85,6 +85,13 @@ final class Blocks {
     }
   }
 
+  /** The raw status of a file that can have blocks. */
+  static byte[] regular(String path) {
+    byte[] record = ZORFNative.getFileStatusNative(path, true);
+    requireRegular(path, record);
+    return record;
+  }
+
   /** The block size that the file system itself uses for a file. */
   static long fileSystemBlockSize(String path) {
     choose(BlockPolicy.LOCAL, 0);

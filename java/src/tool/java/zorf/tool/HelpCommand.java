@@ -6,10 +6,7 @@ import java.util.Iterator;
 import java.util.List;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
-import picocli.CommandLine.Model.CommandSpec;
-import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import picocli.CommandLine.Spec;
 import picocli.CommandLine.UnmatchedArgumentException;
 
 /** Picocli's own command of this name takes one word only: there is "help acl get". */
@@ -18,15 +15,7 @@ import picocli.CommandLine.UnmatchedArgumentException;
     helpCommand = true,
     description = "Shows what --help shows of a command.",
     footer = {"  zorfhadoop help locate", "  zorfhadoop help acl get"})
-final class HelpCommand implements Runnable {
-  @Spec private CommandSpec spec;
-
-  @Option(
-      names = {"-h", "--help"},
-      usageHelp = true,
-      description = "Show this help and exit.")
-  private boolean help;
-
+final class HelpCommand extends HelpedCommand implements Runnable {
   @Parameters(
       paramLabel = "COMMAND",
       arity = "0..*",

@@ -6,7 +6,6 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.List;
-import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
@@ -174,8 +173,7 @@ final class LocateCommand extends FileCommand {
 
   /** The part of the file that was asked for. */
   private BlockRange range(String path) throws IOException {
-    byte[] record = ZORFNative.getFileStatusNative(path, true);
-    Blocks.requireRegular(path, record);
+    byte[] record = Blocks.regular(path);
     long size = Library.layout().decode(record).size();
     if (offset > size) {
       throw new Failure(path + ": the offset is beyond the end of " + Sizes.count(size, "byte"));

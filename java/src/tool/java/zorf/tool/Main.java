@@ -10,10 +10,8 @@ import java.util.stream.Stream;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Help;
-import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 import picocli.CommandLine.UnmatchedArgumentException;
 
 /** The command line of {@code zorfhadoop}. */
@@ -34,7 +32,7 @@ import picocli.CommandLine.UnmatchedArgumentException;
       "",
       "zorfhadoop help COMMAND tells more about each command."
     })
-public final class Main implements Runnable {
+public final class Main extends GroupCommand {
   private static final int HELP_WIDTH = 96;
   private static final Class<?>[] COMMANDS = {
     StatusCommand.class,
@@ -50,14 +48,6 @@ public final class Main implements Runnable {
     DoctorCommand.class,
     HelpCommand.class
   };
-
-  @Spec private CommandSpec spec;
-
-  @Option(
-      names = {"-h", "--help"},
-      usageHelp = true,
-      description = "Show this help and exit.")
-  private boolean help;
 
   @Option(
       names = {"-V", "--version"},
@@ -167,10 +157,5 @@ public final class Main implements Runnable {
       usage.exitCodeList(exits);
     }
     line.getSubcommands().values().forEach(Main::finish);
-  }
-
-  @Override
-  public void run() {
-    throw new ParameterException(spec.commandLine(), "which command?");
   }
 }

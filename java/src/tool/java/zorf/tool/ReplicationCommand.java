@@ -43,14 +43,8 @@ final class ReplicationCommand extends FileCommand {
     return count == null ? each(paths, this::show) : change(paths, this::set);
   }
 
-  private static byte[] requireFile(String path) {
-    byte[] record = ZORFNative.getFileStatusNative(path, true);
-    Blocks.requireRegular(path, record);
-    return record;
-  }
-
   private void show(String path) {
-    int replicas = Blocks.sizes(path, Blocks.DEFAULT_BLOCK_SIZE, requireFile(path)).replicaCount();
+    int replicas = Blocks.sizes(path, Blocks.DEFAULT_BLOCK_SIZE, Blocks.regular(path)).replicaCount();
     Output.OUT.println(
         json
             ? new Json().object().put("path", path).put("replicas", replicas).end().toString()
@@ -58,7 +52,7 @@ final class ReplicationCommand extends FileCommand {
   }
 
   private void set(String path) {
-    requireFile(path);
+    Blocks.regular(path);
     try {
       ZORFNative.setReplication(path, count.shortValue(), restripe);
     } catch (Exception e) {

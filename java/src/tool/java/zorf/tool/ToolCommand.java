@@ -2,25 +2,14 @@ package zorf.tool;
 
 import java.util.List;
 import java.util.concurrent.Callable;
-import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
-import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 import zorf.common.Sizes;
 
-/** What all commands share. */
-abstract class ToolCommand implements Callable<Integer> {
+/** What all commands share that do something. */
+abstract class ToolCommand extends HelpedCommand implements Callable<Integer> {
   static final int OK = 0;
   static final int FAILED = 1;
   static final int USAGE = 2;
-
-  @Spec CommandSpec spec;
-
-  @Option(
-      names = {"-h", "--help"},
-      usageHelp = true,
-      description = "Show this help and exit.")
-  private boolean help;
 
   @Option(
       names = "--debug",
@@ -34,11 +23,6 @@ abstract class ToolCommand implements Callable<Integer> {
 
   boolean debug() {
     return debug;
-  }
-
-  /** Says that the command line is wrong. */
-  ParameterException misuse(String text) {
-    return new ParameterException(spec.commandLine(), text);
   }
 
   private static String describe(String path, Throwable problem) {

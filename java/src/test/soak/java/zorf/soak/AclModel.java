@@ -9,20 +9,15 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.AclEntry;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclScope;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclTag;
 
-/** The entries that an ACL should have after a change. */
+/** The entries that an ACL should have, which are those that were sent. */
 final class AclModel {
   private static final AclTag[] BASE = {AclTag.USER_OBJ, AclTag.GROUP_OBJ, AclTag.OTHER};
 
-  private final AclScope scope;
   private final Map<String, AclEntry> entries = new LinkedHashMap<>();
-
-  AclModel(AclScope scope) {
-    this.scope = scope;
-  }
 
   /** The access ACL that is nothing but permission bits. */
   static AclModel ofMode(int mode) {
-    AclModel acl = new AclModel(AclScope.ACCESS);
+    AclModel acl = new AclModel();
     for (int i = 0; i < BASE.length; i++) {
       acl.put(AclEntry.of(AclScope.ACCESS, BASE[i], mode >> (6 - 3 * i) & 7));
     }
@@ -69,37 +64,6 @@ final class AclModel {
 
   void remove(AclEntry entry) {
     entries.remove(key(entry));
-  }
-
-  /** Replaces everything by what a specification means: it is completed from {@code access}. */
-  void set(Collection<AclEntry> specification, AclModel access) {
-    AclModel old = new AclModel(scope);
-    old.entries.putAll(access.entries);
-    entries.clear();
-    specification.forEach(this::put);
-    complete(old, false);
-  }
-
-  /** Merges a specification. */
-  void modify(Collection<AclEntry> specification, AclModel access) {
-    specification.forEach(this::put);
-    boolean sent = specification.stream().anyMatch(entry -> entry.tag() == AclTag.MASK);
-    complete(access, !sent);
-  }
-
-  private void complete(AclModel access, boolean maskFollows) {
-    for (AclTag tag : BASE) {
-      if (!has(tag)) {
-        put(AclEntry.of(scope, tag, access.get(tag).permission()));
-      }
-    }
-    if (has(AclTag.MASK) ? maskFollows : !named().isEmpty()) {
-      int mask = get(AclTag.GROUP_OBJ).permission();
-      for (AclEntry entry : named()) {
-        mask |= entry.permission();
-      }
-      put(AclEntry.of(scope, AclTag.MASK, mask));
-    }
   }
 
   /** The permission bits that the file shows. */
