@@ -8,7 +8,22 @@ out=$root/build/namenode/suites
 # shellcheck source=tests/surroundings.sh
 . "$root/tests/surroundings.sh"
 
-suites=(cli.TestXAttrCLI)
+suites=(
+  cli.TestHDFSCLI cli.TestAclCLI cli.TestAclCLIWithPosixAclInheritance cli.TestXAttrCLI cli.TestDeleteCLI
+  hdfs.server.namenode.{TestNameNodeAcl,TestFileContextAcl,TestNameNodeXAttr,TestFileContextXAttr}
+  hdfs.TestExtendedAcls
+  fs.contract.hdfs.TestHDFSContract{Append,BulkDelete,Concat,Create,Delete,GetFileStatus,LeaseRecovery}
+  fs.contract.hdfs.TestHDFSContract{Mkdir,MultipartUploader,Open,PathHandle,Rename,RootDirectory,SafeMode}
+  fs.contract.hdfs.TestHDFSContract{Seek,SetTimes,Unbuffer,VectoredRead}
+  hdfs.TestHDFSFileSystemContract
+  fs.permission.TestStickyBit
+  security.Test{Permission,PermissionSymlinks} hdfs.Test{DFSPermission,FsShellPermission}
+  hdfs.server.namenode.TestGetContentSummaryWithPermission
+  fs.TestGlobPaths
+  fs.Test{HDFSFileContextMainOperations,FcHdfsCreateMkdir,FcHdfsPermission,FcHdfsSetUMask}
+  fs.TestSymlinkHdfs{FileContext,FileSystem}
+  hdfs.TestDFSShell{,GenericOptions,Touch} hdfs.Test{HDFSTrash,DFSMkdirs,ListFilesInDFS,ListFilesInFileContext}
+)
 
 record=()
 [[ ${1:-} != --record ]] || { record=(--record); shift; }

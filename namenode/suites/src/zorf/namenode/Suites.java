@@ -6,7 +6,10 @@ import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Set;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+import java.util.concurrent.ScheduledExecutorService;
+import java.util.concurrent.TimeUnit;
 import org.junit.runner.Description;
 import org.junit.runner.JUnitCore;
 import org.junit.runner.Request;
@@ -15,6 +18,9 @@ import org.junit.runner.notification.RunListener;
 
 /** Runs Hadoop's own suites and holds what comes of each case against a list. */
 public final class Suites {
+  /** Some wait without an end for what never comes. */
+  private static final int LIMIT_SECONDS = 60;
+
   /** What comes of one case. */
   enum Outcome {
     PASSED,
@@ -62,14 +68,19 @@ public final class Suites {
 
   private static List<Ran> junit(Class<?> suite) {
     List<Ran> ran = new ArrayList<>();
+    Thread runner = Thread.currentThread();
+    ScheduledExecutorService clock = Executors.newSingleThreadScheduledExecutor();
     JUnitCore core = new JUnitCore();
     core.addListener(
         new RunListener() {
           private Outcome outcome;
           private String why;
+          private Future<?> limit;
 
           @Override
           public void testStarted(Description test) {
+            System.err.println("=== " + test);
+            limit = clock.schedule(runner::interrupt, LIMIT_SECONDS, TimeUnit.SECONDS);
             outcome = Outcome.PASSED;
             why = "";
           }
@@ -97,10 +108,13 @@ public final class Suites {
 
           @Override
           public void testFinished(Description test) {
+            limit.cancel(false);
+            Thread.interrupted();
             ran.add(new Ran(suite.getSimpleName(), test.getMethodName(), outcome, why));
           }
         });
     core.run(Request.aClass(suite));
+    clock.shutdownNow();
     return ran;
   }
 

@@ -2,14 +2,21 @@ package org.apache.hadoop.hdfs;
 
 import java.io.File;
 import java.io.IOException;
+import java.lang.reflect.InvocationHandler;
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Proxy;
+import java.net.InetSocketAddress;
 import java.net.URI;
 import java.security.PrivilegedExceptionAction;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.atomic.AtomicBoolean;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.FSNamesystem;
 import org.apache.hadoop.hdfs.server.namenode.SeenByClients;
+import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocols;
 import org.apache.hadoop.security.UserGroupInformation;
 import zorf.namenode.ScratchService;
 
@@ -119,6 +126,28 @@ public class MiniDFSCluster implements AutoCloseable {
     } catch (IOException | InterruptedException e) {
       throw new IllegalStateException(e);
     }
+  }
+
+  /** The calls that are a client's, over RPC. */
+  public NamenodeProtocols getNameNodeRpc() throws IOException {
+    ClientProtocol client =
+        NameNodeProxiesClient.createNonHAProxyWithClientProtocol(
+            new InetSocketAddress("localhost", getNameNodePort()),
+            configuration,
+            UserGroupInformation.getCurrentUser(),
+            false,
+            new AtomicBoolean());
+    InvocationHandler forward =
+        (proxy, method, arguments) -> {
+          try {
+            return method.invoke(client, arguments);
+          } catch (InvocationTargetException e) {
+            throw e.getCause();
+          }
+        };
+    Class<?>[] types = {NamenodeProtocols.class};
+    return (NamenodeProtocols)
+        Proxy.newProxyInstance(NamenodeProtocols.class.getClassLoader(), types, forward);
   }
 
   public void restartNameNode(boolean waitActive) throws IOException {
