@@ -31,8 +31,7 @@ bar
 python
 testdeduplicateuser
 '
-groups='admin users sales newgroup hadoopgrp herbivores mammals reptiles toys group bar foo mygroup2
-testdeduplicategroup'
+groups='admin users sales newgroup hadoopgrp herbivores mammals reptiles toys group mygroup2 groupX testdeduplicategroup'
 
 scratch=$(mktemp -d)
 mount -t tmpfs -o mode=755 tmpfs "$scratch"

@@ -17,6 +17,7 @@ import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.FSNamesystem;
 import org.apache.hadoop.hdfs.server.namenode.SeenByClients;
 import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocols;
+import org.apache.hadoop.ipc.RemoteException;
 import org.apache.hadoop.security.UserGroupInformation;
 import zorf.namenode.ScratchService;
 
@@ -32,6 +33,7 @@ public class MiniDFSCluster implements AutoCloseable {
   private ScratchService service;
 
   private MiniDFSCluster(Builder builder) throws IOException {
+    FileSystem.enableSymlinks(); // a client's own switch, as the suites know it
     configuration = builder.configuration;
     place = ScratchService.place(builder.directory);
     if (builder.format) {
@@ -142,7 +144,9 @@ public class MiniDFSCluster implements AutoCloseable {
           try {
             return method.invoke(client, arguments);
           } catch (InvocationTargetException e) {
-            throw e.getCause();
+            throw e.getCause() instanceof RemoteException remote
+                ? remote.unwrapRemoteException()
+                : e.getCause();
           }
         };
     Class<?>[] types = {NamenodeProtocols.class};
