@@ -37,6 +37,7 @@ chmod 755 "$scratch"
 home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
 version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$home/release")
 flags=(-Xmx1g -Dzorf.library="$root/build/lib/libzorfhadoop.so.2.7" -Dzorf.suites.scratch="$scratch/served"
+  -Dzorf.suites.datanode="$root/build/bin/zorf-datanode"
   -Dtest.cache.data="$out/resources" -Dtest.build.data="$scratch/data" -Dnet.bytebuddy.experimental=true
   --add-opens java.base/java.lang=ALL-UNNAMED)
 ((version < 24)) || flags+=(--enable-native-access=ALL-UNNAMED --sun-misc-unsafe-memory-access=allow)

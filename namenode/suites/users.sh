@@ -29,6 +29,8 @@ newowner
 foo
 bar
 python
+userA
+userB
 testdeduplicateuser
 '
 groups='admin users sales newgroup hadoopgrp herbivores mammals reptiles toys group mygroup2 groupX testdeduplicategroup'

@@ -103,7 +103,8 @@ public final class Suites {
 
           @Override
           public void testIgnored(Description test) {
-            ran.add(new Ran(suite.getSimpleName(), test.getMethodName(), Outcome.SKIPPED, "ignored"));
+            String name = test.getMethodName();
+            ran.add(new Ran(suite.getSimpleName(), name, Outcome.SKIPPED, "ignored"));
           }
 
           @Override

@@ -15,10 +15,13 @@ import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.FSNamesystem;
+import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.SeenByClients;
 import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocols;
 import org.apache.hadoop.ipc.RemoteException;
 import org.apache.hadoop.security.UserGroupInformation;
+import zorf.namenode.DataNodes;
+import zorf.namenode.ScratchDirectory;
 import zorf.namenode.ScratchService;
 
 /**
@@ -28,27 +31,31 @@ import zorf.namenode.ScratchService;
  */
 public class MiniDFSCluster implements AutoCloseable {
   private final Configuration configuration;
-  private final ScratchService.Place place;
+  private final ScratchDirectory directory;
   private final List<FileSystem> clients = new ArrayList<>();
+  private final DataNodes dataNodes;
   private ScratchService service;
 
   private MiniDFSCluster(Builder builder) throws IOException {
     FileSystem.enableSymlinks(); // a client's own switch, as the suites know it
     configuration = builder.configuration;
-    place = ScratchService.place(builder.directory);
-    if (builder.format) {
-      place.empty();
+    directory = ScratchDirectory.take(builder.directory);
+    if (builder.format || !directory.exists()) {
+      directory.empty();
     }
-    service = ScratchService.start(place, configuration, builder.port);
+    dataNodes = new DataNodes(directory, builder.dataNodes, builder.racks);
+    service = ScratchService.start(directory, dataNodes, configuration, builder.port);
     FileSystem.setDefaultUri(configuration, getURI(0));
   }
 
-  /** Says what to start. What is about DataNodes and the layout of Apache's own files is ignored. */
+  /** Says what to start. The DataNodes are all on this host, whatever names they should have. */
   public static class Builder {
     private final Configuration configuration;
     private final File directory;
     private boolean format = true;
     private int port;
+    private int dataNodes = 1;
+    private String[] racks;
 
     public Builder(Configuration configuration) {
       this(configuration, null);
@@ -70,6 +77,7 @@ public class MiniDFSCluster implements AutoCloseable {
     }
 
     public Builder numDataNodes(int value) {
+      dataNodes = value;
       return this;
     }
 
@@ -78,6 +86,7 @@ public class MiniDFSCluster implements AutoCloseable {
     }
 
     public Builder racks(String[] value) {
+      racks = value;
       return this;
     }
 
@@ -130,6 +139,10 @@ public class MiniDFSCluster implements AutoCloseable {
     }
   }
 
+  public NameNode getNameNode() {
+    return SeenByClients.nameNode(getNamesystem());
+  }
+
   /** The calls that are a client's, over RPC. */
   public NamenodeProtocols getNameNodeRpc() throws IOException {
     ClientProtocol client =
@@ -157,7 +170,7 @@ public class MiniDFSCluster implements AutoCloseable {
   public void restartNameNode(boolean waitActive) throws IOException {
     int port = service.port();
     service.close();
-    service = ScratchService.start(place, configuration, port);
+    service = ScratchService.start(directory, dataNodes, configuration, port);
   }
 
   public void shutdown() {
@@ -175,7 +188,8 @@ public class MiniDFSCluster implements AutoCloseable {
       }
     }
     service.close();
-    place.free();
+    dataNodes.close();
+    directory.free();
   }
 
   @Override

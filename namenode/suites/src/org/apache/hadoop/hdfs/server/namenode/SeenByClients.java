@@ -29,6 +29,13 @@ public final class SeenByClients {
     return namesystem;
   }
 
+  /** One whose image can be saved, since there is none: all is in the file system already. */
+  public static NameNode nameNode(FSNamesystem namesystem) {
+    NameNode nameNode = mock(NameNode.class, RETURNS_SMART_NULLS);
+    when(nameNode.getNamesystem()).thenReturn(namesystem);
+    return nameNode;
+  }
+
   private static INode inode(DistributedFileSystem client, Path path) throws IOException {
     FileStatus status;
     try {
