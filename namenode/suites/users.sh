@@ -25,6 +25,7 @@ smokeUser hadoop
 tmpname mygroup
 charlie
 hadoop
+hdfs
 newowner
 foo
 bar

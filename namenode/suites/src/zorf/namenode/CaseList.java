@@ -7,8 +7,8 @@ import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 import java.util.TreeMap;
-import java.util.function.Function;
 import java.util.stream.Collectors;
 
 /**
@@ -99,14 +99,10 @@ final class CaseList {
   /** {@return a line for each case of a suite that has not come out as listed} */
   List<String> changes(List<Suites.Ran> ran) {
     List<String> changes = new ArrayList<>();
-    Map<String, Suites.Ran> seen =
-        ran.stream()
-            .collect(
-                Collectors.toMap(
-                    Suites.Ran::name, Function.identity(), (a, b) -> b, LinkedHashMap::new));
+    Set<String> seen = ran.stream().map(Suites.Ran::name).collect(Collectors.toSet());
     String suite = ran.isEmpty() ? "" : ran.get(0).suite();
     Map<String, Entry> cases = suites.getOrDefault(suite, Map.of());
-    for (Suites.Ran one : seen.values()) {
+    for (Suites.Ran one : ran) {
       Entry entry = cases.get(one.name());
       String name = suite + " " + one.name();
       if (entry == null) {
@@ -119,7 +115,7 @@ final class CaseList {
       }
     }
     for (String name : cases.keySet()) {
-      if (!seen.containsKey(name)) {
+      if (!seen.contains(name)) {
         changes.add(suite + " " + name + ": listed, but did not run");
       }
     }
