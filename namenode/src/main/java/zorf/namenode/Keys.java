@@ -56,7 +56,8 @@ final class Keys {
     return signing;
   }
 
-  private void readAgain() {
+  /** Takes a new version of the file, if there is one and it is good. */
+  synchronized void readAgain() {
     try {
       Version found = version();
       if (!found.equals(version)) {
@@ -64,7 +65,8 @@ final class Keys {
         signing = read();
       }
     } catch (IOException e) {
-      LOG.warn("the keys stay as they were: {}", e.getMessage());
+      String why = e instanceof BadFile ? e.getMessage() : e.toString();
+      LOG.warn("the keys stay as they were: {}", why);
     }
   }
 

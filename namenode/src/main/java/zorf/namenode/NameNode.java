@@ -25,6 +25,7 @@ final class NameNode implements AutoCloseable {
   private final Settings settings;
   private final Root root;
   private final Users users;
+  private final ClientProtocol client;
   private final RpcService service;
 
   /**
@@ -51,12 +52,14 @@ final class NameNode implements AutoCloseable {
     Errors errors = new Errors(root);
     AdminAnswers admin = new AdminAnswers(root, settings.pool());
     CallObserver observer = new AuditLog(configuration, root.files(), directory);
+    client =
+        Dispatch.of(
+            ClientProtocol.class, answers(options, topology, keys), users, errors, observer);
     service =
         new RpcService(
             configuration,
             new InetSocketAddress(options.bind(), options.port()),
-            Dispatch.of(
-                ClientProtocol.class, answers(options, topology, keys), users, errors, observer),
+            client,
             Dispatch.of(
                 NamenodeProtocol.class,
                 List.of(admin.new OfNameNode()),
@@ -127,6 +130,11 @@ final class NameNode implements AutoCloseable {
   /** {@return how busy the threads are that act as users} */
   UserThreadCounts threadCounts() {
     return users.threadCounts();
+  }
+
+  /** {@return what answers clients, without a connection to it} */
+  ClientProtocol client() {
+    return client;
   }
 
   Settings settings() {

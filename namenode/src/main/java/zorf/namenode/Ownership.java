@@ -70,12 +70,25 @@ final class Ownership {
     }
     users.asSuperuser(
         () -> {
-          change(file, uid, gid);
+          if (entry.isFile() || entry.isDirectory()) {
+            change(file, uid, gid);
+          } else {
+            changeUnopened(file, uid, gid);
+          }
           return null;
         });
   }
 
-  /** The superuser's hand is not to be led elsewhere by a link that somebody makes meanwhile. */
+  private static void changeUnopened(Path file, long uid, long gid) throws IOException {
+    if (gid != SAME) {
+      Files.setAttribute(file, "unix:gid", (int) gid, LinkOption.NOFOLLOW_LINKS);
+    }
+    if (uid != SAME) {
+      Files.setAttribute(file, "unix:uid", (int) uid, LinkOption.NOFOLLOW_LINKS);
+    }
+  }
+
+  /** It opens the file. The superuser's hand is not to be led elsewhere by a link that somebody makes meanwhile. */
   private void change(Path file, long uid, long gid) throws IOException {
     if (file.equals(root.directory())) {
       change(Files.getFileAttributeView(file, PosixFileAttributeView.class), uid, gid);

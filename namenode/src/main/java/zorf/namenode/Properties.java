@@ -101,6 +101,10 @@ final class Properties {
               root.find(src)
                   .orElseThrow(
                       () -> new FileNotFoundException("File/Directory " + src + " does not exist."));
+          if (!entry.isFile() && !entry.isDirectory()) {
+            // Java would open it, and wait at a FIFO for somebody to write.
+            throw new IOException("the times of what is no file can't be set: " + src);
+          }
           Path file = root.localPath(entry.path()).toRealPath();
           try {
             setTimes(file, mtime, atime);
@@ -121,7 +125,6 @@ final class Properties {
   }
 
   private static void setTimes(Path file, long mtime, long atime) throws IOException {
-    // With links followed Java would open the file.
     Files.getFileAttributeView(file, BasicFileAttributeView.class, LinkOption.NOFOLLOW_LINKS)
         .setTimes(time(mtime), time(atime), null);
   }

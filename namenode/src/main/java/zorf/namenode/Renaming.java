@@ -8,7 +8,6 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.util.Arrays;
-import java.util.List;
 import java.util.Optional;
 import java.util.concurrent.locks.Lock;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
@@ -153,11 +152,5 @@ final class Renaming {
     } finally {
       lock.unlock();
     }
-  }
-
-  @ActsAs(value = ActsAs.Who.CHANGER)
-  void concat(String trg, String[] srcs) {
-    throw new UnsupportedOperationException(
-        "concat is not supported on zorf: " + trg + " of " + List.of(srcs));
   }
 }

@@ -38,19 +38,24 @@ final class StatusAnswers {
     return entry.isEmpty() ? null : statuses.of(entry.get());
   }
 
-  /** A file on the way is "not a directory" to users, and as good as missing to the superuser. */
   private Optional<Entry> lookUp(String src, boolean followLink) throws IOException {
-    try {
-      return followLink ? root.find(src) : root.findLink(src);
-    } catch (java.nio.file.FileSystemException e) {
-      if (!"Not a directory".equals(e.getReason())) {
-        throw e;
-      }
-      if (Caller.current().superuser()) {
-        return Optional.empty();
-      }
-      access.check(src, Access.Need.NOTHING);
-      throw new AccessControlException(Paths.parent(src) + " (is not a directory)");
+    Optional<Entry> entry = followLink ? root.find(src) : root.findLink(src);
+    if (entry.isEmpty() && !Caller.current().superuser()) {
+      checkWay(src);
+    }
+    return entry;
+  }
+
+  /** A file on the way is no directory to users, and as good as missing to the superuser. */
+  private void checkWay(String src) throws IOException {
+    Optional<Entry> above = Optional.empty();
+    String directory = src;
+    while (above.isEmpty()) {
+      directory = Paths.parent(directory);
+      above = root.find(directory);
+    }
+    if (!above.get().isDirectory()) {
+      throw new AccessControlException(directory + " (is not a directory)");
     }
   }
 

@@ -11,7 +11,6 @@ import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.hdfs.AddBlockFlag;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
-import org.apache.hadoop.hdfs.protocol.DatanodeID;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LastBlockWithStatus;
@@ -124,24 +123,6 @@ final class Writing {
           }
           return true;
         });
-  }
-
-  @ActsAs(value = ActsAs.Who.CHANGER, paths = {})
-  LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) {
-    // The only DataNode of a block is the one that has failed.
-    throw new UnsupportedOperationException(
-        "updateBlockForPipeline is not supported on zorf: " + block + " has no other DataNode");
-  }
-
-  @ActsAs(value = ActsAs.Who.CHANGER, paths = {})
-  void updatePipeline(
-      String clientName,
-      ExtendedBlock oldBlock,
-      ExtendedBlock newBlock,
-      DatanodeID[] newNodes,
-      String[] newStorageIDs) {
-    throw new UnsupportedOperationException(
-        "updatePipeline is not supported on zorf: " + oldBlock + " has no other DataNode");
   }
 
   private Entry file(String src) throws IOException {

@@ -15,6 +15,7 @@ import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.security.UserGroupInformation;
 
@@ -37,6 +38,12 @@ final class Served implements AutoCloseable {
   static Served start(Configuration configuration, String... options) throws Exception {
     Path root = Files.createTempDirectory("zorf-namenode-test-").toRealPath();
     Files.setPosixFilePermissions(root, PosixFilePermissions.fromString("rwxr-xr-x"));
+    return start(root, configuration, options);
+  }
+
+  /** Serves a directory that is there; it is deleted in the end. */
+  static Served start(Path root, Configuration configuration, String... options)
+      throws Exception {
     List<String> arguments = new ArrayList<>(List.of("--root", root.toString(), "--port", "0"));
     arguments.addAll(List.of(options));
     NameNode nameNode =
@@ -52,6 +59,11 @@ final class Served implements AutoCloseable {
 
   URI uri() {
     return URI.create("hdfs://127.0.0.1:" + nameNode.address().getPort());
+  }
+
+  /** {@return what answers clients, without a connection to it} */
+  ClientProtocol answers() {
+    return nameNode.client();
   }
 
   UserThreadCounts threadCounts() {

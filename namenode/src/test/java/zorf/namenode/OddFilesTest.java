@@ -1,0 +1,179 @@
+package zorf.namenode;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.Arrays;
+import java.util.EnumSet;
+import java.util.List;
+import java.util.stream.Collectors;
+import org.apache.hadoop.fs.CreateFlag;
+import org.apache.hadoop.fs.permission.AclEntry;
+import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.protocol.ClientProtocol;
+import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
+import org.apache.hadoop.io.EnumSetWritable;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.Timeout;
+
+/** What else than files and directories, and which names, there may be on a POSIX file system. */
+@Timeout(60)
+class OddFilesTest {
+  private static final String GRIN = "\ud83d\ude00";
+
+  private Served served;
+  private ClientProtocol nameNode;
+
+  @BeforeEach
+  void serve() throws Exception {
+    served = Served.start();
+    nameNode = served.as("root").getClient().getNamenode();
+  }
+
+  @AfterEach
+  void close() throws Exception {
+    served.close();
+  }
+
+  private String listing() throws Exception {
+    return Arrays.stream(nameNode.getListing("/", new byte[0], false).getPartialListing())
+        .map(status -> kind(status) + status.getLocalName())
+        .collect(Collectors.joining(" "));
+  }
+
+  private static String kind(HdfsFileStatus status) {
+    return status.isSymlink() ? "l:" : status.isDirectory() ? "d:" : "f:";
+  }
+
+  private void shell(String command) throws Exception {
+    Process process =
+        new ProcessBuilder("bash", "-c", command)
+            .directory(served.root().toFile())
+            .inheritIO()
+            .start();
+    assertEquals(0, process.waitFor(), command);
+  }
+
+  @Test
+  void aNameBeyondTheBasicPlaneIsListedMadeAndDeleted() throws Exception {
+    FsPermission mode = new FsPermission((short) 0750);
+    assertTrue(nameNode.mkdirs("/" + GRIN, mode, true));
+    assertEquals("d:" + GRIN, listing());
+    assertEquals(mode, nameNode.getFileInfo("/" + GRIN).getPermission());
+    nameNode.setPermission("/" + GRIN, new FsPermission((short) 01700));
+    assertEquals("rwx-----T", nameNode.getFileInfo("/" + GRIN).getPermission().toString());
+    Files.writeString(served.root().resolve(GRIN).resolve("a"), "hello");
+    assertEquals(5, nameNode.getBlockLocations("/" + GRIN + "/a", 0, 10).getFileLength());
+    assertTrue(nameNode.rename("/" + GRIN, "/b"));
+    assertEquals("d:b", listing());
+  }
+
+  @Test
+  void aclsAndAttributesOfSuchANameAreNotAvailable() throws Exception {
+    Files.createDirectory(served.root().resolve(GRIN));
+    List<AclEntry> acl = AclEntry.parseAclSpec("user:daemon:rwx", true);
+    String text = "ACLs are not available for this name: /" + GRIN;
+    Refused.with(IOException.class, text, () -> nameNode.modifyAclEntries("/" + GRIN, acl));
+    Refused.with(
+        IOException.class,
+        "attributes are not available for this name: /" + GRIN,
+        () -> nameNode.listXAttrs("/" + GRIN));
+  }
+
+  @Test
+  void namesThatAreNotUtf8AreNotListed() throws Exception {
+    shell("touch a $'b\\xff' $'\\xff' c; mkdir $'d\\xe4'");
+    assertEquals("f:a f:c", listing());
+    assertEquals(2, nameNode.getContentSummary("/").getFileCount());
+  }
+
+  @Test
+  void theReplacementCharacterIsANameLikeOthers() throws Exception {
+    Files.createFile(served.root().resolve("\ufffd"));
+    assertEquals("f:\ufffd", listing());
+  }
+
+  @Test
+  void aLinkWithinIsWhatItLeadsTo() throws Exception {
+    Files.createDirectory(served.root().resolve("d"));
+    Files.writeString(served.root().resolve("d").resolve("a"), "hello");
+    Files.createSymbolicLink(served.root().resolve("l"), Path.of("d"));
+    assertEquals("d:d d:l", listing());
+    assertEquals(5, nameNode.getFileInfo("/l/a").getLen());
+    assertTrue(nameNode.getFileLinkInfo("/l").isSymlink());
+  }
+
+  @Test
+  void aLinkThatLeavesTheFileSystemIsALink() throws Exception {
+    Files.createSymbolicLink(served.root().resolve("out"), Path.of("/proc/self"));
+    assertEquals("l:out", listing());
+    HdfsFileStatus link = nameNode.getFileInfo("/out");
+    assertEquals("l: /proc/self", kind(link) + " " + new String(link.getSymlinkInBytes(), "UTF-8"));
+    assertNull(nameNode.getFileInfo("/out/status"));
+    Refused.with(
+        FileNotFoundException.class,
+        "Path is not a file: /out",
+        () -> nameNode.getBlockLocations("/out", 0, 1));
+    assertEquals(1, nameNode.getListing("/out", new byte[0], false).getPartialListing().length);
+    assertTrue(nameNode.delete("/out", true));
+    assertTrue(Files.exists(Path.of("/proc/self")));
+  }
+
+  @Test
+  void aLinkThatLeadsNowhereIsALink() throws Exception {
+    Files.createSymbolicLink(served.root().resolve("gone"), Path.of("none"));
+    assertEquals("l:gone", listing());
+    assertTrue(nameNode.getFileInfo("/gone").isSymlink());
+    assertTrue(nameNode.delete("/gone", false));
+    assertEquals("", listing());
+  }
+
+  @Test
+  void deletingATreeTakesLinksAndNotWhatTheyLeadTo() throws Exception {
+    Files.createDirectory(served.root().resolve("kept"));
+    Files.createFile(served.root().resolve("kept").resolve("a"));
+    Files.createDirectory(served.root().resolve("d"));
+    Files.createSymbolicLink(served.root().resolve("d").resolve("l"), Path.of("../kept"));
+    assertTrue(nameNode.delete("/d", true));
+    assertEquals("d:kept", listing());
+    assertTrue(Files.exists(served.root().resolve("kept").resolve("a")));
+  }
+
+  @Test
+  void aFifoASocketAndADeviceAreListedAndNeverOpened() throws Exception {
+    shell("mkfifo fifo; mknod null c 1 3; python3 -c 'import socket as s;"
+        + "s.socket(s.AF_UNIX).bind(\"socket\")'");
+    assertEquals("f:fifo f:null f:socket", listing());
+    EnumSetWritable<CreateFlag> append = new EnumSetWritable<>(EnumSet.of(CreateFlag.APPEND));
+    for (String name : List.of("/fifo", "/null", "/socket")) {
+      String text = "Path is not a file: " + name;
+      assertEquals(0, nameNode.getFileInfo(name).getLen());
+      Refused.with(
+          FileNotFoundException.class, text, () -> nameNode.getBlockLocations(name, 0, 1));
+      Refused.with(
+          FileNotFoundException.class, text, () -> nameNode.truncate(name, 0, "client"));
+      Refused.with(
+          FileNotFoundException.class, text, () -> nameNode.append(name, "client", append));
+      assertFalse(nameNode.setReplication(name, (short) 1));
+      Refused.with(
+          IOException.class,
+          "the times of what is no file can't be set: " + name,
+          () -> nameNode.setTimes(name, 1000, 1000));
+      nameNode.setOwner(name, "bin", "daemon");
+      assertEquals("bin", nameNode.getFileInfo(name).getOwner());
+      nameNode.setPermission(name, new FsPermission((short) 0600));
+      nameNode.checkAccess(name, FsAction.READ);
+      nameNode.listXAttrs(name);
+    }
+    assertEquals(3, nameNode.getContentSummary("/").getFileCount());
+  }
+}
