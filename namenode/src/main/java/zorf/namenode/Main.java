@@ -123,6 +123,9 @@ public final class Main {
     if (e instanceof NoClassDefFoundError && e.getMessage().contains("commons/logging")) {
       return "neither commons-logging nor jcl-over-slf4j is on the class path";
     }
+    if (e instanceof NoClassDefFoundError) {
+      return "the class path lacks " + e.getMessage();
+    }
     if (e instanceof LinkageError) {
       return "the library can't be loaded: " + e.getMessage();
     }
