@@ -8,7 +8,6 @@ import java.io.PrintStream;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.junit.jupiter.api.Test;
-import zorf.common.Table;
 
 /** The blocks of a file as a table and as JSON. */
 class BlockListingTest {

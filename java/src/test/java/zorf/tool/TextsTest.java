@@ -13,7 +13,6 @@ import java.util.stream.Collectors;
 import org.apache.hadoop.hdfs.server.namenode.zorf.AclEntry;
 import org.junit.jupiter.api.Test;
 import picocli.CommandLine.TypeConversionException;
-import zorf.common.Sizes;
 
 /** What the tool reads from and writes for people. */
 class TextsTest {

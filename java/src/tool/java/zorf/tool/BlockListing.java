@@ -5,8 +5,6 @@ import java.util.Arrays;
 import java.util.stream.Collectors;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
-import zorf.common.Sizes;
-import zorf.common.Table;
 
 /** The blocks of one file, each with its locations, as a table or as JSON. */
 final class BlockListing {

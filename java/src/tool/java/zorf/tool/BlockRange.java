@@ -3,7 +3,6 @@ package zorf.tool;
 import java.util.Arrays;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
-import zorf.common.Sizes;
 
 /**
  * The blocks of a range of a file, asked for in pieces that fit into memory however long the file

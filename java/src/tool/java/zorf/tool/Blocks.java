@@ -4,7 +4,6 @@ import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
-import zorf.common.Sizes;
 
 /** Questions about blocks. The policy is one of the process, so each question sets its own. */
 final class Blocks {

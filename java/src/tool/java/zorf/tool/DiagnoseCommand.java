@@ -16,7 +16,6 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import zorf.common.Table;
 import zorf.tool.Diagnosis.Component;
 
 @Command(

@@ -10,8 +10,6 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import zorf.common.Sizes;
-import zorf.common.Table;
 
 @Command(
     name = "locate",

@@ -23,8 +23,6 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.LocatedFileStatus;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import zorf.common.Sizes;
-import zorf.common.Table;
 
 @Command(
     name = "ls",

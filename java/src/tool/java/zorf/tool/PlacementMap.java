@@ -1,8 +1,5 @@
 package zorf.tool;
 
-import zorf.common.Sizes;
-import zorf.common.Table;
-
 /** The placement as text: a row for each location, a character for each column of blocks. */
 final class PlacementMap {
   /** More rows than this are hard to compare; locations share them then. */

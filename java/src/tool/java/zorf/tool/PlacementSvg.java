@@ -2,7 +2,6 @@ package zorf.tool;
 
 import java.util.Locale;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
-import zorf.common.Sizes;
 
 /**
  * The placement as a picture: a row for each location, grouped by racks, a column for each block or

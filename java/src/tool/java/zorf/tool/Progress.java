@@ -1,7 +1,6 @@
 package zorf.tool;
 
 import java.nio.file.Path;
-import zorf.common.Sizes;
 
 /** How far a long walk is, on a line of stderr that comes and goes; only if that is a terminal. */
 final class Progress {

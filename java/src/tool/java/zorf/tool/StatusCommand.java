@@ -14,7 +14,6 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import zorf.common.Sizes;
 
 @Command(
     name = "status",

@@ -3,7 +3,6 @@ package zorf.tool;
 import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Option;
-import zorf.common.Sizes;
 
 /** What all commands share that do something. */
 abstract class ToolCommand extends HelpedCommand implements Callable<Integer> {

@@ -7,8 +7,6 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
-import zorf.common.Sizes;
-import zorf.common.Table;
 
 /** The placement of several files summed up, as tables or as JSON. */
 final class TotalsListing {

@@ -7,7 +7,6 @@ import java.util.ArrayDeque;
 import java.util.Deque;
 import java.util.List;
 import picocli.CommandLine.Option;
-import zorf.common.Sizes;
 
 /** A command that does with -R to all that lies below its paths what it does to them. */
 abstract class TreeCommand extends FileCommand {

@@ -1,15 +1,15 @@
-package zorf.common;
+package zorf.tool;
 
 import java.util.Locale;
 
 /** Numbers of bytes, for readers. */
-public final class Sizes {
+final class Sizes {
   private static final String[] UNITS = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
 
   private Sizes() {}
 
   /** Such as "128 MiB", "1.9 KiB"; a decimal only where it is needed. */
-  public static String human(long bytes) {
+  static String human(long bytes) {
     int unit = 0;
     long scale = 1;
     while (unit + 1 < UNITS.length && bytes / scale >= 1024) {
@@ -24,7 +24,7 @@ public final class Sizes {
   }
 
   /** Such as "40,956 MiB": exact, in the largest unit that allows it. */
-  public static String offset(long bytes) {
+  static String offset(long bytes) {
     int unit = 0;
     while (bytes != 0 && unit + 1 < UNITS.length && bytes % 1024 == 0) {
       bytes /= 1024;
@@ -34,12 +34,12 @@ public final class Sizes {
   }
 
   /** Such as "1 block", "320 blocks". */
-  public static String count(long number, String noun) {
+  static String count(long number, String noun) {
     return exact(number) + " " + noun + (number == 1 ? "" : "s");
   }
 
   /** Such as "42,949,672,960". */
-  public static String exact(long bytes) {
+  static String exact(long bytes) {
     return String.format(Locale.ROOT, "%,d", bytes);
   }
 }

@@ -1,4 +1,4 @@
-package zorf.common;
+package zorf.tool;
 
 import java.io.PrintStream;
 import java.util.ArrayList;
@@ -6,7 +6,7 @@ import java.util.Arrays;
 import java.util.List;
 
 /** Rows of text in columns that are as wide as they must be. */
-public final class Table {
+final class Table {
   private static final String GAP = "   ";
 
   private final List<String[]> rows = new ArrayList<>();
@@ -17,7 +17,7 @@ public final class Table {
    *
    * @param headers one per column; one that starts with ">" stands for a column that ends flush
    */
-  public Table(String... headers) {
+  Table(String... headers) {
     right = new boolean[headers.length];
     String[] names = headers.clone();
     for (int i = 0; i < names.length; i++) {
@@ -28,7 +28,7 @@ public final class Table {
   }
 
   /** Adds a row of as many cells as there are columns. */
-  public void row(String... cells) {
+  void row(String... cells) {
     if (cells.length != right.length) {
       throw new IllegalArgumentException(Arrays.toString(cells));
     }
@@ -36,16 +36,11 @@ public final class Table {
   }
 
   /** The number of rows below the header. */
-  public int size() {
+  int size() {
     return rows.size() - 1;
   }
 
-  public void print(PrintStream out) {
-    print(out, "");
-  }
-
-  /** Prints the table with {@code indent} in front of every line. */
-  public void print(PrintStream out, String indent) {
+  void print(PrintStream out) {
     int[] widths = new int[right.length];
     for (String[] row : rows) {
       for (int i = 0; i < row.length; i++) {
@@ -55,7 +50,7 @@ public final class Table {
     for (String[] row : rows) {
       StringBuilder line = new StringBuilder();
       for (int i = 0; i < row.length; i++) {
-        line.append(i == 0 ? indent : GAP);
+        line.append(i == 0 ? "" : GAP);
         String fill = repeat(" ", widths[i] - row[i].length());
         line.append(right[i] ? fill + row[i] : row[i] + fill);
       }
@@ -64,7 +59,7 @@ public final class Table {
   }
 
   /** {@code text} so many times. */
-  public static String repeat(String text, int times) {
+  static String repeat(String text, int times) {
     StringBuilder all = new StringBuilder();
     for (int i = 0; i < times; i++) {
       all.append(text);
