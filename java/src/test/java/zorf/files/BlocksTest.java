@@ -224,6 +224,17 @@ class BlocksTest extends FilesFixture {
   }
 
   @Test
+  void aBlockSizeIsSetByTheFactorThatGivesIt() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE, 128 * MEBI);
+    assertTrue(files.setBlockSize(file, MEBI));
+    assertEquals(MEBI, files.blocks(file, 0, 1).blockSize());
+    for (long size : new long[] {MEBI + 1, 1, 0, -MEBI, 1L << 50}) {
+      assertFalse(files.setBlockSize(file, size), () -> Long.toString(size));
+    }
+    assertEquals(MEBI, files.blocks(file, 0, 1).blockSize());
+  }
+
+  @Test
   void theReplicationIsSetAndRead() throws Exception {
     ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE, MEBI);
     String path = sparse(MEBI);

@@ -12,6 +12,7 @@ import org.apache.hadoop.crypto.CryptoProtocolVersion;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.io.EnumSetWritable;
 import org.slf4j.Logger;
@@ -27,20 +28,28 @@ final class Creation {
   private final Ownership ownership;
   private final Statuses statuses;
   private final Leases leases;
+  private final long minBlockSize;
 
+  /**
+   * Takes what it asks.
+   *
+   * @param minBlockSize the smallest block size that a client may ask for
+   */
   Creation(
       Root root,
       Access access,
       Directories directories,
       Ownership ownership,
       Statuses statuses,
-      Leases leases) {
+      Leases leases,
+      long minBlockSize) {
     this.root = root;
     this.access = access;
     this.directories = directories;
     this.ownership = ownership;
     this.statuses = statuses;
     this.leases = leases;
+    this.minBlockSize = minBlockSize;
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -60,11 +69,20 @@ final class Creation {
       throw new UnsupportedOperationException("erasure coding is not supported on zorf");
     }
     Properties.checkReplication(src, replication);
+    if (blockSize < minBlockSize) {
+      throw new IOException(
+          "Specified block size is less than configured minimum value ("
+              + DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_KEY
+              + "): "
+              + blockSize
+              + " < "
+              + minBlockSize);
+    }
     EnumSet<CreateFlag> flags = flag.get();
     Entry entry =
         access.guard(
             src, Access.Need.CREATE, () -> make(src, masked, flags, createParent));
-    Entry made = properties(entry, replication);
+    Entry made = properties(entry, replication, blockSize);
     leases.begin(clientName, made.inode());
     return statuses.of(made);
   }
@@ -107,16 +125,23 @@ final class Creation {
   }
 
   /** What the client would like; a file system that can't give it has its own way. */
-  private Entry properties(Entry entry, short replication) throws IOException {
-    if (replication == entry.replication() || !Paths.isForNatives(entry.path())) {
+  private Entry properties(Entry entry, short replication, long blockSize) throws IOException {
+    if (!Paths.isForNatives(entry.path())) {
       return entry;
     }
+    String local = root.local(entry.path());
+    boolean changed = false;
     try {
-      root.files().setReplication(root.local(entry.path()), replication, false);
+      if (replication != entry.replication()) {
+        root.files().setReplication(local, replication, false);
+        changed = true;
+      }
+      if (blockSize != entry.blockSize()) {
+        changed |= root.files().setBlockSize(local, blockSize);
+      }
     } catch (IOException e) {
-      LOG.debug("{} keeps its replication", entry.path(), e);
-      return entry;
+      LOG.debug("{} keeps what the file system gave it", entry.path(), e);
     }
-    return root.get(entry.path());
+    return changed ? root.get(entry.path()) : entry;
   }
 }

@@ -109,7 +109,8 @@ final class NameNode implements AutoCloseable {
         new Summary(root, access),
         blocks,
         directories,
-        new Creation(root, access, directories, ownership, statuses, leases),
+        new Creation(
+            root, access, directories, ownership, statuses, leases, settings.minBlockSize()),
         new Writing(root, access, statuses, blocks, leases),
         new Renaming(root, access),
         new Deletion(root, access),

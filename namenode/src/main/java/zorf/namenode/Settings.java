@@ -18,6 +18,7 @@ import org.apache.hadoop.util.DataChecksum;
  * @param listLimit how many entries a page of a listing has
  * @param maxAttributes how many extended attributes a file may have
  * @param maxAttributeSize how many bytes one may have, with its name
+ * @param minBlockSize the smallest block size that a client may ask for
  * @param tokenMillis how long a block token is good
  * @param pool the id of the block pool
  * @param defaults what clients do if not told otherwise
@@ -29,6 +30,7 @@ record Settings(
     int listLimit,
     int maxAttributes,
     int maxAttributeSize,
+    long minBlockSize,
     long tokenMillis,
     String pool,
     FsServerDefaults defaults) {
@@ -58,6 +60,9 @@ record Settings(
         configuration.getInt(
             DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_KEY,
             DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_DEFAULT),
+        configuration.getLongBytes(
+            DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_KEY,
+            DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_DEFAULT),
         TimeUnit.MINUTES.toMillis(
             configuration.getLong(
                 DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_LIFETIME_KEY,

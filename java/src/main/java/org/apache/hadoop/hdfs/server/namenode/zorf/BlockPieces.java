@@ -65,7 +65,7 @@ public final class BlockPieces {
     }
     next = offset - offset % blockSize;
     // Only "local" answers an empty range with a block; its blocks are not made up of smaller ones.
-    blocksInPiece = blocksInPiece(header.blockCount() == 0 ? smallestBlockSize() : blockSize);
+    blocksInPiece = blocksInPiece(header.blockCount() == 0 ? smallestBlockSize(record) : blockSize);
   }
 
   private int blocksInPiece(long smallest) {
@@ -75,7 +75,7 @@ public final class BlockPieces {
   }
 
   /** The file system's own block size; 1, which is on the safe side, where that is not known. */
-  private long smallestBlockSize() {
+  static long smallestBlockSize(byte[] record) {
     if (record.length != RECORD_LENGTH) {
       return 1;
     }

@@ -28,6 +28,7 @@ public final class ZorfFiles {
   private static final String[] FACTOR_NAMES = {"zorf.BGF", "user.BGF"};
 
   private static final int MAX_PERMISSION = 01777;
+  private static final int MAX_FACTOR = 1024;
 
   private final StatusLayout layout;
   private final Names names;
@@ -253,6 +254,24 @@ public final class ZorfFiles {
    */
   public void setBlockGroupFactor(String path, int factor) throws IOException {
     Failures.calling("setBGF", path, () -> ZORFNative.setBGF(path, factor));
+  }
+
+  /**
+   * Sets the block group factor that gives a file this HDFS block size.
+   *
+   * @param path the path
+   * @param blockSize the size in bytes
+   * @return whether there is such a factor
+   * @throws IOException if it can't be set
+   */
+  public boolean setBlockSize(String path, long blockSize) throws IOException {
+    long smallest = BlockPieces.smallestBlockSize(record(path, true));
+    long factor = blockSize / smallest;
+    if (blockSize % smallest != 0 || factor < 1 || factor > MAX_FACTOR) {
+      return false;
+    }
+    setBlockGroupFactor(path, (int) factor);
+    return true;
   }
 
   // Extended attributes.
