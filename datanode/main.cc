@@ -30,21 +30,22 @@ namespace {
 // Of descriptors: libraries, listeners, the file of each operation.
 constexpr unsigned int SPARE = 64;
 
-// As many descriptors as this process may have.
-unsigned int raiseDescriptors() {
+// Descriptors that this process may have, of those wanted: whoever may raises the limit.
+unsigned int raiseDescriptors(unsigned int wanted) {
   rlimit limit = {};
   getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit raised = {wanted, std::max<rlim_t>(wanted, limit.rlim_max)};
+  if (limit.rlim_cur >= wanted || setrlimit(RLIMIT_NOFILE, &raised) == 0) return wanted;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
-  return static_cast<unsigned int>(std::min<rlim_t>(limit.rlim_cur, 1U << 30));
+  return static_cast<unsigned int>(limit.rlim_cur);
 }
 
-// Connections for which there are descriptors, of those that are wanted.
+// Connections for which there are descriptors, of those wanted, and each with an operation or not.
 unsigned int connectionsFor(const Options& options) {
-  const unsigned int descriptors = raiseDescriptors();
   const unsigned int others = options.operations + SPARE;
-  return std::min(options.connections,
-                  descriptors > 2 * others ? descriptors - others : descriptors / 2);
+  const unsigned int descriptors = raiseDescriptors(options.connections + others);
+  return descriptors > 2 * others ? descriptors - others : descriptors / 2;
 }
 
 std::string who() {

@@ -61,6 +61,7 @@ lines() {
   cat log >&2
   exit 1
 }
+: >log
 JOURNAL_STREAM=1:1 "$program" --config config --metrics 0 2>log &
 service=$!
 lines 3

@@ -13,6 +13,12 @@ namespace datanode {
 
 namespace {
 
+std::span<const std::uint8_t> bytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+}  // namespace
+
 Descriptor connectTo(std::uint16_t port) {
   Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address = {};
@@ -23,12 +29,6 @@ Descriptor connectTo(std::uint16_t port) {
   EXPECT_EQ(fcntl(socket.get(), F_SETFL, O_NONBLOCK), 0);
   return socket;
 }
-
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-}  // namespace
 
 TestClient::TestClient(std::uint16_t port)
     : socket_(connectTo(port)), stream_(socket_.get(), buffer_) {

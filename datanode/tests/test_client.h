@@ -16,6 +16,8 @@ constexpr std::uint8_t WRITE_BLOCK = 80;
 constexpr std::uint8_t READ_BLOCK = 81;
 constexpr std::uint8_t BLOCK_CHECKSUM = 85;
 
+Descriptor connectTo(std::uint16_t port);
+
 class TestClient {
  public:
   explicit TestClient(std::uint16_t port);

@@ -25,7 +25,8 @@ std::uint32_t readVarint(Stream& in) {
 }
 
 void parse(google::protobuf::MessageLite& message, const std::uint8_t* bytes, std::size_t size) {
-  if (!message.ParseFromArray(bytes, static_cast<int>(size))) {
+  // In two steps: in one the library writes a line of its own about a missing field.
+  if (!message.ParsePartialFromArray(bytes, static_cast<int>(size)) || !message.IsInitialized()) {
     throw ConnectionEnd("not a message of its kind");
   }
 }

@@ -41,7 +41,7 @@ const std::uint8_t* Stream::peek(std::size_t size) {
 
 void Stream::read(std::span<std::uint8_t> to) {
   const std::size_t had = std::min(to.size(), buffered());
-  std::memcpy(to.data(), buffer_.data() + begin_, had);
+  std::copy_n(buffer_.data() + begin_, had, to.begin());
   consume(had);
   to = to.subspan(had);
   while (!to.empty()) to = to.subspan(receive(to.data(), to.size()));
