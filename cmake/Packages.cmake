@@ -78,6 +78,20 @@ It lies outside of the loader's way: name its directory in LD_LIBRARY_PATH to
 use it. Never do that on a machine that serves users.")
 set(CPACK_DEBIAN_STANDIN_PACKAGE_SHLIBDEPS ON)
 
+set(CPACK_DEBIAN_DATANODE_PACKAGE_NAME zorf-datanode)
+set(CPACK_DEBIAN_DATANODE_PACKAGE_SECTION net)
+set(CPACK_COMPONENT_DATANODE_DESCRIPTION
+"give HDFS clients the data of files on the zorf file system
+A service for hosts that have the mount. It speaks HDFS's data transfer
+protocol to unmodified clients, which show it tokens of a NameNode, and reads
+and writes files as the users whom the tokens name.")
+set(CPACK_DEBIAN_DATANODE_PACKAGE_SHLIBDEPS ON)
+set(_components LIBRARY JNI TOOLS STANDIN)
+if(TARGET zorf-datanode)
+  list(APPEND _components DATANODE)
+  list(APPEND CPACK_COMPONENTS_ALL datanode)
+endif()
+
 # What each package says of itself.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_debian}/changelog
   ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
@@ -89,9 +103,10 @@ set(_docs ${PROJECT_SOURCE_DIR}/docs)
 set(_documents_of_library
   ${_docs}/operations.md ${_docs}/errors.md ${_docs}/formats.md ${_docs}/java.md)
 set(_documents_of_tools ${_docs}/tool.md ${_docs}/placement.svg)
+set(_documents_of_datanode ${_docs}/datanode.md)
 install(FILES ${_docs}/examples/Api.java COMPONENT library
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME}/examples)
-foreach(component LIBRARY JNI TOOLS STANDIN)
+foreach(component IN LISTS _components)
   string(TOLOWER ${component} _component)
   set(_package ${CPACK_DEBIAN_${component}_PACKAGE_NAME})
   string(REPLACE ${ZORF_SOVERSION} "" _name ${_package})

@@ -16,7 +16,10 @@ step "building in ${build#"$root/"}"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
   -DCPACK_PACKAGE_DIRECTORY="$out" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON -DBUILD_TESTING=OFF \
   -DZORF_BENCH=OFF >/dev/null
-cmake --build "$build" --target zorfhadoop zorf zorfhadoop_jar zorfhadoop_javadoc zorfhadoop_tool_texts \
+targets=(zorfhadoop zorf zorfhadoop_jar zorfhadoop_javadoc zorfhadoop_tool_texts)
+# Only where its libraries are installed.
+! grep -q zorf-datanode "$build/build.ninja" || targets+=(zorf-datanode zorf_datanode_manpage)
+cmake --build "$build" --target "${targets[@]}" \
   -- --quiet | sed '/no work to do/d; /^-- Clean class files/d'
 step "packing"
 mkdir -p "$out"
