@@ -1,6 +1,7 @@
 package zorf.tool;
 
 import java.io.IOException;
+import java.net.InetSocketAddress;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -10,6 +11,7 @@ import java.util.stream.Collectors;
 import org.apache.commons.logging.Log;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
 import zorf.tool.ProcessFacts.Capability;
 import zorf.tool.ProcessFacts.Mount;
 
@@ -19,7 +21,9 @@ import zorf.tool.ProcessFacts.Mount;
       "Checks what the library needs in this place: whether it loads, which client library and"
           + " which libacl the loader took, what this process may do, and which level the logger"
           + " gives. Every remark says what to do. \"warn\" leaves the exit status alone, \"fail\""
-          + " does not."
+          + " does not. With --namenode it asks an HDFS NameNode instead, as any client may:"
+          + " whether it speaks Hadoop's RPC, its state, version, root directory, defaults and"
+          + " space."
     },
     exitCodeList = {
       "0:all that is needed is there",
@@ -28,6 +32,7 @@ import zorf.tool.ProcessFacts.Mount;
     },
     footer = {
       "  zorfhadoop doctor",
+      "  zorfhadoop doctor --namenode namenode.example:8020",
       "  LD_LIBRARY_PATH=/opt/zorf/lib zorfhadoop doctor      with another client library",
       "  setpriv --reuid=hdfs --clear-groups zorfhadoop doctor",
     })
@@ -51,8 +56,17 @@ final class DoctorCommand extends ToolCommand {
 
   private int result = OK;
 
+  @Option(
+      names = "--namenode",
+      paramLabel = "HOST[:PORT]",
+      description = "Ask the NameNode at this address, and nothing else. The port is 8020 if not given.")
+  private String nameNode;
+
   @Override
   int run() throws IOException {
+    if (nameNode != null) {
+      return nameNode();
+    }
     java();
     boolean loaded = load();
     if (loaded) {
@@ -66,6 +80,17 @@ final class DoctorCommand extends ToolCommand {
     }
     mounts();
     return result;
+  }
+
+  private int nameNode() {
+    InetSocketAddress address;
+    try {
+      address = NameNodeCheck.address(nameNode);
+    } catch (IllegalArgumentException e) {
+      throw misuse(e.getMessage());
+    }
+    boolean good = new NameNodeCheck(this::say).run(address, System.getProperty("user.name"));
+    return good ? OK : FAILED;
   }
 
   /** Says a verdict and its lines; from one that starts with "->" on they tell what to do. */
