@@ -21,6 +21,8 @@ final class HttpPages implements AutoCloseable {
     own.setBoolean(CommonConfigurationKeysPublic.HADOOP_PROMETHEUS_ENABLED, true);
     // Nobody is an administrator: /logLevel, which could switch the audit log off, is refused.
     own.setBoolean(CommonConfigurationKeysPublic.HADOOP_SECURITY_AUTHORIZATION, true);
+    // Has this host's name in it, which may have no address, and serves a login that there is none of.
+    own.unset("hadoop.http.authentication.kerberos.principal");
     server =
         new HttpServer2.Builder()
             .setName("zorf-namenode")
