@@ -348,6 +348,9 @@ say <<'MD'
 It looks at the files, where the loader only tells that it found none: one that may not be read, one of
 another architecture, another library of the same name. A Java that is too old is told of before it starts.
 
+`--namenode HOST[:PORT]` asks an HDFS NameNode instead, over Hadoop's RPC and without anything of Hadoop's
+installed: [what it shows](namenode.md#is-it-well).
+
 ## Wrong command lines
 
 MD
