@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# demo.sh BUILD JAVA...: serves a sample tree to Apache's client, with users of its own (see users.sh), and
-# shows what each command prints. BUILD is the NameNode's build directory; JAVA the command that runs Java,
-# class path included.
+# demo.sh BUILD SCRIPT JAVA...: serves a sample tree to Apache's client, with users of its own (see users.sh),
+# and shows what each command of SCRIPT prints. BUILD is the NameNode's build directory; JAVA the command that
+# runs Java, class path included.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$1
-shift
+script=$2
+shift 2
 java=("$@")
 
 make_samples() {
@@ -24,7 +25,7 @@ make_samples() {
 
 make_samples
 for rack in 1 2 3 4; do
-  for i in 1 2 3 4 5 6; do echo "$rack$i 10.0.$rack.$i /rack$rack"; done
+  for i in 1 2 3 4 5 6; do echo "$rack$i 192.0.2.$rack$i /rack$rack"; done
 done >"$build/topology"
 mkdir -p "$build/conf"
 sed "s,audit=OFF,audit=INFO\, audit,; \$a\\
@@ -49,4 +50,4 @@ printf '# The service\n%s\n\n' "$(<"$build/service.log")"
 address=$(grep -o 'hdfs://[^ ]*' "$build/service.log")
 pages=$(grep -o 'http://[0-9.:]*' "$build/service.log")
 cd "$build"
-"${java[@]}" "$here/Demo.java" "$address" "$pages" "$here/script"
+"${java[@]}" "$here/Demo.java" "$address" "$pages" "$script"
