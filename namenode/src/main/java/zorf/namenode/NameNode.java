@@ -112,6 +112,7 @@ final class NameNode implements AutoCloseable {
         new Creation(
             root, access, directories, ownership, statuses, leases, settings.minBlockSize()),
         new Writing(root, access, statuses, blocks, leases),
+        new Links(root, access, directories, ownership),
         new Renaming(root, access),
         new Deletion(root, access),
         new Properties(root, access, ownership, users),

@@ -123,6 +123,12 @@ final class Root {
         .orElseThrow(() -> new FileNotFoundException("File does not exist: " + path));
   }
 
+  /** {@return where a link leads, as a client's path if it leads below the root} */
+  String linkTarget(String path) throws IOException {
+    String target = Files.readSymbolicLink(localPath(path)).toString();
+    return target.startsWith("/") ? remote(target) : target;
+  }
+
   /** Every call ends with this while another file system, or none, is where the root's was. */
   void checkMounted() throws IOException {
     long now;

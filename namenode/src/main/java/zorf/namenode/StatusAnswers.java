@@ -2,12 +2,10 @@ package zorf.namenode;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
-import java.nio.file.Files;
 import java.util.Optional;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.hdfs.protocol.HdfsLocatedFileStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
-import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.security.AccessControlException;
 
 /** Answers what a file is. A missing one is null, and no failure. */
@@ -88,21 +86,5 @@ final class StatusAnswers {
       throw new FileNotFoundException("Path is not a file: " + filename);
     }
     return entry.blockSize();
-  }
-
-  @ActsAs(ActsAs.Who.READER)
-  String getLinkTarget(String path) throws IOException {
-    Entry entry =
-        access.guard(
-            path,
-            Access.Need.NOTHING,
-            () ->
-                root.findLink(path)
-                    .orElseThrow(
-                        () -> new FileNotFoundException("File does not exist: " + path)));
-    if (entry.type() != FileType.SYMBOLIC_LINK) {
-      throw new IOException("Path " + path + " is not a symbolic link");
-    }
-    return Files.readSymbolicLink(root.localPath(path)).toString();
   }
 }

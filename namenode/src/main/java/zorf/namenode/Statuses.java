@@ -1,7 +1,6 @@
 package zorf.namenode;
 
 import java.io.IOException;
-import java.nio.file.Files;
 import java.util.EnumSet;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.DFSUtilClient;
@@ -54,8 +53,7 @@ final class Statuses {
       builder.flags(EnumSet.of(HdfsFileStatus.Flags.HAS_ACL));
     }
     if (entry.type() == FileType.SYMBOLIC_LINK) {
-      String target = Files.readSymbolicLink(root.localPath(entry.path())).toString();
-      builder.symlink(DFSUtilClient.string2Bytes(target));
+      builder.symlink(DFSUtilClient.string2Bytes(root.linkTarget(entry.path())));
     }
     return builder.build();
   }

@@ -7,7 +7,6 @@ import java.lang.reflect.Array;
 import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
 import java.util.TreeSet;
-import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants.SafeModeAction;
 import org.junit.jupiter.api.AfterAll;
@@ -44,9 +43,6 @@ class UnsupportedTest {
     unsupported("listCachePools", () -> nameNode.listCachePools(""));
     unsupported("setQuota", () -> nameNode.setQuota("/", 1, 1, null));
     unsupported("setStoragePolicy", () -> nameNode.setStoragePolicy("/", "HOT"));
-    unsupported(
-        "createSymlink",
-        () -> nameNode.createSymlink("/a", "/b", FsPermission.getDirDefault(), false));
     unsupported("rollEdits", () -> nameNode.rollEdits());
     unsupported("safe mode", () -> nameNode.setSafeMode(SafeModeAction.SAFEMODE_ENTER, false));
   }
@@ -66,7 +62,7 @@ class UnsupportedTest {
       }
     }
     assertEquals(
-        "abandonBlock, addBlock, append, checkAccess, complete, create, delete, fsync, "
+        "abandonBlock, addBlock, append, checkAccess, complete, create, createSymlink, delete, fsync, "
             + "getAclStatus, getBlockLocations, getContentSummary, getDataEncryptionKey, "
             + "getDatanodeReport, getDelegationToken, getECBlockGroupStats, getEnclosingRoot, "
             + "getFileInfo, getFileLinkInfo, getHAServiceState, getLinkTarget, getListing, "
