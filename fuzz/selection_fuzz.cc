@@ -4,7 +4,7 @@
 #include <cassert>
 #include <vector>
 
-#include "blocks/model.h"
+#include "core/blocks/model.h"
 #include "blocks/nthelement.h"
 #include "fuzz/input.h"
 

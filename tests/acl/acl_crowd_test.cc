@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "acl/natives_fixture.h"
-#include "identity/scratch_users.h"
+#include "core/identity/scratch_users.h"
 
 namespace {
 

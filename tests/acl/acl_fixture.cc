@@ -138,7 +138,7 @@ ClosedDirectory::~ClosedDirectory() {
 }
 
 void AclTest::SetUp() {
-  FilesTest::SetUp();
+  InJvm::SetUp();
   ASSERT_NE(ACLUtil::libacl_handle, nullptr) << "libacl.so.1 is needed here";
   watchLibacl();
   watching_ = true;
@@ -151,7 +151,7 @@ void AclTest::TearDown() {
     EXPECT_EQ(lost, 0) << "objects of libacl not freed";
     unwatchLibacl();
   }
-  FilesTest::TearDown();
+  InJvm::TearDown();
 }
 
 bool AclTest::isRoot() {

@@ -12,6 +12,7 @@
 #include "base/ioexception.h"
 #include "support/files.h"
 #include "support/java_values.h"
+#include "support/jvm.h"
 
 constexpr int kAccess = 0x8000;
 constexpr int kDefault = 0x4000;
@@ -76,7 +77,7 @@ class ClosedDirectory {
 };
 
 // Afterwards everything that libacl allocated is freed, exactly once.
-class AclTest : public FilesTest {
+class AclTest : public InJvm<FilesTest> {
  protected:
   void SetUp() override;
   void TearDown() override;

@@ -9,9 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "blocks/records.h"
+#include "core/blocks/records.h"
 #include "support/files.h"
+#include "support/jvm.h"
 #include "support/patched_jni.h"
+#include "support/scripted_client.h"
 
 // Runs `hook(text)` ahead of every line's delivery to the Java logger on this thread, and once more
 // with an empty text after it.
@@ -27,7 +29,7 @@ class LineHook {
 };
 
 // The settings are kept.
-class BlockNativesTest : public FilesTest {
+class BlockNativesTest : public InJvm<FilesTest> {
  protected:
   // Makes a regular file, sparse beyond `content`, and returns its path.
   std::string file(const std::string& name, std::uint64_t size, mode_t mode = 0644,

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "identity/fsaccount.h"
 #include "identity/identity_fixture.h"
 #include "support/java_values.h"
 #include "zorf_native.h"
@@ -12,7 +13,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
-using IdentityNativesTest = IdentityTest;
+using IdentityNativesTest = IdentityInJvm;
 
 jlong switchTo(jstring user) {
   return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setFsUid__Ljava_lang_String_2(
@@ -157,6 +158,17 @@ TEST_F(IdentityNativesTest, NegativeUMaskIsSignExtended) {
   EXPECT_EQ(setUMask(-1), 1);
   EXPECT_EQ(passed, 0xFFFFFFFFu);
   EXPECT_THAT(takeLogWithoutLines(), ElementsAre(MatchesRegex("debug @.*setUMask:# set umask -1")));
+}
+
+TEST_F(IdentityNativesTest, LoggerThatThrowsDoesNotKeepTheIdentity) {
+  NEEDS_ROOT();
+  onOwnThread([] {
+    letLoggerThrow("disk full");
+    { const FSAccount account(1234, 5678); }
+    EXPECT_EQ(threadIdentity().fsuid, 0u);
+    letLoggerThrow("");
+    EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "disk full"}));
+  });
 }
 
 }  // namespace

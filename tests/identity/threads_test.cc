@@ -16,7 +16,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-using ThreadsTest = IdentityTest;
+using ThreadsTest = IdentityInJvm;
 
 jlong switchTo(const std::string& user) {
   return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setFsUid__Ljava_lang_String_2(

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/ioexception.h"
 #include "jni/jniutil.h"
 #include "support/jvm.h"
 
@@ -76,20 +75,6 @@ TEST_F(ExceptionTest, ClassMissingFromTheCacheGivesInternalError) {
 TEST_F(ExceptionTest, LoggersExceptionGivesWayToTheRaisedOne) {
   letLoggerThrow("disk full");
   EXPECT_EQ(raised(env, ENOENT, "/p"), errorFor(ENOENT, "/p"));
-}
-
-TEST(NativeIOException, KeepsMessageAndNumber) {
-  const IOException plain("text");
-  EXPECT_STREQ(plain.what(), "text");
-  EXPECT_EQ(plain.errorNumber, 0);
-  IOException numbered("text", ENOENT);
-  EXPECT_EQ(numbered.errorNumber, ENOENT);
-  numbered.errorNumber = EACCES;
-  EXPECT_EQ(numbered.detail(), "text errno:13 Permission denied");
-}
-
-TEST(NativeIOException, DetailNamesNumberAndSystemText) {
-  EXPECT_EQ(IOException("/p", ENOENT).detail(), "/p errno:2 No such file or directory");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 namespace {
 
-class ArgumentsTest : public FilesTest {
+class ArgumentsTest : public InJvm<FilesTest> {
  protected:
   struct Native {
     const char* name;

@@ -21,10 +21,10 @@ using ::testing::IsEmpty;
 
 using Lines = std::vector<std::string>;
 
-class FailedPathTest : public FilesTest {
+class FailedPathTest : public InJvm<FilesTest> {
  protected:
   void SetUp() override {
-    FilesTest::SetUp();
+    InJvm::SetUp();
     // Each diagnosis would say so, in lines of its own.
     if (getpwuid(::geteuid()) == nullptr || getgrgid(::getegid()) == nullptr) {
       GTEST_SKIP() << "needs a user and a group with names";

@@ -14,10 +14,10 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class LinkTargetTest : public FilesTest {
+class LinkTargetTest : public InJvm<FilesTest> {
  protected:
   void SetUp() override {
-    FilesTest::SetUp();
+    InJvm::SetUp();
     link_ = makeLink("link", "0123456789");
   }
 
@@ -157,7 +157,7 @@ TEST_F(LinkTargetTest, PlainReaderAsksForOneByteMore) {
   EXPECT_EQ(asked, 10U);
 }
 
-class AclFlagTest : public FilesTest {
+class AclFlagTest : public InJvm<FilesTest> {
  protected:
   void expectFlag(const std::string& path, unsigned int mode, bool followLink) {
     EXPECT_EQ(getPermissionFromMode(path, mode, followLink), 0x1000U) << path;

@@ -18,10 +18,10 @@ using ::testing::ElementsAre;
 
 // Tests over a mount table of their own: /etc/mtab itself where with_scratch_mtab.sh made it one,
 // otherwise a file that is opened in its place.
-class MountsTest : public FilesTest {
+class MountsTest : public InJvm<FilesTest> {
  protected:
   void SetUp() override {
-    FilesTest::SetUp();
+    InJvm::SetUp();
     if (std::getenv("ZORF_SCRATCH_MTAB") != nullptr) {
       table_ = "/etc/mtab";
       return;
@@ -37,7 +37,7 @@ class MountsTest : public FilesTest {
   void TearDown() override {
     hooks_.reset();
     std::filesystem::remove_all(table_);
-    FilesTest::TearDown();
+    InJvm::TearDown();
   }
 
   void table(const std::string& lines) {

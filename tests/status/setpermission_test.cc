@@ -11,7 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class SetPermissionTest : public FilesTest {
+class SetPermissionTest : public InJvm<FilesTest> {
  protected:
   bool set(const std::string& path, int permission) {
     return ZORF_CALL(setPermission)(env, nullptr, javaString(path),

@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 // Positions of the fields in the layout table.
 enum Pair { INODE, MODE, SIZE, ACCESSED, MODIFIED, CHANGED, UID, GID, END };
 
-class StatTest : public FilesTest {
+class StatTest : public InJvm<FilesTest> {
  protected:
   jbyteArray status(const std::string& path, bool resolveLink = false) {
     return ZORF_CALL(getFileStatusNative)(env, nullptr, javaString(path),

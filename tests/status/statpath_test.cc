@@ -10,7 +10,7 @@
 
 namespace {
 
-class StatPathTest : public FilesTest {
+class StatPathTest : public InJvm<FilesTest> {
  protected:
   // 0 or the errno whose exception is raised for a status of dir/`name` in UTF-16.
   bool reaches(const std::u16string& name, const std::string& file) {

@@ -11,6 +11,7 @@
 #include "support/commands.h"
 #include "support/files.h"
 #include "support/java_values.h"
+#include "support/jvm.h"
 #include "zorf_native.h"
 
 #define ZORF_CALL(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method

@@ -23,7 +23,7 @@ AsUser::~AsUser() {
 }
 
 void FilesTest::SetUp() {
-  JvmTest::SetUp();
+  CoreTest::SetUp();
   root_ = parent + "/zorf-test-XXXXXX";
   ASSERT_NE(mkdtemp(root_.data()), nullptr);
   ASSERT_EQ(::chmod(root_.c_str(), 0755), 0);
@@ -42,7 +42,7 @@ void FilesTest::TearDown() {
   std::error_code failed;
   fs::remove_all(root_, failed);
   EXPECT_FALSE(failed) << failed.message();
-  JvmTest::TearDown();
+  CoreTest::TearDown();
 }
 
 std::string FilesTest::at(const std::string& name) const {

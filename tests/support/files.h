@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-#include "support/jvm.h"
-#include "support/scripted_client.h"
+#include "support/core_test.h"
+#include "support/thread_identity.h"
 
 #define NEEDS_ROOT() \
   if (::geteuid() != 0) GTEST_SKIP() << "needs root, to act as others or to give files away"
@@ -28,7 +28,7 @@ class AsUser {
 
 // A directory that everyone may search, removed afterwards. No test may leave the thread with
 // another identity or a file in there open.
-class FilesTest : public JvmTest {
+class FilesTest : public CoreTest {
  protected:
   void SetUp() override;
   void TearDown() override;

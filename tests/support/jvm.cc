@@ -144,20 +144,6 @@ std::vector<std::string> takeLog() {
   return result;
 }
 
-std::vector<std::string> takeLogWithoutLines() {
-  std::vector<std::string> lines = takeLog();
-  for (std::string& line : lines) {
-    // "<level> @<function>:<number> <text>"
-    const std::size_t at = line.find(' ') + 1;
-    const std::size_t colon = line.find_first_of(": ", at);
-    if (line[at] != '@' || colon == std::string::npos || line[colon] != ':') continue;
-    const std::size_t end = line.find_first_not_of("0123456789", colon + 1);
-    if (end == colon + 1 || end == std::string::npos || line[end] != ' ') continue;
-    line.replace(colon + 1, end - colon - 1, "#");
-  }
-  return lines;
-}
-
 void letLoggerThrow(const std::string& message, int nth) {
   JNIEnv* env = jniEnv();
   env->SetStaticIntField(recordingLog, env->GetStaticFieldID(recordingLog, "linesBeforeThrow", "I"),
@@ -173,16 +159,14 @@ void letLoggerThrow(const std::string& message, int nth) {
       toThrow);
 }
 
-void JvmTest::SetUp() {
-  env = jniEnv();
-  ASSERT_EQ(env->PushLocalFrame(64), JNI_OK);
-  logger2::currentLevel = LOG_TRACE;
-  takeLog();
+JNIEnv* beginInJvm() {
+  JNIEnv* env = jniEnv();
+  EXPECT_EQ(env->PushLocalFrame(64), JNI_OK);
+  return env;
 }
 
-void JvmTest::TearDown() {
+void endInJvm() {
   letLoggerThrow("");
   if (const auto left = takeJavaError()) ADD_FAILURE() << "left pending: " << *left;
-  logger2::currentLevel = LOG_TRACE;
-  env->PopLocalFrame(nullptr);
+  jniEnv()->PopLocalFrame(nullptr);
 }

@@ -4,16 +4,13 @@
 // against this JVM, so that a test can call any helper, set the log level and see every line.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <jni.h>
 
 #include <optional>
 #include <ostream>
 #include <string>
-#include <vector>
 
-#include "base/logger.h"
+#include "support/core_test.h"
 
 // The calling thread's environment; a thread other than main must be inside an AttachedThread.
 JNIEnv* jniEnv();
@@ -42,21 +39,28 @@ std::optional<JavaError> takeJavaError();
 // What handle_error raises for `err` and `message`.
 JavaError errorFor(int err, const std::string& message);
 
-// All lines the logger was given since the last call, each "<level> <text>".
-std::vector<std::string> takeLog();
-// The same with the line number of a location prefix replaced: "debug @getStat:# lstat for ...".
-std::vector<std::string> takeLogWithoutLines();
-
 // What RecordingLog throws at every line from now on, as a RuntimeException of that message; an
 // empty message ends it. With `nth` it throws at the n-th line alone (1 is the next).
 void letLoggerThrow(const std::string& message, int nth = 0);
 
-// A JVM, a frame for local references, an empty log and level trace; afterwards no exception may be
-// left pending and the log level is back.
-class JvmTest : public ::testing::Test {
+// For InJvm: a frame for local references begins; it ends, and no exception may be left pending.
+JNIEnv* beginInJvm();
+void endInJvm();
+
+// A fixture of the core, in a JVM: what it logs goes through Java.
+template <class Fixture>
+class InJvm : public Fixture {
  protected:
-  void SetUp() override;
-  void TearDown() override;
+  void SetUp() override {
+    env = beginInJvm();
+    Fixture::SetUp();
+  }
+  void TearDown() override {
+    Fixture::TearDown();
+    endInJvm();
+  }
 
   JNIEnv* env = nullptr;
 };
+
+using JvmTest = InJvm<CoreTest>;

@@ -4,10 +4,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "blocks/zorf_fcntl.h"
+#include "support/thread_identity.h"
 
 namespace {
 
@@ -84,23 +83,4 @@ void ScriptedClient::blockLocations(int replicas, int blocks, std::uint64_t meta
            put32(buffer, 68, static_cast<std::uint32_t>(metaBlockSize >> 32));
            if (!entries.empty()) std::memcpy(buffer + 72, entries.data(), entries.size() * 4);
          }});
-}
-
-ThreadIdentity threadIdentity() {
-  ThreadIdentity identity;
-  std::ifstream status("/proc/thread-self/status");
-  for (std::string line; std::getline(status, line);) {
-    std::istringstream words(line);
-    std::string key;
-    words >> key;
-    unsigned real = 0;
-    unsigned effective = 0;
-    unsigned saved = 0;
-    if (key == "Uid:") words >> real >> effective >> saved >> identity.fsuid;
-    if (key == "Gid:") words >> real >> effective >> saved >> identity.fsgid;
-    if (key == "Groups:") {
-      for (unsigned group = 0; words >> group;) identity.groups.push_back(group);
-    }
-  }
-  return identity;
 }

@@ -11,7 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class XattrNatives : public XattrTest {
+class XattrNatives : public XattrInJvm {
  protected:
   // The exception that is pending, which must be an ArrayIndexOutOfBoundsException.
   void expectIndexError() {

@@ -20,12 +20,12 @@ using ::testing::UnorderedElementsAre;
 constexpr uid_t stranger = 47110;
 
 // Runs on a disk's file system and on one in memory, which hold quite different amounts.
-class XattrReal : public XattrTest, public ::testing::WithParamInterface<std::string> {
+class XattrReal : public XattrInJvm, public ::testing::WithParamInterface<std::string> {
  protected:
   void SetUp() override {
     const bool refused = GetParam() == "Memory" && ::access("/dev/shm", W_OK) != 0;
     if (GetParam() == "Memory" && !refused) parent = "/dev/shm";
-    XattrTest::SetUp();
+    XattrInJvm::SetUp();
     logger2::currentLevel = LOG_OFF;
     if (refused) GTEST_SKIP() << "/dev/shm may not be written";
     if (kernel("user.a", "") != 0) GTEST_SKIP() << parent << " takes no attributes of users";

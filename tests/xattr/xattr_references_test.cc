@@ -98,10 +98,10 @@ auto marked(Call call) {
   return result;
 }
 
-class CheckedReferences : public XattrTest {
+class CheckedReferences : public XattrInJvm {
  protected:
   void SetUp() override {
-    XattrTest::SetUp();
+    XattrInJvm::SetUp();
     logger2::currentLevel = LOG_OFF;
   }
 };

@@ -13,7 +13,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class XattrResources : public XattrTest {
+class XattrResources : public XattrInJvm {
  protected:
   jint set(jstring p, jstring name) {
     return Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(

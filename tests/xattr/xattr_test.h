@@ -1,38 +1,17 @@
-// What the tests of extended attributes share: a scratch file, raw access to its attributes, the
-// natives called with C++ values, and an operating system that reports any set of attributes.
+// The natives of extended attributes called with C++ values.
 #pragma once
 
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "support/files.h"
-#include "support/interpose.h"
+#include "core/xattr/xattr_fixture.h"
+#include "support/jvm.h"
 #include "support/patched_jni.h"
 
 #define NATIVE(method) "@Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_" method ":# "
 
-using Attributes = std::map<std::string, std::string>;
-using Lines = std::vector<std::string>;
-
-// A file without attributes.
-class XattrTest : public FilesTest {
- protected:
-  void SetUp() override;
-
-  std::string path;
-};
-
-// Attributes of a file by the system calls themselves. put asserts that it worked.
-void put(const std::string& path, const std::string& name, std::string_view value);
-std::optional<std::string> valueOf(const std::string& path, const std::string& name);
-
-// While `hooks` lives, every file has exactly `attributes` for this thread. They are listed in the
-// order of the map.
-void serve(Hooks& hooks, const Attributes& attributes);
+using XattrInJvm = InJvm<XattrTest>;
 
 // The five natives.
 jint setExtendedAttribute(const std::string& path, const std::string& name,

@@ -8,10 +8,10 @@
 #include <random>
 #include <sstream>
 
-#include "blocks/model.h"
 #include "blocks/policy.h"
 #include "blocks/query.h"
-#include "blocks/records.h"
+#include "core/blocks/model.h"
+#include "core/blocks/records.h"
 #include "support/entries.h"
 #include "support/scripted_client.h"
 

@@ -7,8 +7,8 @@
 #include <numeric>
 #include <random>
 
-#include "blocks/model.h"
 #include "blocks/racksort.h"
+#include "core/blocks/model.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <regex>
 
-#include "identity/identity_fixture.h"
+#include "core/identity/identity_fixture.h"
 
 namespace {
 
@@ -96,17 +96,6 @@ TEST_F(FSAccountTest, SwitchNeedsNoMemoryForItsLines) {
       { const FSAccount account(1234, 5678); }
       EXPECT_EQ(threadIdentity().fsuid, 0u);
     }
-  });
-}
-
-TEST_F(FSAccountTest, LoggerThatThrowsDoesNotKeepTheIdentity) {
-  NEEDS_ROOT();
-  onOwnThread([] {
-    letLoggerThrow("disk full");
-    { const FSAccount account(1234, 5678); }
-    EXPECT_EQ(threadIdentity().fsuid, 0u);
-    letLoggerThrow("");
-    EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "disk full"}));
   });
 }
 

@@ -1,4 +1,4 @@
-#include "blocks/records.h"
+#include "core/blocks/records.h"
 
 #include <cstring>
 

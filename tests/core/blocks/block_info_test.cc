@@ -1,7 +1,7 @@
 #include <cerrno>
 
 #include "blocks/query.h"
-#include "blocks/query_fixture.h"
+#include "core/blocks/query_fixture.h"
 
 namespace {
 

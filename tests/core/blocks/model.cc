@@ -1,9 +1,9 @@
-#include "blocks/model.h"
+#include "core/blocks/model.h"
 
 #include <algorithm>
 #include <cerrno>
 
-#include "blocks/records.h"
+#include "core/blocks/records.h"
 
 namespace model {
 

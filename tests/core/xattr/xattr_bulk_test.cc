@@ -4,8 +4,8 @@
 #include <list>
 #include <new>
 
+#include "core/xattr/xattr_fixture.h"
 #include "xattr/bulk.h"
-#include "xattr/xattr_test.h"
 
 namespace {
 

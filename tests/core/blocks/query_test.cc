@@ -7,7 +7,7 @@
 #include <climits>
 #include <cstring>
 
-#include "blocks/query_fixture.h"
+#include "core/blocks/query_fixture.h"
 
 namespace {
 

@@ -1,12 +1,11 @@
-// The helpers below the natives, without a JVM: from eight threads at once, and without keeping
-// memory. Nothing is logged, as before a load.
+// Everything that many threads may call, from eight at once, with every line logged; and failures,
+// for what they keep.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/fsuid.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <filesystem>
@@ -28,8 +27,11 @@
 #include "identity/names.h"
 #include "status/failedpath.h"
 #include "status/linktarget.h"
+#include "status/mounts.h"
 #include "status/stat.h"
+#include "support/core_test.h"
 #include "support/entries.h"
+#include "support/thread_identity.h"
 #include "xattr/bulk.h"
 #include "xattr/primitives.h"
 
@@ -39,9 +41,10 @@ constexpr int THREADS = 8;
 constexpr int ROUNDS = 200;
 constexpr std::uint64_t MiB = 1 << 20;
 
-class HelpersTest : public ::testing::Test {
+class Threads : public CoreTest {
  protected:
   void SetUp() override {
+    CoreTest::SetUp();
     ASSERT_TRUE(ACLUtil::init());
     std::string name = (std::filesystem::temp_directory_path() / "zorf_helpers.XXXXXX").string();
     dir = mkdtemp(name.data());
@@ -53,7 +56,10 @@ class HelpersTest : public ::testing::Test {
     ASSERT_EQ(setxattr(file.c_str(), "user.b", "\0x", 2, 0), 0);
     defaultDFSBlockSize = 64 * MiB;
   }
-  void TearDown() override { std::filesystem::remove_all(dir); }
+  void TearDown() override {
+    std::filesystem::remove_all(dir);
+    CoreTest::TearDown();
+  }
 
   // Runs `body` ROUNDS times on each of THREADS threads; it tells whether all was well.
   void fromAllThreads(const std::function<bool(int thread)>& body) {
@@ -84,7 +90,7 @@ class HelpersTest : public ::testing::Test {
   std::string file;
 };
 
-TEST_F(HelpersTest, StatusAndLinks) {
+TEST_F(Threads, StatusAndLinks) {
   fromAllThreads([&](int) {
     struct stat st = {};
     return getStat(file.c_str(), true, st) == 0 && st.st_size == 1024 * MiB &&
@@ -92,11 +98,28 @@ TEST_F(HelpersTest, StatusAndLinks) {
            getLinkTarget((dir + "/link").c_str(), 4) == "file" &&
            getLinkTarget((dir + "/link").c_str(), 3).empty() &&
            getPermissionFromMode(file, st.st_mode, true) == 0 &&
-           getFailedPath((dir + "/none").c_str(), true, st).empty();
+           getFailedPath((dir + "/none").c_str(), true, st) == dir;
   });
 }
 
-TEST_F(HelpersTest, Names) {
+TEST_F(Threads, Mounts) {
+  fromAllThreads([](int) { return zorfDeviceAt("/nowhere") == std::nullopt; });
+}
+
+TEST_F(Threads, LinesArriveWhole) {
+  fromAllThreads([](int thread) {
+    ZORF_LOG(LOG_INFO, "of thread " << thread);
+    return true;
+  });
+  const std::vector<std::string> lines = takeLogWithoutLines();
+  for (int thread = 0; thread < THREADS; ++thread) {
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "info @operator():# of thread " + std::to_string(thread)),
+              ROUNDS);
+  }
+}
+
+TEST_F(Threads, Names) {
   fromAllThreads([](int) {
     std::string user;
     std::string group;
@@ -110,7 +133,7 @@ TEST_F(HelpersTest, Names) {
   });
 }
 
-TEST_F(HelpersTest, Identities) {
+TEST_F(Threads, Identities) {
   const auto ownUid = static_cast<unsigned>(geteuid());
   const auto ownGid = static_cast<unsigned>(getegid());
   fromAllThreads([&](int thread) {
@@ -127,7 +150,19 @@ TEST_F(HelpersTest, Identities) {
   });
 }
 
-TEST_F(HelpersTest, LocationsUnderEveryPolicy) {
+// Groups are a thread's own as the ids are: the main thread keeps its.
+TEST_F(Threads, IdentitiesByName) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to act as others";
+  const ThreadIdentity before = threadIdentity();
+  fromAllThreads([](int thread) {
+    const bool nobody = thread % 2 == 0;
+    const FSAccount account(nobody ? "nobody" : "root");
+    return threadIdentity().fsuid == (nobody ? 65534u : 0u) && dump_gid("dump") == 0;
+  });
+  EXPECT_EQ(threadIdentity(), before);
+}
+
+TEST_F(Threads, LocationsUnderEveryPolicy) {
   const int policies = 4;
   std::string expected[policies];
   for (int p = 0; p < policies; ++p) expected[p] = locations(static_cast<GetBlkCmd>(p));
@@ -143,7 +178,7 @@ TEST_F(HelpersTest, LocationsUnderEveryPolicy) {
   globalBlkCmd = GET_BLK_LOCAL;
 }
 
-TEST_F(HelpersTest, Directives) {
+TEST_F(Threads, Directives) {
   fromAllThreads([&](int thread) {
     const std::string own = file + std::to_string(thread);
     std::ofstream(own) << "x";
@@ -153,7 +188,7 @@ TEST_F(HelpersTest, Directives) {
   });
 }
 
-TEST_F(HelpersTest, Attributes) {
+TEST_F(Threads, Attributes) {
   fromAllThreads([&](int thread) {
     const std::string name = "user.t" + std::to_string(thread);
     char* buffer = nullptr;
@@ -166,11 +201,30 @@ TEST_F(HelpersTest, Attributes) {
     std::list<std::string> missing{"user.a", "user.none"};
     const bool refused =
         zorf_getxattrs(file.c_str(), missing, &buffer, &length) == ENODATA && buffer == nullptr;
-    return both && refused && zorf_removexattr(file.c_str(), name.c_str()) == 0;
+    const std::unique_ptr<char[]> none(buffer);
+    const bool got = zorf_getxattr(file.c_str(), name.c_str(), &buffer) == 3;
+    const std::unique_ptr<char[]> value(buffer);
+    const bool removed = zorf_removexattr(file.c_str(), name.c_str()) == 0;
+    return both && refused && got && removed;
   });
 }
 
-TEST_F(HelpersTest, AclsOfFilesOfTheirOwn) {
+TEST_F(Threads, AttributesOfFilesOfTheirOwn) {
+  fromAllThreads([&](int thread) {
+    const std::string own = file + ".xattr" + std::to_string(thread);
+    std::ofstream(own) << "x";
+    if (zorf_setxattr(own.c_str(), "user.a", 3, "abc", 0) != 0) return false;
+    char* buffer = nullptr;
+    int length = 0;
+    const bool dumped = zorf_dumpxattrs(own.c_str(), &buffer, &length) == 0;
+    const std::unique_ptr<char[]> records(buffer);
+    const bool listed = zorf_listxattrs(own.c_str(), &buffer) >= 7;
+    const std::unique_ptr<char[]> names(buffer);
+    return dumped && length >= 6 + 3 + 6 && listed;
+  });
+}
+
+TEST_F(Threads, AclsOfFilesOfTheirOwn) {
   fromAllThreads([&](int thread) {
     const std::string own = file + ".acl" + std::to_string(thread);
     std::ofstream(own) << "x";
@@ -183,13 +237,18 @@ TEST_F(HelpersTest, AclsOfFilesOfTheirOwn) {
     (current + *changes.at(0)).set_file(own, true);
     ACL written(own, ACL_TYPE_ACCESS);
     const bool merged = written.size() == 5;
+    ACLList reported;
+    reported.push_back(std::make_unique<ACL>(own, ACL_TYPE_ACCESS));
+    std::ostringstream report;
+    convert(reported, report);
+    const bool whole = report.str().size() == 5 * 12 + 4;
     written.clear();
-    return merged && ACL(own, ACL_TYPE_ACCESS).size() == 3;
+    return merged && whole && ACL(own, ACL_TYPE_ACCESS).size() == 3;
   });
 }
 
 // Every failure below throws; nothing may be kept by what was under construction.
-TEST_F(HelpersTest, FailuresKeepNothing) {
+TEST_F(Threads, FailuresKeepNothing) {
   EXPECT_THROW(ACL(7), IOException);
   EXPECT_THROW(ACL(dir + "/none", ACL_TYPE_ACCESS), IOException);
   EXPECT_THROW(ACL("\x07\0\0\0u::rwx"), IOException);

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "blocks/records.h"
+#include "core/blocks/records.h"
+#include "support/core_test.h"
 #include "support/entries.h"
-#include "support/jvm.h"
 #include "support/scripted_client.h"
 
-class QueryTest : public JvmTest {
+class QueryTest : public CoreTest {
  protected:
   // The range, with counts that a query must not leave.
   static location rangeOf(std::uint64_t offset, std::uint64_t length, std::uint64_t blocksize) {
