@@ -8,12 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "acl/acl_fixture.h"
+#include "core/acl/acl_fixture.h"
+#include "support/java_values.h"
+#include "support/jvm.h"
 #include "zorf_native.h"
 
 #define NATIVE(method) Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
 
-class AclNatives : public AclTest {
+class AclNatives : public InJvm<AclTest> {
  protected:
   static std::string rawStatus(const std::string& path) {
     struct stat st {};

@@ -221,20 +221,6 @@ TEST_F(StatTest, SuccessLogsThreadPathAndChangeTime) {
   EXPECT_THAT(takeLines(), IsEmpty());
 }
 
-TEST_F(StatTest, TargetIsAskedForOnlyWhenWanted) {
-  const std::string file = makeFile("file");
-  const std::string link = makeLink("link", "file");
-  struct stat st {};
-  Hooks hooks;
-  getStat(file.c_str(), true, st);
-  getStat(link.c_str(), false, st);
-  EXPECT_EQ(hooks.calls("lstat"), 2);
-  EXPECT_EQ(hooks.calls("stat"), 0);
-  getStat(link.c_str(), true, st);
-  EXPECT_EQ(hooks.calls("lstat"), 3);
-  EXPECT_EQ(hooks.calls("stat"), 1);
-}
-
 TEST_F(StatTest, MissingFileIsNoSuchFile) {
   const std::string missing = at("missing");
   struct stat st {};

@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <sstream>
 
-#include "acl/acl_fixture.h"
 #include "acl/exchange.h"
+#include "core/acl/acl_fixture.h"
 
 namespace {
 

@@ -7,33 +7,30 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <thread>
 #include <utility>
 
 #include "acl/aclutil.h"
-#include "status/status_fixture.h"
+#include "core/status/status_fixture.h"
 #include "support/interpose.h"
 
 namespace {
 
 using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
 
 using Lines = std::vector<std::string>;
 
-class FailedPathTest : public InJvm<FilesTest> {
+class FailedPathTest : public FilesTest {
  protected:
   void SetUp() override {
-    InJvm::SetUp();
+    FilesTest::SetUp();
+    ASSERT_TRUE(ACLUtil::init());
+    takeLog();
     // Each diagnosis would say so, in lines of its own.
     if (getpwuid(::geteuid()) == nullptr || getgrgid(::getegid()) == nullptr) {
       GTEST_SKIP() << "needs a user and a group with names";
     }
-  }
-
-  jbyteArray native(const std::string& path, bool resolveLink = false) {
-    return ZORF_CALL(getFailedPathNative)(env, nullptr, javaString(path),
-                                          resolveLink ? JNI_TRUE : JNI_FALSE);
   }
 
   // Runs the diagnosis and compares its result and every line of its log. `climb` are the lines of
@@ -43,18 +40,15 @@ class FailedPathTest : public InJvm<FilesTest> {
                        const Lines& climb, const std::string& reached, const Lines& pass2,
                        unsigned uid = ::geteuid(), unsigned gid = ::getegid()) {
     takeLines();
-    jbyteArray array = nullptr;
+    struct stat st {};
     if (uid == ::geteuid()) {
-      array = native(path, resolveLink);
+      EXPECT_EQ(getFailedPath(path.c_str(), resolveLink, st), result);
     } else {
       const AsUser user(uid, gid);
-      array = native(path, resolveLink);
+      EXPECT_EQ(getFailedPath(path.c_str(), resolveLink, st), result);
       EXPECT_EQ(threadIdentity().fsuid, uid);
       EXPECT_EQ(threadIdentity().fsgid, gid);
     }
-    EXPECT_EQ(takeJavaError(), std::nullopt);
-    ASSERT_NE(array, nullptr);
-    EXPECT_EQ(bytesOf(array), result);
     Lines lines = climb;
     lines.push_back(description(reached + "\n@@@fails @" + result));
     // An ordinary user can't become root: the kernel leaves the ids and says they were the same.
@@ -236,8 +230,8 @@ TEST_F(FailedPathTest, EveryPathComesToAnEnd) {
     for (const std::string& name :
          std::vector<std::string>{"", ".", "..", "/", "//", "//zorf-missing", "a", "./zorf-missing",
                                   "../zorf-missing/", "/zorf-missing///x//"}) {
-      jstring text = javaString(name);
-      jbyteArray array = nullptr;
+      struct stat st {};
+      std::string result;
       {
         Hooks hooks;
         if (always) {
@@ -246,12 +240,11 @@ TEST_F(FailedPathTest, EveryPathComesToAnEnd) {
             return -1;
           };
         }
-        array = ZORF_CALL(getFailedPathNative)(env, nullptr, text, JNI_TRUE);
+        result = getFailedPath(name.c_str(), true, st);
         EXPECT_LE(hooks.calls("lstat"), 8) << name;
       }
-      ASSERT_NE(array, nullptr) << name;
       if (name.starts_with("/zorf") || name == "/") {
-        EXPECT_EQ(bytesOf(array), "/");
+        EXPECT_EQ(result, "/");
       }
       takeLines();
     }
@@ -277,21 +270,14 @@ TEST_F(FailedPathTest, WalkStopsBeforeItsEnd) {
 
 TEST_F(FailedPathTest, AboveDebugNothingIsDone) {
   const std::string missing = at("missing");
-  jstring name = javaString(missing);
   for (const int level : {LOG_INFO, LOG_WARN, LOG_ERROR, LOG_FATAL, LOG_OFF}) {
     logger2::currentLevel = level;
-    jbyteArray array = nullptr;
     struct stat st {};
-    {
-      Hooks hooks;
-      array = ZORF_CALL(getFailedPathNative)(env, nullptr, name, JNI_TRUE);
-      EXPECT_EQ(getFailedPath(missing.c_str(), false, st), "");
-      EXPECT_EQ(hooks.calls(), 0);
-    }
-    ASSERT_NE(array, nullptr);
-    EXPECT_EQ(env->GetArrayLength(array), 0);
+    Hooks hooks;
+    EXPECT_EQ(getFailedPath(missing.c_str(), false, st), "");
+    EXPECT_EQ(hooks.calls(), 0);
   }
-  EXPECT_THAT(takeLines(), IsEmpty());
+  EXPECT_THAT(takeLines(), ::testing::IsEmpty());
 }
 
 TEST_F(FailedPathTest, WithoutLibaclTheRestIsDescribed) {
@@ -308,7 +294,6 @@ TEST_F(FailedPathTest, ThreadsDiagnoseEachAsItsOwnUser) {
   const std::string locked = makeDirectory("locked", 0700);
   const std::string file = makeFile("locked/file");
   const auto diagnose = [&](unsigned id) {
-    const AttachedThread attached;
     const AsUser user(id, id);
     const ThreadIdentity identity = threadIdentity();
     for (int i = 0; i < 20; ++i) {
@@ -323,39 +308,29 @@ TEST_F(FailedPathTest, ThreadsDiagnoseEachAsItsOwnUser) {
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST_F(FailedPathTest, ResultIsTheBytesOfThePath) {
-  const std::string file = makeFile("\xC3\xA4\xED\xA0\xBD\xED\xB8\x80");
-  EXPECT_EQ(bytesOf(native(file)), file);
-}
-
 // Memory may run out in either pass; the second runs under another identity.
 TEST_F(FailedPathTest, EveryAllocationMayFailAndTheIdentityIsBack) {
   NEEDS_ROOT();
   const std::string locked = makeDirectory("locked", 0700);
-  jstring name = javaString(makeFile("locked/file"));
+  const std::string file = makeFile("locked/file");
   const AsUser stranger(STRANGER_UID, STRANGER_GID);
   const ThreadIdentity identity = threadIdentity();
   int asRoot = 0;
   for (int nth = 1;; ++nth) {
-    jbyteArray array = nullptr;
     bool reached = false;
     {
       Hooks hooks;
       hooks.fail("operator new", ENOMEM, nth);
-      array = ZORF_CALL(getFailedPathNative)(env, nullptr, name, JNI_TRUE);
+      try {
+        struct stat st {};
+        EXPECT_EQ(getFailedPath(file.c_str(), true, st), locked) << nth;
+      } catch (const std::bad_alloc&) {
+        if (hooks.calls("setfsuid") > 0) ++asRoot;
+      }
       reached = hooks.calls("operator new") >= nth;
-      if (array == nullptr && hooks.calls("setfsuid") > 0) ++asRoot;
       EXPECT_EQ(hooks.allocations(), 0) << nth;
     }
-    const auto error = takeJavaError();
     EXPECT_EQ(threadIdentity(), identity) << nth;
-    if (array == nullptr) {
-      ASSERT_TRUE(error) << nth;
-      EXPECT_EQ(error->className, "java.lang.RuntimeException") << nth;
-    } else {
-      EXPECT_EQ(error, std::nullopt) << nth;
-      EXPECT_EQ(bytesOf(array), locked) << nth;
-    }
     if (!reached) break;
     ASSERT_LT(nth, 2000);
   }

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "acl/acl_fixture.h"
+#include "core/acl/acl_fixture.h"
 
 namespace {
 

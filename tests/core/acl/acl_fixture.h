@@ -1,5 +1,5 @@
-// What the ACL tests share: the acl(5) tools to compare with, the byte
-// records that cross to Java, and a watch on every object libacl gives out.
+// What the ACL tests share: the acl(5) tools to compare with, the byte records that cross to Java,
+// and a watch on every object libacl gives out.
 #pragma once
 
 #include <optional>
@@ -11,8 +11,6 @@
 #include "acl/acl.h"
 #include "base/ioexception.h"
 #include "support/files.h"
-#include "support/java_values.h"
-#include "support/jvm.h"
 
 constexpr int kAccess = 0x8000;
 constexpr int kDefault = 0x4000;
@@ -77,7 +75,7 @@ class ClosedDirectory {
 };
 
 // Afterwards everything that libacl allocated is freed, exactly once.
-class AclTest : public InJvm<FilesTest> {
+class AclTest : public FilesTest {
  protected:
   void SetUp() override;
   void TearDown() override;

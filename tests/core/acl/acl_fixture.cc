@@ -1,4 +1,4 @@
-#include "acl/acl_fixture.h"
+#include "core/acl/acl_fixture.h"
 
 #include <sys/stat.h>
 
@@ -138,8 +138,9 @@ ClosedDirectory::~ClosedDirectory() {
 }
 
 void AclTest::SetUp() {
-  InJvm::SetUp();
-  ASSERT_NE(ACLUtil::libacl_handle, nullptr) << "libacl.so.1 is needed here";
+  FilesTest::SetUp();
+  ASSERT_TRUE(ACLUtil::init()) << "libacl.so.1 is needed here";
+  takeLog();
   watchLibacl();
   watching_ = true;
 }
@@ -151,7 +152,7 @@ void AclTest::TearDown() {
     EXPECT_EQ(lost, 0) << "objects of libacl not freed";
     unwatchLibacl();
   }
-  InJvm::TearDown();
+  FilesTest::TearDown();
 }
 
 bool AclTest::isRoot() {

@@ -3,7 +3,7 @@
 # /etc is a copy whose mtab is an ordinary file that the command may write. The machine keeps its
 # own. Where it may not mount, it runs the command as it is; ZORF_SCRATCH_MTAB tells.
 set -eu
-. "$(dirname "$0")/../surroundings.sh"
+. "$(dirname "$0")/../../surroundings.sh"
 
 own_mounts "$@" || exec "$@"
 export ZORF_SCRATCH_MTAB=1

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <optional>
 
-#include "acl/acl_fixture.h"
+#include "core/acl/acl_fixture.h"
 
 namespace {
 
