@@ -4,8 +4,8 @@
 #include <cassert>
 #include <vector>
 
-#include "core/blocks/model.h"
 #include "blocks/nthelement.h"
+#include "core/blocks/model.h"
 #include "fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

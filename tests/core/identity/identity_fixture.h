@@ -20,7 +20,8 @@
 
 class IdentityTest : public CoreTest {
  protected:
-  // Runs `body` on a thread of its own and fails if that thread ends with other ids than the process.
+  // Runs `body` on a thread of its own and fails if that thread ends with other ids than the
+  // process.
   void onOwnThread(const std::function<void()>& body) {
     std::thread([&] {
       const ThreadIdentity before = threadIdentity();
