@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -69,6 +70,24 @@ Pointer realFunction(const char* symbol) {
   return reinterpret_cast<Pointer>(found);
 }
 
+// Found at its first use, without the guard of an initialiser: the thread sanitizer comes by before
+// it can take one.
+template <class Pointer>
+class Real {
+ public:
+  Pointer named(const char* symbol) {
+    Pointer function = function_.load(std::memory_order_relaxed);
+    if (function == nullptr) {
+      function = realFunction<Pointer>(symbol);
+      function_.store(function, std::memory_order_relaxed);
+    }
+    return function;
+  }
+
+ private:
+  std::atomic<Pointer> function_ = nullptr;
+};
+
 Hooks* hooks() {
   return inside ? nullptr : active;
 }
@@ -133,10 +152,11 @@ int Hooks::enter(std::size_t index) {
 }
 
 #define ZORF_UNWRAP(...) __VA_ARGS__
-#define ZORF_BODY(name, result, parameters, arguments, failure)       \
-  static const auto real = realFunction<result(*) parameters>(#name); \
-  return dispatch(                                                    \
-      __builtin_return_address(0), FN_##name, &Hooks::name, real,     \
+#define ZORF_BODY(name, result, parameters, arguments, failure)   \
+  static constinit Real<result(*) parameters> cell;               \
+  const auto real = cell.named(#name);                            \
+  return dispatch(                                                \
+      __builtin_return_address(0), FN_##name, &Hooks::name, real, \
       [&]([[maybe_unused]] int err) -> result { return failure; }, ZORF_UNWRAP arguments);
 
 extern "C" {
@@ -154,7 +174,8 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = va_arg(more, mode_t);
   va_end(more);
   using Open = int (*)(const char*, int, ...);
-  static const auto real = realFunction<Open>("open");
+  static constinit Real<Open> cell;
+  const auto real = cell.named("open");
   return dispatch(
       __builtin_return_address(0), FN_open, &Hooks::open, real, [](int) { return -1; }, path, flags,
       mode);
@@ -176,8 +197,9 @@ __attribute__((no_sanitize("address"))) long syscall(long number, ...) noexcept 
   for (long& value : a) value = va_arg(more, long);
   va_end(more);
   using Syscall = long (*)(long, ...);
-  static const auto next = realFunction<Syscall>("syscall");
-  const auto real = [&a](long n, long x, long y, long z) {
+  static constinit Real<Syscall> cell;
+  const auto next = cell.named("syscall");
+  const auto real = [&a, next](long n, long x, long y, long z) {
     return next(n, x, y, z, a[3], a[4], a[5]);
   };
   return dispatch(
@@ -241,34 +263,42 @@ void* orThrow(void* block) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-  static const auto real = realFunction<Throwing>("_Znwm");
+  static constinit Real<Throwing> cell;
+  const auto real = cell.named("_Znwm");
   return orThrow(allocate(FN_new, real, size));
 }
 void* operator new[](std::size_t size) {
-  static const auto real = realFunction<Throwing>("_Znam");
+  static constinit Real<Throwing> cell;
+  const auto real = cell.named("_Znam");
   return orThrow(allocate(FN_newArray, real, size));
 }
 void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
-  static const auto real = realFunction<Nothrow>("_ZnwmRKSt9nothrow_t");
+  static constinit Real<Nothrow> cell;
+  const auto real = cell.named("_ZnwmRKSt9nothrow_t");
   return allocate(FN_newNothrow, real, size, tag);
 }
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
-  static const auto real = realFunction<Nothrow>("_ZnamRKSt9nothrow_t");
+  static constinit Real<Nothrow> cell;
+  const auto real = cell.named("_ZnamRKSt9nothrow_t");
   return allocate(FN_newArrayNothrow, real, size, tag);
 }
 void operator delete(void* block) noexcept {
-  static const auto real = realFunction<Delete>("_ZdlPv");
+  static constinit Real<Delete> cell;
+  const auto real = cell.named("_ZdlPv");
   release(real, block);
 }
 void operator delete[](void* block) noexcept {
-  static const auto real = realFunction<Delete>("_ZdaPv");
+  static constinit Real<Delete> cell;
+  const auto real = cell.named("_ZdaPv");
   release(real, block);
 }
 void operator delete(void* block, std::size_t size) noexcept {
-  static const auto real = realFunction<SizedDelete>("_ZdlPvm");
+  static constinit Real<SizedDelete> cell;
+  const auto real = cell.named("_ZdlPvm");
   release(real, block, size);
 }
 void operator delete[](void* block, std::size_t size) noexcept {
-  static const auto real = realFunction<SizedDelete>("_ZdaPvm");
+  static constinit Real<SizedDelete> cell;
+  const auto real = cell.named("_ZdaPvm");
   release(real, block, size);
 }
