@@ -8,9 +8,11 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashSet;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 import java.util.concurrent.atomic.AtomicLong;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -27,6 +29,7 @@ final class DirectoryNames {
 
   private static final int WORTH_KEEPING = 1000;
   private static final int MAX_KEPT = 4_000_000;
+  private static final int MAX_LOGGED = 10_000;
 
   /** One state of one directory, as one user sees it. */
   private record Key(long inode, long modified, long changed, long size, String user) {}
@@ -34,6 +37,7 @@ final class DirectoryNames {
   private final Map<Key, List<byte[]>> kept = new LinkedHashMap<>(16, 0.75f, true);
   private int keptNames;
   private final AtomicLong unreadable = new AtomicLong();
+  private final Set<Long> logged = new HashSet<>();
   private final Root root;
 
   DirectoryNames(Root root) {
@@ -84,11 +88,20 @@ final class DirectoryNames {
         names.add(name.getBytes(StandardCharsets.UTF_8));
       }
     }
-    if (skipped > 0 && unreadable.getAndAdd(skipped) == 0) {
-      LOG.warn("{}: {} names are not UTF-8 and are not listed", directory.path(), skipped);
+    if (skipped > 0) {
+      unreadable.addAndGet(skipped);
+      if (isFirstTime(directory)) {
+        LOG.warn("{}: {} names are not UTF-8 and are not listed", directory.path(), skipped);
+      }
     }
     names.sort(Arrays::compareUnsigned);
     return names;
+  }
+
+  private boolean isFirstTime(Entry directory) {
+    synchronized (logged) {
+      return logged.size() < MAX_LOGGED && logged.add(directory.inode());
+    }
   }
 
   /** A name may really have the character that stands for others. */

@@ -1,9 +1,11 @@
 package zorf.namenode;
 
+import java.util.HashMap;
 import java.util.Map;
 import java.util.Optional;
-import java.util.concurrent.ConcurrentHashMap;
+import java.util.Set;
 import java.util.concurrent.TimeUnit;
+import java.util.stream.Collectors;
 
 /** Who is writing which file. It is in memory alone: a restart forgets it, and no byte is lost. */
 final class Leases {
@@ -22,32 +24,46 @@ final class Leases {
    */
   record Lease(String holder, String user, String host) {}
 
-  private final Map<Long, Lease> byInode = new ConcurrentHashMap<>();
-  private final Map<String, Long> heard = new ConcurrentHashMap<>();
+  private static final long SWEEP_NANOS = TimeUnit.MINUTES.toNanos(1);
+
+  private final Map<Long, Lease> byInode = new HashMap<>();
+  /** When each holder was heard last. */
+  private final Map<String, Long> heard = new HashMap<>();
+  private long swept = System.nanoTime();
 
   /** The caller's client begins to write a file. */
-  void begin(String holder, long inode) {
+  synchronized void begin(String holder, long inode) {
+    long now = System.nanoTime();
+    if (now - swept > SWEEP_NANOS) {
+      swept = now;
+      sweep();
+    }
     Caller caller = Caller.current();
-    heard.put(holder, System.nanoTime());
+    heard.put(holder, now);
     byInode.put(inode, new Lease(holder, caller.user(), caller.host()));
   }
 
-  void end(long inode) {
-    Lease lease = byInode.remove(inode);
-    if (lease != null && !byInode.containsValue(lease)) {
-      heard.remove(lease.holder());
-    }
+  /** Forgets clients that are gone for good, with what they were writing. */
+  private void sweep() {
+    byInode.values().removeIf(lease -> silence(lease) > HARD_NANOS);
+    Set<String> holders =
+        byInode.values().stream().map(Lease::holder).collect(Collectors.toSet());
+    heard.keySet().retainAll(holders);
   }
 
-  void renew(String holder) {
+  synchronized void end(long inode) {
+    byInode.remove(inode);
+  }
+
+  synchronized void renew(String holder) {
     heard.computeIfPresent(holder, (name, before) -> System.nanoTime());
   }
 
   /** {@return who writes a file, empty if nobody does} */
-  Optional<Lease> of(long inode) {
+  synchronized Optional<Lease> of(long inode) {
     Lease lease = byInode.get(inode);
     if (lease != null && silence(lease) > HARD_NANOS) {
-      end(inode);
+      byInode.remove(inode);
       lease = null;
     }
     return Optional.ofNullable(lease);
@@ -58,7 +74,7 @@ final class Leases {
   }
 
   /** {@return whether the holder has been silent for so long that somebody else may write} */
-  boolean isForsaken(Lease lease) {
+  synchronized boolean isForsaken(Lease lease) {
     return silence(lease) > SOFT_NANOS;
   }
 
