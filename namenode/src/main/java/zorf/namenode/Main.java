@@ -47,7 +47,7 @@ public final class Main {
     ServiceMetrics metrics = new ServiceMetrics();
     NameNode nameNode =
         new NameNode(options.check() ? options.onAnyPort() : options, configuration);
-    metrics.watch(nameNode::threadCounts);
+    metrics.watch(nameNode);
     Rights rights = Rights.ofProcess();
     if (options.check()) {
       check(nameNode, rights);

@@ -24,6 +24,7 @@ final class NameNode implements AutoCloseable {
 
   private final Settings settings;
   private final Root root;
+  private final Topology topology;
   private final Users users;
   private final ClientProtocol client;
   private final RpcService service;
@@ -40,8 +41,7 @@ final class NameNode implements AutoCloseable {
     if (!Files.isDirectory(directory)) {
       throw new NotDirectoryException(directory.toString());
     }
-    Topology topology =
-        options.topology() == null ? Topology.none() : Topology.read(options.topology());
+    topology = options.topology() == null ? Topology.none() : Topology.read(options.topology());
     Keys keys = options.keys() == null ? null : new Keys(options.keys());
     ZORFNative.setUMask((short) 0); // modes come from the clients, who have their masks applied
     ZorfFiles.choosePolicy(options.policy(), options.blockSize());
@@ -54,7 +54,7 @@ final class NameNode implements AutoCloseable {
     CallObserver observer = new AuditLog(configuration, root.files(), directory);
     client =
         Dispatch.of(
-            ClientProtocol.class, answers(options, topology, keys), users, errors, observer);
+            ClientProtocol.class, answers(options, keys), users, errors, observer);
     service =
         new RpcService(
             configuration,
@@ -86,7 +86,7 @@ final class NameNode implements AutoCloseable {
   }
 
   /** What answers the calls of clients, a subject each. */
-  private List<?> answers(Options options, Topology topology, Keys keys) {
+  private List<?> answers(Options options, Keys keys) {
     Access access = new Access(root);
     Ownership ownership = new Ownership(root, users);
     Statuses statuses = new Statuses(root);
@@ -147,6 +147,21 @@ final class NameNode implements AutoCloseable {
   void check(String user) throws Exception {
     Caller caller = new Caller(user, null, user.equals(settings.superuser()));
     users.change(caller, () -> root.get("/"));
+  }
+
+  /** {@return whether the file system is there that was there at the start} */
+  boolean isMounted() {
+    try {
+      root.checkMounted();
+      return true;
+    } catch (IOException e) {
+      return false;
+    }
+  }
+
+  /** {@return how many locations were left out of answers, for the topology file has no host} */
+  long locationsLeftOut() {
+    return topology.leftOut();
   }
 
   @Override

@@ -5,7 +5,6 @@ import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.LongAccumulator;
 import java.util.concurrent.atomic.LongAdder;
-import java.util.function.Supplier;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadException.Reason;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
@@ -24,6 +23,7 @@ import org.apache.hadoop.metrics2.source.JvmMetrics;
 final class ServiceMetrics implements AutoCloseable {
   private static final String THREADS = "UserThreads";
   private static final String NATIVES = "Natives";
+  private static final String ROOT = "Root";
 
   private final MetricsSystem system;
 
@@ -66,10 +66,24 @@ final class ServiceMetrics implements AutoCloseable {
     natives.values().forEach(times -> times.addTo(record));
   }
 
-  /** Adds the threads that act as users. */
-  void watch(Supplier<UserThreadCounts> threads) {
-    MetricsSource source = (to, all) -> collect(threads.get(), to);
-    system.register(THREADS, "Threads that act as users", source);
+  /** Adds what a service counts. */
+  void watch(NameNode nameNode) {
+    MetricsSource threads = (to, all) -> collect(nameNode.threadCounts(), to);
+    system.register(THREADS, "Threads that act as users", threads);
+    MetricsSource root = (to, all) -> collect(nameNode, to);
+    system.register(ROOT, "The file system that is served", root);
+  }
+
+  private static void collect(NameNode nameNode, MetricsCollector collector) {
+    collector
+        .addRecord(ROOT)
+        .setContext("zorf")
+        .addGauge(
+            Interns.info("Mounted", "1, or 0 where another file system is in its place"),
+            nameNode.isMounted() ? 1 : 0)
+        .addCounter(
+            Interns.info("LocationsLeftOut", "Locations without a host in the topology file"),
+            nameNode.locationsLeftOut());
   }
 
   private static void collect(UserThreadCounts counts, MetricsCollector collector) {
@@ -101,6 +115,7 @@ final class ServiceMetrics implements AutoCloseable {
   public void close() {
     ZorfFiles.observe(null);
     system.unregisterSource(THREADS);
+    system.unregisterSource(ROOT);
     system.unregisterSource(NATIVES);
     DefaultMetricsSystem.shutdown();
   }

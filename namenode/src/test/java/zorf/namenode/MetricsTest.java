@@ -32,7 +32,7 @@ class MetricsTest {
   void serve() throws Exception {
     metrics = new ServiceMetrics();
     served = Served.start();
-    metrics.watch(served::threadCounts);
+    metrics.watch(served.nameNode());
     pages = new HttpPages(new HdfsConfiguration(), "127.0.0.1", 0);
     Files.createFile(served.root().resolve("a"));
     FileSystem files = served.as("nobody");
@@ -84,6 +84,8 @@ class MetricsTest {
     awaitNumber(1, "UserThreads", "Users");
     awaitNumber(0, "UserThreads", "RefusedBusy");
     awaitNumber(1, "Natives", "GetUserNumOps");
+    awaitNumber(1, "Root", "Mounted");
+    awaitNumber(0, "Root", "LocationsLeftOut");
     assertTrue(get("/jmx").body().contains("Hadoop:service=NameNode,name=JvmMetrics"));
   }
 
@@ -96,6 +98,18 @@ class MetricsTest {
     long all = number("\nnatives_get_user_nanos" + tags, page).getAsLong();
     assertEquals(OptionalLong.of(all), number("\nnatives_get_user_max_nanos" + tags, page));
     assertTrue(page.contains("rpc_rpc_processing_time_num_ops"), page);
+  }
+
+  @Test
+  void aMountThatHasGoneIsSeen() throws Exception {
+    awaitNumber(1, "Root", "Mounted");
+    java.nio.file.Path aside = served.root().resolveSibling("aside-" + served.root().getFileName());
+    Files.move(served.root(), aside);
+    try {
+      awaitNumber(0, "Root", "Mounted");
+    } finally {
+      Files.move(aside, served.root());
+    }
   }
 
   @Test

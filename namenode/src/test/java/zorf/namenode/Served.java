@@ -66,6 +66,10 @@ final class Served implements AutoCloseable {
     return nameNode.client();
   }
 
+  NameNode nameNode() {
+    return nameNode;
+  }
+
   UserThreadCounts threadCounts() {
     return nameNode.threadCounts();
   }
