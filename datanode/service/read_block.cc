@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "files/cacheuse.h"
 #include "files/readfully.h"
 #include "service/operations.h"
 #include "wire/frames.h"
@@ -13,18 +14,20 @@ namespace {
 
 // The data of one packet: small enough to stay in a processor's cache from the file to the socket.
 constexpr std::size_t PACKET = 131'072;
+// Without checksums none of it is touched here.
+constexpr std::int64_t PLAIN_PACKET = 1 << 20;
 
 // Data after its packet's start and checksums, so that one call sends all.
 class PacketBuffer {
  public:
-  std::uint8_t* data() { return bytes_.data() + DATA; }
+  std::span<std::uint8_t> data(std::size_t size) { return {bytes_.data() + DATA, size}; }
 
-  // Sends `size` bytes of data() with the checksums.
+  // Sends data(start.dataLength) with its checksums.
   void send(Stream& out, PacketStart start, const Checksum& checksum) {
     start.checksumsLength = checksum.sizeFor(start.dataLength);
-    std::uint8_t* const sums = data() - start.checksumsLength;
+    std::uint8_t* const sums = bytes_.data() + DATA - start.checksumsLength;
     std::uint8_t* const begin = sums - PACKET_START_SIZE;
-    checksum.compute({data(), start.dataLength}, sums);
+    checksum.compute(data(start.dataLength), sums);
     writePacketStart(start, begin);
     out.write({begin, PACKET_START_SIZE + start.checksumsLength + start.dataLength});
   }
@@ -42,6 +45,14 @@ void fill(const OpenFile& file, std::int64_t offset, std::span<std::uint8_t> to)
   } catch (const std::system_error& e) {
     throw ConnectionEnd(e.what());
   }
+}
+
+// The bytes of a range go from the file to the socket by themselves.
+void sendPlain(Stream& out, const PacketStart& start, const OpenFile& file, std::int64_t offset) {
+  std::uint8_t bytes[PACKET_START_SIZE];
+  writePacketStart(start, bytes);
+  out.write(bytes, true);
+  out.sendFile(file.descriptor.get(), offset, start.dataLength);
 }
 
 }  // namespace
@@ -76,13 +87,24 @@ void readBlock(Service& service, Stream& stream) {
   info->set_chunk_offset(request.offset());
   writeMessage(stream, response);
 
+  CacheUse cache = CacheUse::reading(file.descriptor.get(), token.offset + at, token.offset + end,
+                                     request.caching_strategy().has_readahead()
+                                         ? request.caching_strategy().readahead()
+                                         : CacheUse::READAHEAD,
+                                     request.caching_strategy().drop_behind());
+  const std::int64_t most = request.send_checksums() ? PACKET : PLAIN_PACKET;
   PacketStart packet;
   for (; at < end; at += static_cast<std::int64_t>(packet.dataLength), ++packet.seqno) {
     packet.offset = at;
-    packet.dataLength = static_cast<std::size_t>(std::min<std::int64_t>(end - at, PACKET));
-    fill(file, token.offset + at, {buffer.data(), packet.dataLength});
+    packet.dataLength = static_cast<std::size_t>(std::min(end - at, most));
     stream.allow(service.packetTime);
-    buffer.send(stream, packet, checksum);
+    if (request.send_checksums()) {
+      fill(file, token.offset + at, buffer.data(packet.dataLength));
+      buffer.send(stream, packet, checksum);
+    } else {
+      sendPlain(stream, packet, file, token.offset + at);
+    }
+    cache.reached(token.offset + at + static_cast<std::int64_t>(packet.dataLength));
     service.metrics.bytesRead += packet.dataLength;
   }
   packet.offset = end;

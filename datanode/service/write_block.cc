@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "service/log.h"
+#include "files/cacheuse.h"
 #include "service/operations.h"
 #include "wire/frames.h"
 
@@ -66,12 +66,13 @@ std::int64_t prepare(const OpenFile& file, const BlockToken& token,
 class BlockWriter {
  public:
   BlockWriter(Service& service, Stream& stream, const OpenFile& file, const BlockToken& token,
-              Checksum checksum, std::int64_t end)
+              Checksum checksum, std::int64_t end, bool dropBehind)
       : service_(service),
         stream_(stream),
         file_(file.descriptor.get()),
         token_(token),
         checksum_(checksum),
+        cache_(CacheUse::writing(file_, token.offset + end, dropBehind)),
         end_(end) {}
 
   // Until the last packet. Each is acknowledged when it is in the file.
@@ -120,6 +121,7 @@ class BlockWriter {
       done += part;
     }
     end_ = std::max(end_, packet.offset + size);
+    cache_.reached(token_.offset + end_);
     service_.metrics.bytesWritten += packet.dataLength;
     if (packet.sync) {
       ++service_.metrics.syncs;
@@ -154,6 +156,7 @@ class BlockWriter {
   const int file_;
   const BlockToken& token_;
   const Checksum checksum_;
+  CacheUse cache_;
   std::int64_t end_;  // of what the block has
   std::vector<std::uint8_t> sums_;
 };
@@ -180,7 +183,8 @@ void writeBlock(Service& service, Stream& stream) {
   confirm(stream);
   // There all data had come, and only its end was in doubt.
   if (request.stage() == Stage::CLOSE_RECOVERY) return;
-  BlockWriter(service, stream, file, token, checksum, has).run();
+  const bool dropBehind = request.caching_strategy().drop_behind();
+  BlockWriter(service, stream, file, token, checksum, has, dropBehind).run();
 }
 
 }  // namespace datanode

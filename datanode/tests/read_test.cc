@@ -75,6 +75,24 @@ TEST_F(ReadTest, WithoutChecksumsThereAreNone) {
   EXPECT_EQ(client.readPackets(response), bytes_.substr(7, 900'000));
 }
 
+TEST_F(ReadTest, HintsChangeNoByte) {
+  const std::string large = someBytes(20'000'000);
+  scratch_.write("large", large, 0644);
+  for (const std::int64_t readahead :
+       {INT64_MIN, std::int64_t{0}, std::int64_t{100'000}, INT64_MAX}) {
+    for (const bool checksums : {false, true}) {
+      TestClient client(port());
+      wire::ReadBlock request =
+          readRequest(headerFor(tokenFor("/large", BlockToken::READ)), 5, large.size());
+      request.mutable_caching_strategy()->set_readahead(readahead);
+      request.mutable_caching_strategy()->set_drop_behind(true);
+      request.set_send_checksums(checksums);
+      client.ask(READ_BLOCK, request);
+      EXPECT_EQ(client.readPackets(client.response()), large.substr(5));
+    }
+  }
+}
+
 TEST_F(ReadTest, ConnectionTakesOneOperationAfterTheOther) {
   const BlockToken token = tokenFor("/file", BlockToken::READ);
   TestClient client(port());

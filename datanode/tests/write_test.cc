@@ -44,6 +44,23 @@ TEST_F(WriteTest, PacketLargerThanTheBufferIsTakenInPieces) {
   EXPECT_EQ(contentOf(file_), bytes);
 }
 
+TEST_F(WriteTest, DroppingBehindLosesNothing) {
+  const std::string bytes = someBytes(20'000'000);
+  BlockToken token = tokenFor("/file", BlockToken::WRITE);
+  token.length = 32 << 20;
+  wire::WriteBlock request = writeRequest(headerFor(token));
+  request.mutable_caching_strategy()->set_drop_behind(true);
+  TestClient client(port());
+  ASSERT_EQ(beginWrite(client, request), "SUCCESS ");
+  for (std::size_t at = 0; at < bytes.size(); at += 4'000'000) {
+    const auto seqno = static_cast<std::int64_t>(at / 4'000'000);
+    const auto offset = static_cast<std::int64_t>(at);
+    EXPECT_EQ(acknowledged(client, {seqno, offset, bytes.substr(at, 4'000'000)}),
+              std::to_string(seqno) + " SUCCESS");
+  }
+  EXPECT_EQ(contentOf(file_), bytes);
+}
+
 TEST_F(WriteTest, ConnectionTakesTheNextBlock) {
   TestClient client(port());
   for (int i = 0; i < 3; ++i) {

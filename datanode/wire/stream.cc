@@ -3,12 +3,14 @@
 #include <poll.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace datanode {
 
@@ -100,9 +102,25 @@ void Stream::sendFile(int file, std::int64_t offset, std::size_t size) {
     const int err = errno;
     if (wouldBlock(err)) {
       await(POLLOUT);
+    } else if (err == EINVAL || err == ENOSYS) {
+      // A file system that can't.
+      return copyFile(file, at, size);
     } else if (err != EINTR) {
       fail("sending from a file", err);
     }
+  }
+}
+
+void Stream::copyFile(int file, std::int64_t offset, std::size_t size) {
+  std::vector<std::uint8_t> piece(std::min<std::size_t>(size, 65'536));
+  while (size > 0) {
+    const ssize_t got = pread(file, piece.data(), std::min(size, piece.size()), offset);
+    if (got == 0) throw ConnectionEnd("the file was cut while it was read");
+    if (got < 0 && errno != EINTR) fail("reading a file", errno);
+    if (got < 0) continue;
+    write({piece.data(), static_cast<std::size_t>(got)});
+    offset += got;
+    size -= static_cast<std::size_t>(got);
   }
 }
 

@@ -68,6 +68,7 @@ class Stream {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void copyFile(int file, std::int64_t offset, std::size_t size);
   std::size_t receive(std::uint8_t* to, std::size_t most);
   // Waits until the socket takes or has bytes, until the deadline.
   void await(short events);
