@@ -8,6 +8,7 @@ import java.net.InetSocketAddress;
 import java.nio.file.Files;
 import java.nio.file.Paths;
 import java.util.EnumSet;
+import java.util.zip.CRC32C;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.hdfs.DFSClient;
@@ -16,7 +17,8 @@ import org.apache.hadoop.hdfs.DFSClient;
  * Apache's client on one DataNode, with {@link MiniNameNode} in its own process.
  *
  * <p>Client ROOT KEYS USER ADDRESS:PORT BLOCKSIZE [NAME=VALUE...] COMMAND..., where a command is
- * "put LOCAL PATH", "append LOCAL PATH", "get PATH LOCAL" or "checksum PATH".
+ * "put LOCAL PATH", "append LOCAL PATH", "get PATH LOCAL", "getUnverified PATH LOCAL" (which asks for no
+ * checksums), "checksum PATH" or "crc LOCAL", which is Java's own.
  */
 public final class Client {
   private Client() {}
@@ -40,7 +42,7 @@ public final class Client {
     }
     try (DFSClient client =
         new DFSClient(null, namenode.protocol(), conf, null)) {
-      for (; at < arguments.length; at += arguments[at].equals("checksum") ? 2 : 3) {
+      for (; at < arguments.length; at += arguments[at].matches("checksum|crc") ? 2 : 3) {
         run(client, arguments, at);
       }
     }
@@ -61,13 +63,19 @@ public final class Client {
         }
         break;
       case "get":
-        try (InputStream in = client.open(first);
+      case "getUnverified":
+        try (InputStream in = client.open(first, 4096, arguments[at].equals("get"));
             OutputStream out = Files.newOutputStream(Paths.get(arguments[at + 2]))) {
           in.transferTo(out);
         }
         break;
       case "checksum":
         System.out.println(client.getFileChecksumWithCombineMode(first, Long.MAX_VALUE));
+        break;
+      case "crc":
+        CRC32C crc = new CRC32C();
+        crc.update(Files.readAllBytes(Paths.get(first)));
+        System.out.printf("COMPOSITE-CRC32C:0x%08x%n", crc.getValue());
         break;
       default:
         throw new IllegalArgumentException(arguments[at]);
