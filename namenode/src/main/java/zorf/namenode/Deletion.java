@@ -2,6 +2,7 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.nio.file.DirectoryIteratorException;
+import java.nio.file.DirectoryNotEmptyException;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
@@ -15,6 +16,8 @@ import org.apache.hadoop.fs.permission.FsAction;
 
 /** Deletes files and trees; a link is deleted itself. */
 final class Deletion {
+  private static final int MAX_PASSES = 3;
+
   private final Root root;
   private final Access access;
 
@@ -98,6 +101,21 @@ final class Deletion {
       return;
     }
     root.checkOnDevice(attributes, name);
+    for (int pass = 1; ; pass++) {
+      removeChildren(parent, name);
+      try {
+        parent.deleteDirectory(name);
+        return;
+      } catch (DirectoryNotEmptyException e) {
+        // Somebody puts files into it, or it was not read whole because it changed under the reader.
+        if (pass == MAX_PASSES) {
+          throw new PathIsNotEmptyDirectoryException(name + " is non empty");
+        }
+      }
+    }
+  }
+
+  private void removeChildren(SecureDirectoryStream<Path> parent, Path name) throws IOException {
     try (SecureDirectoryStream<Path> directory =
         parent.newDirectoryStream(name, LinkOption.NOFOLLOW_LINKS)) {
       for (Path child : directory) {
@@ -110,6 +128,5 @@ final class Deletion {
     } catch (DirectoryIteratorException e) {
       throw e.getCause();
     }
-    parent.deleteDirectory(name);
   }
 }

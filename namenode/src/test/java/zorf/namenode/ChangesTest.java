@@ -158,6 +158,30 @@ class ChangesTest {
   }
 
   @Test
+  void aTreeIsDeletedThoughFilesComeMeanwhile() throws Exception {
+    directory("d/e");
+    for (int i = 0; i < 5000; i++) {
+      file("d/e/" + i);
+    }
+    Path directory = served.root().resolve("d/e");
+    Thread writer =
+        new Thread(
+            () -> {
+              try {
+                for (int i = 0; i < 100; i++) {
+                  Files.createFile(directory.resolve("new" + i));
+                }
+              } catch (IOException e) {
+                // The directory is gone.
+              }
+            });
+    writer.start();
+    assertTrue(nameNode.delete("/d", true));
+    writer.join();
+    assertEquals("", tree());
+  }
+
+  @Test
   void aCallThatIsSentAgainIsAnsweredAsBefore() throws Exception {
     Configuration configuration = new Configuration();
     RPC.setProtocolEngine(
