@@ -9,10 +9,10 @@
 
 #include "blocks/nthelement.h"
 
-// Identifiers from 0 to 4095, as file systems number their disks, are counted in a table, with a
-// bit set per identifier in use to take them in order by. Any others are collected, and sorted when
-// taken. Some 17 KB, too much for the stack of a native; allocates only while it meets more of the
-// others in one group than ever before.
+// Identifiers from 0 to 4095 are counted in a table; a bit for each shows which are in use, and
+// gives their order. All others are collected, and sorted when they are taken. An object is some 17
+// KB: too large for the stack of a native. It allocates memory only for those other identifiers,
+// and keeps it.
 class LocationCounts {
  public:
   void add(std::int32_t id) {

@@ -29,7 +29,7 @@ class LocationsQuery {
   const char* data() const { return reinterpret_cast<const char*>(buffer_->query.data); }
 
  private:
-  // All zero before the first use: the library may hand the whole of it to a daemon.
+  // All zero at first: the client library may pass the whole buffer on to another process.
   std::unique_ptr<zorfBlockLocations_t> buffer_ = std::make_unique<zorfBlockLocations_t>();
   std::uint32_t emptyReplies_ = 0;  // in a row
   bool fileCut_ = false;

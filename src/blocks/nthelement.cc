@@ -26,8 +26,9 @@ LocationCount* partitionAround(int pivot, LocationCount* left, LocationCount* ri
   }
 }
 
-// The same for up to 64 pairs, where the cursors jump over bits: how far they go is as good as
-// random, and a mispredicted branch per stop is what selection spends its time on.
+// The same for up to 64 pairs, with a bit for each in two words, and cursors that jump over runs of
+// bits. A cursor that looks at one pair after the other stops at random, and the processor
+// mispredicts nearly every stop: that would take most of the time.
 LocationCount* partitionFewAround(int pivot, LocationCount* first, LocationCount* last) {
   std::uint64_t above = 0;
   std::uint64_t below = 0;

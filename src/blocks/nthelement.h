@@ -1,5 +1,6 @@
-// The selection behind the rack-aware order. Which of several equal counts comes out ahead follows
-// from its exact steps, and clients see that order, so no library's selection can stand in.
+// The selection behind the rack-aware order. Which of several equal counts comes first depends on
+// its exact steps, and clients see that order: another selection, such as std::nth_element, would
+// change it.
 #pragma once
 
 #include <utility>

@@ -13,8 +13,8 @@
 
 namespace {
 
-// Brings the `replicas` locations with the highest counts to the front. One short of `replicas`
-// pairs stay in identifier order: clients know that order.
+// Brings the `replicas` locations with the highest counts to the front. When exactly one is
+// missing, all stay in the order of their identifiers: clients know that order.
 void select(std::vector<LocationCount>& pairs, std::size_t replicas) {
   if (replicas == 0 || pairs.size() == replicas - 1) return;
   LocationCount* const first = pairs.data();
@@ -102,7 +102,7 @@ class EntryWriter {
 
 int getBlkLocation_sort(int fd, struct stat& st, location& loc, EntryStream& out) {
   if (loc.blocksize == 0) {
-    const int err = errno;  // what it held is what callers report
+    const int err = errno;  // of an earlier call: that is what callers report
     ZORF_LOG(LOG_WARN, "input blocksize=" << loc.blocksize);
     errno = err;
     return -1;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr unsigned int NO_ID = static_cast<unsigned int>(-1);
 
-// A line that there is no memory for must not keep an identity from being put back.
+// Logs a line, or none when memory runs out: an identity is put back all the same.
 template <class Log>
 void logQuietly(Log log) noexcept {
   try {

@@ -58,8 +58,8 @@ void release(JNIEnv* env, jobject reference) {
 }  // namespace
 
 int init(JNIEnv* env) {
-  // The descriptor form of the last two class names is what callers have always asked the virtual
-  // machine for; HotSpot accepts it.
+  // The last two names are descriptors, with "L" and ";", where FindClass is meant to get a plain
+  // name. HotSpot accepts both, and the library has always asked so.
   if (env->GetJavaVM(&javaVM) != JNI_OK ||
       findJavaClass(env, "java/lang/RuntimeException", RuntimeException) != 0 ||
       findJavaClass(env, "java/io/IOException", IOException) != 0 ||

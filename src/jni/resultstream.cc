@@ -11,8 +11,9 @@
 namespace {
 
 constexpr std::size_t LONGEST_ARRAY = std::numeric_limits<jint>::max();
-// Some 8 TiB of blocks. More is asked of Java only once it is there: a virtual machine that runs
-// with -XX:OnOutOfMemoryError must not die of what a stale status record promises.
+// The largest array that is made before its bytes are there: that of a file of some 8 TiB. A status
+// record may be out of date and promise far more than comes, and a virtual machine that runs with
+// -XX:OnOutOfMemoryError would end for an array that was never needed.
 constexpr std::size_t LONGEST_EXPECTED = std::size_t{32} << 20;
 
 }  // namespace

@@ -55,8 +55,8 @@ std::string getFailedPathInt(const char* path, const char* stopAt, bool resolveL
   text << "tid:" << gettid();
   while (component != stopAt && component != "/") {
     const int err = getStat(component.c_str(), resolveLink, st);
-    // As root every component is described, one that can't be had with the record of the one
-    // before.
+    // As root every component is described. Where the status of one fails, `st` still holds that of
+    // the component before, and the description has that.
     if (err == 0 || asRoot) describe(text, component, st);
     if (err == 0 && !asRoot) break;
     std::string parent = parentOf(component);

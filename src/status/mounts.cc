@@ -40,7 +40,7 @@ std::optional<std::string> zorfDeviceAt(const std::string& mountPoint) {
   Line line;
   errno = 0;
   for (ssize_t n; (n = getdelim(&line.text, &line.room, '\n', table.get())) > 0; errno = 0) {
-    // getmntent_r takes longer over a line than reading it does: only for those that may be meant.
+    // getmntent_r is slow, so it gets only the lines that may be of this file system.
     if (std::strstr(line.text, "zorf") == nullptr) continue;
     const auto length = static_cast<std::size_t>(n);
     const MountTable one(fmemopen(line.text, length, "r"));

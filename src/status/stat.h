@@ -21,8 +21,8 @@ extern const std::array<std::int32_t, 18> statusOffsetMemberSize;
 // is true (lstat(2), stat(2)). Returns 0 or an errno value, where ENOTDIR is reported as ENOENT: to
 // HDFS a path through a file is a missing one.
 //
-// Inline, since the kernel leaves no prediction of the returns that come after it: a function more
-// between a native and its one system call costs as much as the rest of the work here.
+// Inline for speed: after a system call the processor mispredicts each return on the way back, and
+// one function more cost as much as all else that is done here.
 inline int getStat(const char* path, bool resolveLink, struct stat& st) {
   const auto missingIfNotADirectory = [](int err) { return err == ENOTDIR ? ENOENT : err; };
   if (lstat(path, &st) != 0) {
