@@ -4,126 +4,46 @@
 
 #include <jni.h>
 
-extern "C" {
-JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getUser(JNIEnv*,
-                                                                                         jclass,
-                                                                                         jint);
+// Opens the declaration or the definition of a native. With extern "C" on both, a definition with
+// another parameter list than the declaration's is an error.
+#define ZORF_NATIVE(result, method)   \
+  extern "C" JNIEXPORT result JNICALL \
+      Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_##method
 
-JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getGroup(JNIEnv*,
-                                                                                          jclass,
-                                                                                          jint);
+ZORF_NATIVE(jstring, getUser)(JNIEnv*, jclass, jint);
+ZORF_NATIVE(jstring, getGroup)(JNIEnv*, jclass, jint);
+ZORF_NATIVE(jint, getUid)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(jint, getGid)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(void, setFsUid__J)(JNIEnv*, jclass, jlong);
+ZORF_NATIVE(jint, setUMask)(JNIEnv*, jclass, jshort);
 
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getUid(JNIEnv*,
-                                                                                     jclass,
-                                                                                     jstring);
+ZORF_NATIVE(jbyteArray, getFileStatusNative)(JNIEnv*, jclass, jstring, jboolean);
+ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv*, jclass);
+ZORF_NATIVE(jlong, getINum)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(jbyteArray, getLinkTargetNative)(JNIEnv*, jclass, jstring, jint);
+ZORF_NATIVE(jbyteArray, getFailedPathNative)(JNIEnv*, jclass, jstring, jboolean);
+ZORF_NATIVE(jstring, getFsName)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(jboolean, setPermission)(JNIEnv*, jclass, jstring, jshort);
 
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getGid(JNIEnv*,
-                                                                                     jclass,
-                                                                                     jstring);
+ZORF_NATIVE(jint, getBlkCmd)(JNIEnv*, jclass, jbyteArray, jlong);
+ZORF_NATIVE(jbyteArray, getBlockLocationsNative)
+(JNIEnv*, jclass, jstring, jlong, jlong, jbyteArray);
+ZORF_NATIVE(jlong, getBlockSizeNative)(JNIEnv*, jclass, jstring, jbyteArray);
+ZORF_NATIVE(jboolean, setReplication)(JNIEnv*, jclass, jstring, jshort, jboolean);
+ZORF_NATIVE(jboolean, setBGF)(JNIEnv*, jclass, jstring, jint);
+ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
+(JNIEnv*, jclass, jstring, jboolean, jboolean, jboolean);
 
-JNIEXPORT jlong JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setFsUid__Ljava_lang_String_2(JNIEnv*,
-                                                                                     jclass,
-                                                                                     jstring);
+ZORF_NATIVE(jint, setExtendedAttribute)(JNIEnv*, jclass, jstring, jstring, jbyteArray, jshort);
+ZORF_NATIVE(jint, removeXAttr)(JNIEnv*, jclass, jstring, jstring);
+ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv*, jclass, jstring);
+ZORF_NATIVE(jobject, getXAttrs)(JNIEnv*, jclass, jstring, jobjectArray);
+ZORF_NATIVE(jobject, dumpXAttrs)(JNIEnv*, jclass, jstring);
 
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setFsUid__J(JNIEnv*,
-                                                                                          jclass,
-                                                                                          jlong);
-
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setUMask(JNIEnv*,
-                                                                                       jclass,
-                                                                                       jshort);
-
-JNIEXPORT jbyteArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getFileStatusNative(JNIEnv*, jclass, jstring,
-                                                                           jboolean);
-
-JNIEXPORT jintArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getFileStatusFormatNative(JNIEnv*, jclass);
-
-JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getINum(JNIEnv*,
-                                                                                       jclass,
-                                                                                       jstring);
-
-JNIEXPORT jbyteArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getLinkTargetNative(JNIEnv*, jclass, jstring,
-                                                                           jint);
-
-JNIEXPORT jbyteArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getFailedPathNative(JNIEnv*, jclass, jstring,
-                                                                           jboolean);
-
-JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getFsName(JNIEnv*,
-                                                                                           jclass,
-                                                                                           jstring);
-
-JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setPermission(
-    JNIEnv*, jclass, jstring, jshort);
-
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getBlkCmd(JNIEnv*,
-                                                                                        jclass,
-                                                                                        jbyteArray,
-                                                                                        jlong);
-
-JNIEXPORT jbyteArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getBlockLocationsNative(JNIEnv*, jclass,
-                                                                               jstring, jlong,
-                                                                               jlong, jbyteArray);
-
-JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getBlockSizeNative(
-    JNIEnv*, jclass, jstring, jbyteArray);
-
-JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setReplication(
-    JNIEnv*, jclass, jstring, jshort, jboolean);
-
-JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setBGF(JNIEnv*,
-                                                                                         jclass,
-                                                                                         jstring,
-                                                                                         jint);
-
-JNIEXPORT jbyteArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getLocatedFileStatusNative(JNIEnv*, jclass,
-                                                                                  jstring, jboolean,
-                                                                                  jboolean,
-                                                                                  jboolean);
-
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setExtendedAttribute(
-    JNIEnv*, jclass, jstring, jstring, jbyteArray, jshort);
-
-JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeXAttr(JNIEnv*,
-                                                                                          jclass,
-                                                                                          jstring,
-                                                                                          jstring);
-
-JNIEXPORT jobjectArray JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_listXAttrs(JNIEnv*, jclass, jstring);
-
-JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getXAttrs(
-    JNIEnv*, jclass, jstring, jobjectArray);
-
-JNIEXPORT jobject JNICALL
-Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_dumpXAttrs(JNIEnv*, jclass, jstring);
-
-JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_getAclStatus(
-    JNIEnv*, jclass, jstring, jbyteArray);
-
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_setAcl(JNIEnv*,
-                                                                                     jclass,
-                                                                                     jstring,
-                                                                                     jbyteArray);
-
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_modifyAclEntries(
-    JNIEnv*, jclass, jstring, jbyteArray);
-
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeAclEntries(
-    JNIEnv*, jclass, jstring, jbyteArray);
-
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeDefaultAcl(
-    JNIEnv*, jclass, jstring, jboolean);
-
-JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZORFNative_removeAcl(JNIEnv*,
-                                                                                        jclass,
-                                                                                        jstring,
-                                                                                        jboolean);
-
-}  // extern "C"
+ZORF_NATIVE(jbyteArray, getAclStatus)(JNIEnv*, jclass, jstring, jbyteArray);
+ZORF_NATIVE(void, setAcl)(JNIEnv*, jclass, jstring, jbyteArray);
+ZORF_NATIVE(void, modifyAclEntries)(JNIEnv*, jclass, jstring, jbyteArray);
+ZORF_NATIVE(void, removeAclEntries)(JNIEnv*, jclass, jstring, jbyteArray);
+ZORF_NATIVE(void, removeDefaultAcl)(JNIEnv*, jclass, jstring, jboolean);
+ZORF_NATIVE(void, removeAcl)(JNIEnv*, jclass, jstring, jboolean);

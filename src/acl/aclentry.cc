@@ -82,11 +82,7 @@ void ACL::Entry::remove() {
 }
 
 bool ACL::Entry::sameKey(const Entry& other) const {
-  if (logger2::enabled(LOG_DEBUG)) {
-    Fmt both(", ");
-    both << "l" << dump() << "r" << other.dump();
-    ZORF_LOG_AS(LOG_DEBUG, "cmp", both.str());
-  }
+  ZORF_LOG_AS(LOG_DEBUG, "cmp", joined(", ", "l", dump(), "r", other.dump()));
   const acl_tag_t tag = get_tag();
   if (tag != other.get_tag()) return false;
   switch (tag) {

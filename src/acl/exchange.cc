@@ -106,6 +106,15 @@ void convert(std::istream& in, ACLList& acls) {
   for (const auto& acl : acls) ZORF_LOG_BARE(LOG_TRACE, "convert dump: " << acl->dump());
 }
 
+void changeAcls(const char* path, ACLList& changes, Change change) {
+  const bool add = change == Change::ADD;
+  for (const auto& changed : changes) {
+    if (changed->empty()) continue;
+    ACL acl(path, changed->type());
+    (add ? acl + *changed : acl - *changed).set_file(path, add);
+  }
+}
+
 void convert(ACLList& acls, std::ostream& out) {
   for (const auto& acl : acls) {
     report(*acl, [&](std::uint32_t field) {

@@ -22,6 +22,12 @@ using ACLList = std::vector<std::unique_ptr<ACL>>;
 // that promises too much ends at an unknown scope.
 void convert(std::istream& in, ACLList& acls);
 
+// Adds the entries of `changes` to the ACLs of `path`, or removes them from there. What is left
+// after a removal is neither completed nor given a new mask: what the other entries allow stays as
+// it is.
+enum class Change { ADD, REMOVE };
+void changeAcls(const char* path, ACLList& changes, Change change);
+
 // Writes the records of all `acls`.
 void convert(ACLList& acls, std::ostream& out);
 // Appends the records of one ACL to `fields`: a stream would cost as much as the rest of the work.

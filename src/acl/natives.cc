@@ -12,14 +12,14 @@
 #include "base/ioexception.h"
 #include "base/logger.h"
 #include "base/scratch.h"
-#include "jni/native.h"
-#include "jni/rawstatus.h"
+#include "jni/convert.h"
+#include "jni/status.h"
 #include "status/failedpath.h"
-#include "status/stat.h"
+#include "zorf_native.h"
 
 namespace {
 
-// Reads bytes where they lie.
+// A stream buffer that reads memory in place.
 class BytesBuf : public std::streambuf {
  public:
   BytesBuf(char* bytes, std::size_t size) { setg(bytes, bytes, bytes + size); }
@@ -41,15 +41,10 @@ bool readSpecification(JNIEnv* env, jbyteArray spec, ACLList& acls) {
   return true;
 }
 
-// Fills `st` from Java's record, or from the file when Java has none. False with an exception
-// pending.
-bool statusOf(JNIEnv* env, const char* path, jbyteArray rawStatus, struct stat& st) {
-  if (rawStatus != nullptr) return readRawStatus(env, rawStatus, st);
-  const int err = getStat(path, true, st);
-  if (err == 0) return true;
-  handle_error(env, err, path);
-  getFailedPath(path, false, st);
-  return false;
+void changeEntries(JNIEnv* env, jstring jpath, jbyteArray spec, Change change) {
+  const Chars path(env, jpath);
+  ACLList acls;
+  if (path && readSpecification(env, spec, acls)) changeAcls(path.get(), acls, change);
 }
 
 void removeDefault(const char* path, jboolean directory) {
@@ -66,7 +61,7 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
     return nullptr;
   }
   struct stat st = {};
-  if (!statusOf(env, path.get(), rawStatus, st)) return nullptr;
+  if (!statusOf(env, path.get(), rawStatus, Diagnosis::OF_LINK, st)) return nullptr;
   try {
     ACL access(path.get(), ACL_TYPE_ACCESS);
     std::optional<ACL> inherited;
@@ -85,7 +80,7 @@ ZORF_NATIVE(jbyteArray, getAclStatus)
     return nullptr;
   }
 } catch (...) {
-  return atJavaEdge(env, jbyteArray{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(void, setAcl)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
@@ -96,41 +91,26 @@ ZORF_NATIVE(void, setAcl)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) t
     if (!acl->empty()) acl->set_file(path.get(), true);
   }
 } catch (...) {
-  raiseEscaped(env);
+  atJavaEdge(env);
 }
 
 ZORF_NATIVE(void, modifyAclEntries)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
-  const Chars path(env, jpath);
-  ACLList acls;
-  if (!path || !readSpecification(env, spec, acls)) return;
-  for (const auto& acl : acls) {
-    if (acl->empty()) continue;
-    ACL current(path.get(), acl->type());
-    (current + *acl).set_file(path.get(), true);
-  }
+  changeEntries(env, jpath, spec, Change::ADD);
 } catch (...) {
-  raiseEscaped(env);
+  atJavaEdge(env);
 }
 
-// Neither completed nor given a new mask: what the other entries allow stays as it is.
 ZORF_NATIVE(void, removeAclEntries)(JNIEnv* env, jclass, jstring jpath, jbyteArray spec) try {
-  const Chars path(env, jpath);
-  ACLList acls;
-  if (!path || !readSpecification(env, spec, acls)) return;
-  for (const auto& acl : acls) {
-    if (acl->empty()) continue;
-    ACL current(path.get(), acl->type());
-    (current - *acl).set_file(path.get(), false);
-  }
+  changeEntries(env, jpath, spec, Change::REMOVE);
 } catch (...) {
-  raiseEscaped(env);
+  atJavaEdge(env);
 }
 
 ZORF_NATIVE(void, removeDefaultAcl)(JNIEnv* env, jclass, jstring jpath, jboolean directory) try {
   const Chars path(env, jpath);
   if (path) removeDefault(path.get(), directory);
 } catch (...) {
-  raiseEscaped(env);
+  atJavaEdge(env);
 }
 
 // The default ACL goes even when the access ACL can't be cleared; Java then gets the first error.
@@ -140,9 +120,9 @@ ZORF_NATIVE(void, removeAcl)(JNIEnv* env, jclass, jstring jpath, jboolean direct
   try {
     ACL(path.get(), ACL_TYPE_ACCESS).clear();
   } catch (...) {
-    raiseEscaped(env);
+    atJavaEdge(env);
   }
   removeDefault(path.get(), directory);
 } catch (...) {
-  raiseEscaped(env);
+  atJavaEdge(env);
 }

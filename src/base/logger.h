@@ -66,9 +66,8 @@ class Fmt : public std::ostream {
   Buf buf_;
 };
 
-// Every insertion yields the Fmt again, also one into a temporary, so that a text can be built and
-// taken in one expression: (Fmt(", ") << path << mode).str(). A char goes through the stream
-// buffer's put, past the separator: insert pieces as strings.
+// Every insertion yields the Fmt itself, so that its text can be taken at the end of a chain. A
+// single char gets no separator: insert strings.
 template <class T>
 Fmt& operator<<(Fmt& fmt, const T& value) {
   static_cast<std::ostream&>(fmt) << value;
@@ -81,6 +80,15 @@ Fmt& operator<<(Fmt&& fmt, const T& value) {
 inline Fmt& operator<<(Fmt& fmt, std::ostream& (*manipulator)(std::ostream&)) {
   manipulator(fmt);
   return fmt;
+}
+
+// The pieces with a separator between them, also after one that ends in a blank: readers of the log
+// match on "flags is ,4".
+template <class... Pieces>
+std::string joined(const char* separator, const Pieces&... pieces) {
+  Fmt text(separator);
+  (text << ... << pieces);
+  return text.str();
 }
 
 namespace logger2 {

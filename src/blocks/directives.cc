@@ -1,10 +1,16 @@
 #include "blocks/directives.h"
 
 #include <endian.h>
+#include <fcntl.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
+#include "base/ioexception.h"
+#include "base/logger.h"
+#include "blocks/fileobj.h"
 #include "blocks/query.h"
 #include "blocks/zorf_fcntl.h"
 
@@ -18,6 +24,28 @@ Buffer newBuffer() {
   buffer.header.fcntlVersion = ZORF_FCNTL_VERSION;
   return buffer;
 }
+
+[[noreturn]] void fail(const char* native, int err, const std::string& line,
+                       const std::string& message) {
+  ZORF_LOG_AS(LOG_ERROR, native, line);
+  throw IOException(message, err);
+}
+
+[[noreturn]] void fail(const char* native, int err, const std::string& message) {
+  fail(native, err, message, message);
+}
+
+void requireOpen(const char* native, const char* path, const fileObj& file) {
+  if (file.fd() < 0) fail(native, -file.fd(), std::string("failed to open ") + path, "");
+}
+
+[[noreturn]] void failReplication(const char* native, int err, const char* what, const char* path,
+                                  short replicas) {
+  fail(native, err, std::string(what) + path + " replication " + std::to_string(replicas));
+}
+
+// Where a directive gets descriptor 0 it has always left it open.
+constexpr bool KEEPS_ZERO = true;
 
 }  // namespace
 
@@ -48,4 +76,27 @@ int setBGF(int fd, int factor) {
   ZORF_BGF.copy(buffer.xattr.name, sizeof buffer.xattr.name);
   std::memcpy(buffer.xattr.value, &value, sizeof value);
   return zorf_fcntl(fd, &buffer) < 0 ? -1 : 0;
+}
+
+void replicate(const char* native, const char* path, short replicas, bool restripe) {
+  const fileObj file(path, O_RDONLY, KEEPS_ZERO);
+  requireOpen(native, path, file);
+  if (setReplication(file.fd(), replicas) != 0) {
+    failReplication(native, errno, "failed to set replication for ", path, replicas);
+  }
+  if (restripe && restripeFile(file.fd()) != 0) {
+    failReplication(native, errno, "failed to restripe file ", path, replicas);
+  }
+}
+
+void group(const char* native, const char* path, int factor) {
+  if (factor < 1 || factor > 1024) {
+    fail(native, EINVAL, "Invalid BGF(" + std::to_string(factor) + ")");
+  }
+  const fileObj file(path, O_RDONLY, KEEPS_ZERO);
+  requireOpen(native, path, file);
+  if (setBGF(file.fd(), factor) != 0) {
+    const int err = errno;
+    fail(native, err, std::string("Failed to set BGF for ") + path);
+  }
 }

@@ -41,10 +41,11 @@ int openForClient(const char* path, int flags) {
   return fd;
 }
 
-fileObj::fileObj(const char* path, int flags) : fd_(openForClient(path, flags)) {
+fileObj::fileObj(const char* path, int flags, bool keepsZero)
+    : fd_(openForClient(path, flags)), keepsZero_(keepsZero) {
   if (fd_ < 0) err_ = errno;
 }
 
 fileObj::~fileObj() {
-  if (fd_ >= 0) close(fd_);
+  if (fd_ > 0 || (fd_ == 0 && !keepsZero_)) close(fd_);
 }

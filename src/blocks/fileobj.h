@@ -13,8 +13,9 @@ int openForClient(const char* path, int flags);
 // A file opened for the life of the object, with the thread's file-system identity at construction.
 class fileObj {
  public:
-  fileObj(const char* path, int flags);
-  virtual ~fileObj();
+  // With `keepsZero` descriptor 0 is never closed.
+  fileObj(const char* path, int flags, bool keepsZero = false);
+  ~fileObj();
   fileObj(const fileObj&) = delete;
   fileObj& operator=(const fileObj&) = delete;
 
@@ -22,6 +23,7 @@ class fileObj {
   int fd() const { return fd_ >= 0 ? fd_ : -err_; }
 
  private:
-  std::int32_t fd_ = 0;
+  std::int32_t fd_;
   std::int32_t err_ = 0;
+  bool keepsZero_;
 };

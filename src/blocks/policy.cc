@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "base/logger.h"
+#include "blocks/fileobj.h"
 #include "blocks/query.h"
 #include "blocks/racksort.h"
 
@@ -79,4 +80,14 @@ int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, Ent
   write(out, loc);
   out.seekp(0, std::ios::end);
   return err;
+}
+
+int locateBlocks(const char* native, const char* path, int flags, struct stat& st, location& loc,
+                 EntryStream& out) {
+  const fileObj file(path, flags);
+  if (file.fd() < 0) {
+    ZORF_LOG_AS(LOG_ERROR, native, "open failed with " << -file.fd());
+    return -file.fd();
+  }
+  return getBlkLocationInt(file.fd(), globalBlkCmd, st, loc, out);
 }

@@ -21,8 +21,8 @@ enum GetBlkCmd : std::int32_t {
 extern std::atomic<GetBlkCmd> globalBlkCmd;
 
 constexpr std::size_t LONGEST_POLICY_NAME = 14;
-// The policy with that name, which may carry its terminating zero and more after it, or -1. A
-// leading part counts for the first name that starts with it, nothing at all for "local".
+// The policy of that name, or -1. A zero in it ends the name. The beginning of a name stands for
+// the first policy that begins so: an empty one for "local".
 int policyNamed(std::string_view name);
 
 // Appends the block location stream of the range `loc.offset`, `loc.length` to `out`: `loc` itself,
@@ -30,3 +30,8 @@ int policyNamed(std::string_view name);
 // in `st`. Returns 0 or the errno of the query that failed. Anything but a regular file has no
 // entries.
 int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, EntryStream& out);
+
+// The same for the file at `path`, opened as the calling thread, by the policy of the process. An
+// open that fails has an error line in the name of `native`, and its errno is returned.
+int locateBlocks(const char* native, const char* path, int flags, struct stat& st, location& loc,
+                 EntryStream& out);

@@ -6,8 +6,9 @@
 #include "base/logger.h"
 #include "identity/fsaccount.h"
 #include "identity/names.h"
+#include "jni/convert.h"
 #include "jni/javalog.h"
-#include "jni/native.h"
+#include "zorf_native.h"
 
 namespace {
 
@@ -29,13 +30,13 @@ jstring nameOf(JNIEnv* env, jint id, NameOfId lookUp) {
 ZORF_NATIVE(jstring, getUser)(JNIEnv* env, jclass, jint uid) try {
   return nameOf(env, uid, uid_to_usrname);
 } catch (...) {
-  return atJavaEdge(env, jstring{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jstring, getGroup)(JNIEnv* env, jclass, jint gid) try {
   return nameOf(env, gid, gid_to_grpname);
 } catch (...) {
-  return atJavaEdge(env, jstring{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring juser) try {
@@ -49,7 +50,7 @@ ZORF_NATIVE(jint, getUid)(JNIEnv* env, jclass, jstring juser) try {
   }
   return static_cast<jint>(uid);
 } catch (...) {
-  return atJavaEdge(env, jint{-1});
+  return atJavaEdge(env, -1);
 }
 
 ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring jgroup) try {
@@ -62,7 +63,7 @@ ZORF_NATIVE(jint, getGid)(JNIEnv* env, jclass, jstring jgroup) try {
   }
   return static_cast<jint>(gid);
 } catch (...) {
-  return atJavaEdge(env, jint{-1});
+  return atJavaEdge(env, -1);
 }
 
 ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring juser) try {
@@ -73,7 +74,7 @@ ZORF_NATIVE(jlong, setFsUid__Ljava_lang_String_2)(JNIEnv* env, jclass, jstring j
   if (JavaLog::threw(env)) return 0;
   return reinterpret_cast<jlong>(account.release());
 } catch (...) {
-  return atJavaEdge(env, jlong{0});
+  return atJavaEdge(env, 0);
 }
 
 ZORF_NATIVE(void, setFsUid__J)(JNIEnv*, jclass, jlong handle) {
@@ -85,5 +86,5 @@ ZORF_NATIVE(jint, setUMask)(JNIEnv* env, jclass, jshort mask) try {
   umask(static_cast<mode_t>(mask));
   return 1;
 } catch (...) {
-  return atJavaEdge(env, jint{1});
+  return atJavaEdge(env, 1);
 }

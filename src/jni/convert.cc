@@ -39,10 +39,6 @@ void refuseNull(JNIEnv* env) {
   handle_error(env, EINVAL, "null argument");
 }
 
-jstring newString(JNIEnv* env, const char* text) {
-  return JavaLog::threw(env) ? nullptr : env->NewStringUTF(text);
-}
-
 jintArray newIntArray(JNIEnv* env, std::span<const std::int32_t> numbers) {
   if (JavaLog::threw(env)) return nullptr;
   const auto length = static_cast<jsize>(numbers.size());
@@ -60,7 +56,7 @@ jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf) {
   return array;
 }
 
-void raiseEscaped(JNIEnv* env) noexcept {
+void atJavaEdge(JNIEnv* env) noexcept {
   try {
     try {
       throw;

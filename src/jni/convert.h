@@ -8,6 +8,7 @@
 #include <span>
 
 #include "jni/exception.h"
+#include "jni/javalog.h"
 
 // The modified UTF-8 characters of a Java string, up to its first NUL, for the life of the object.
 // On the stack while the string is short, as nearly every path is: then no memory is asked for.
@@ -58,19 +59,21 @@ void refuseNull(JNIEnv* env);
 
 // New Java values; null with an exception pending when they can't be made, or when the logger threw
 // before. No other exception may be pending.
-jstring newString(JNIEnv* env, const char* text);
+inline jstring newString(JNIEnv* env, const char* text) {
+  return JavaLog::threw(env) ? nullptr : env->NewStringUTF(text);
+}
 jintArray newIntArray(JNIEnv* env, std::span<const std::int32_t> numbers);
 // A byte[] of the first `len` bytes of `buf`.
 jbyteArray convertChar2byteArray(JNIEnv* env, int len, const char* buf);
 
 // Turns the C++ exception being handled into a pending Java one: the native IOException with its
 // own errno and text, anything else as ENOMEM.
-void raiseEscaped(JNIEnv* env) noexcept;
-
-// The edge of every native, which is a function-try-block: by the time its catch (...) returns
-// this, everything the native held has been released.
+//
+// Called by the catch (...) of a native that is a function-try-block: by then everything that the
+// native held has been released. Returns `neutral`, the native's result.
+void atJavaEdge(JNIEnv* env) noexcept;
 template <class Result>
 Result atJavaEdge(JNIEnv* env, Result neutral) noexcept {
-  raiseEscaped(env);
+  atJavaEdge(env);
   return neutral;
 }

@@ -3,38 +3,34 @@
 
 #include <cerrno>
 #include <string>
+#include <tuple>
 
 #include "base/logger.h"
 #include "base/scratch.h"
-#include "jni/native.h"
+#include "jni/convert.h"
+#include "jni/status.h"
 #include "status/failedpath.h"
 #include "status/mounts.h"
 #include "status/stat.h"
+#include "zorf_native.h"
 
 ZORF_NATIVE(jbyteArray, getFileStatusNative)
 (JNIEnv* env, jclass, jstring jpath, jboolean resolveLink) try {
   const Chars path(env, jpath);
   if (!path) return nullptr;
   struct stat st;
-  if (const int err = getStat(path.get(), resolveLink != JNI_FALSE, st)) {
-    handle_error(env, err, path.get());
-    getFailedPath(path.get(), resolveLink != JNI_FALSE, st);  // for its log lines
-    return nullptr;
-  }
+  if (!statusOf(env, path.get(), resolveLink != JNI_FALSE, st)) return nullptr;
   return convertChar2byteArray(env, sizeof st, reinterpret_cast<const char*>(&st));
 } catch (...) {
-  return atJavaEdge(env, jbyteArray{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jintArray, getFileStatusFormatNative)(JNIEnv* env, jclass) try {
-  if (logger2::enabled(LOG_DEBUG)) {
-    Fmt table(", ");
-    for (const std::int32_t number : statusOffsetMemberSize) table << number;
-    ZORF_LOG(LOG_DEBUG, table.str());
-  }
+  ZORF_LOG(LOG_DEBUG, std::apply([](auto... number) { return joined(", ", number...); },
+                                 statusOffsetMemberSize));
   return newIntArray(env, statusOffsetMemberSize);
 } catch (...) {
-  return atJavaEdge(env, jintArray{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring jpath) try {
@@ -49,7 +45,7 @@ ZORF_NATIVE(jlong, getINum)(JNIEnv* env, jclass, jstring jpath) try {
   }
   return static_cast<jlong>(st.st_ino);
 } catch (...) {
-  return atJavaEdge(env, jlong{-1});
+  return atJavaEdge(env, -1);
 }
 
 ZORF_NATIVE(jbyteArray, getLinkTargetNative)
@@ -68,7 +64,7 @@ ZORF_NATIVE(jbyteArray, getLinkTargetNative)
   handle_error(env, err, "");
   return nullptr;
 } catch (...) {
-  return atJavaEdge(env, jbyteArray{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jbyteArray, getFailedPathNative)
@@ -79,7 +75,7 @@ ZORF_NATIVE(jbyteArray, getFailedPathNative)
   const std::string reached = getFailedPath(path.get(), resolveLink != JNI_FALSE, st);
   return convertChar2byteArray(env, static_cast<int>(reached.size()), reached.data());
 } catch (...) {
-  return atJavaEdge(env, jbyteArray{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring jmountPoint) try {
@@ -93,21 +89,21 @@ ZORF_NATIVE(jstring, getFsName)(JNIEnv* env, jclass, jstring jmountPoint) try {
   }
   return newString(env, device->c_str());
 } catch (...) {
-  return atJavaEdge(env, jstring{});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jboolean, setPermission)(JNIEnv* env, jclass, jstring jpath, jshort permission) try {
   const Chars path(env, jpath);
-  if (!path) return JNI_FALSE;
-  ZORF_LOG(LOG_TRACE, (Fmt(", ") << path.get() << permission).str());
+  if (!path) return false;
+  ZORF_LOG(LOG_TRACE, joined(", ", path.get(), permission));
   // Permission and sticky bits only: set-id bits are not for HDFS clients to set. Of a negative
   // value the remainder is negative, and goes to the kernel sign-extended.
   if (chmod(path.get(), static_cast<mode_t>(permission % 1024)) != 0) {
     const int err = errno;
     handle_error(env, err, path.get());
-    return JNI_FALSE;
+    return false;
   }
-  return JNI_TRUE;
+  return true;
 } catch (...) {
-  return atJavaEdge(env, jboolean{JNI_FALSE});
+  return atJavaEdge(env, false);
 }

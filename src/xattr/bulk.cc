@@ -15,20 +15,12 @@
 #include <utility>
 
 #include "base/logger.h"
-#include "xattr/joined.h"
 #include "xattr/primitives.h"
 
 namespace {
 
-struct Value {
-  std::unique_ptr<char[]> bytes;  // null when empty
-  std::uint32_t length = 0;
-
-  std::string_view view() const { return {bytes.get(), length}; }
-};
-
 // Writes one record into zero-filled memory and returns the position after it.
-char* putRecord(char* at, std::string_view name, const Value& value) {
+char* putRecord(char* at, std::string_view name, const XattrBytes& value) {
   at += name.copy(at, name.size()) + 1;
   std::memcpy(at, &value.length, sizeof value.length);
   at += sizeof value.length;
@@ -44,16 +36,14 @@ int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffe
   ZORF_LOG(LOG_TRACE, path);
   std::array<std::byte, 2048> room;  // for the nodes of some twenty attributes
   std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
-  std::pmr::map<std::string_view, Value> values(&memory);
+  std::pmr::map<std::string_view, XattrBytes> values(&memory);
   std::size_t total = 0;
   for (const std::string& name : names) {
-    char* bytes = nullptr;
-    const int result = zorf_getxattr(path, name.c_str(), &bytes);
-    Value value{std::unique_ptr<char[]>(bytes), static_cast<std::uint32_t>(result)};
-    if (result != 0 && bytes == nullptr) {
+    XattrBytes value = readXattr(path, name.c_str());
+    if (value.err != 0) {
       // Not ignored at all; readers of the log match on the words.
       ZORF_LOG(LOG_DEBUG, "zorf_getxattr failed for key: " << name << ", ignore it");
-      return result;
+      return value.err;
     }
     total += value.length + name.size() + ZORF_XATTR_RECORD_EXTRA;
     values.insert_or_assign(name, std::move(value));
@@ -74,9 +64,9 @@ int zorf_getxattrs(const char* path, std::list<std::string>& names, char** buffe
   char* at = records.get();
   for (const auto& entry : values) {
     const std::string_view name = entry.first;
-    const Value& value = entry.second;
-    ZORF_LOG(LOG_DEBUG, joined("key: ", name, " key len: ", name.size()));
-    ZORF_LOG(LOG_DEBUG, joined("value: ", value.view(), " value len: ", value.length));
+    const XattrBytes& value = entry.second;
+    ZORF_LOG(LOG_DEBUG, joined(",", "key: ", name, " key len: ", name.size()));
+    ZORF_LOG(LOG_DEBUG, joined(",", "value: ", value.view(), " value len: ", value.length));
     at = putRecord(at, name, value);
   }
   *length = static_cast<int>(at - records.get());
@@ -90,15 +80,13 @@ int zorf_dumpxattrs(const char* path, char** buffer, int* length) {
   ZORF_LOG(LOG_TRACE, path);
   std::list<std::string> names;
   {
-    char* list = nullptr;
-    const int listed = zorf_listxattrs(path, &list);
-    const std::unique_ptr<char[]> owner(list);
-    if (listed != 0 && list == nullptr) {
+    const XattrBytes list = readXattrNames(path);
+    if (list.err != 0) {
       ZORF_LOG(LOG_ERROR, "zorf_dumpxattrs: get key list failed for " << path);
-      return listed;
+      return list.err;
     }
-    if (listed == 0) return 0;
-    forEachXattrName(list, listed, [&](std::string_view name) {
+    if (list.length == 0) return 0;
+    forEachXattrName(list.view(), [&](std::string_view name) {
       ZORF_LOG_AS(LOG_DEBUG, "zorf_dumpxattrs", "key: " << name);
       names.emplace_back(name);
     });

@@ -10,12 +10,12 @@
 #include <string_view>
 
 #include "base/logger.h"
+#include "jni/convert.h"
 #include "jni/javalog.h"
 #include "jni/jniutil.h"
-#include "jni/native.h"
 #include "xattr/bulk.h"
-#include "xattr/joined.h"
 #include "xattr/primitives.h"
+#include "zorf_native.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ jint convertbyteArray2Char(JNIEnv* env, jbyteArray array, std::unique_ptr<char[]
   if (value != nullptr) {
     env->GetByteArrayRegion(array, 0, length, reinterpret_cast<jbyte*>(value.get()));
   }
-  ZORF_LOG(LOG_DEBUG, joined("convertbyteArray2Char: jbyteArray len: ", length));
+  ZORF_LOG(LOG_DEBUG, joined(",", "convertbyteArray2Char: jbyteArray len: ", length));
   if (value != nullptr) return length;
   ZORF_LOG(LOG_ERROR, "Out of memory");
   return 0;
@@ -62,17 +62,17 @@ bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
 // The names of a name list; null with an exception pending when they can't be had. The elements
 // begin at 1: Java callers know element 0 as null and expect the ArrayIndexOutOfBoundsException
 // that storing the last name raises. `native` names the caller in the log lines.
-jobjectArray arrayOfNames(JNIEnv* env, const char* native, const char* list, int length) {
+jobjectArray arrayOfNames(JNIEnv* env, const char* native, std::string_view list) {
   if (JavaLog::threw(env)) return nullptr;
   jsize count = 0;
-  forEachXattrName(list, length, [&](std::string_view) { ++count; });
+  forEachXattrName(list, [&](std::string_view) { ++count; });
   jobjectArray names = env->NewObjectArray(count, JniUtil::CLSID_STRING, nullptr);
   if (names == nullptr) {
     ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
     return nullptr;
   }
   jsize k = 0;
-  forEachXattrName(list, length, [&](std::string_view name) {
+  forEachXattrName(list, [&](std::string_view name) {
     ++k;
     jstring element = env->ExceptionCheck() ? nullptr : env->NewStringUTF(name.data());
     if (!env->ExceptionCheck()) env->SetObjectArrayElement(names, k, element);
@@ -83,6 +83,10 @@ jobjectArray arrayOfNames(JNIEnv* env, const char* native, const char* list, int
 
 // Copies the strings of `array`. False with an exception pending when they can't be had.
 bool stringsOf(JNIEnv* env, jobjectArray array, std::list<std::string>& strings) {
+  if (array == nullptr) {
+    refuseNull(env);
+    return false;
+  }
   if (JavaLog::threw(env)) return false;
   const jsize count = env->GetArrayLength(array);
   for (jsize i = 0; i < count; ++i) {
@@ -111,12 +115,25 @@ jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int l
     std::uint32_t valueLength = 0;
     std::memcpy(&valueLength, at + name.size() + 1, sizeof valueLength);
     const std::string_view value(at + name.size() + 5, valueLength);
-    ZORF_LOG_AS(LOG_DEBUG, native, joined("key: ", name, " len: ", name.size()));
-    ZORF_LOG_AS(LOG_DEBUG, native, joined("value: ", value, " len: ", value.size()));
+    ZORF_LOG_AS(LOG_DEBUG, native, joined(",", "key: ", name, " len: ", name.size()));
+    ZORF_LOG_AS(LOG_DEBUG, native, joined(",", "value: ", value, " len: ", value.size()));
     if (!put(env, map, name.data(), value)) return nullptr;
     at += name.size() + value.size() + ZORF_XATTR_RECORD_EXTRA;
   }
   return map;
+}
+
+// The HashMap of what `read` hands out, the call of the function `reader` for the native `native`.
+template <class Read>
+jobject mapOf(JNIEnv* env, const char* native, const char* reader, const char* path, Read read) {
+  char* records = nullptr;
+  int length = 0;
+  const int err = read(&records, &length);
+  const std::unique_ptr<char[]> owner(records);
+  if (err == 0) return mapOfRecords(env, native, records, length);
+  ZORF_LOG_AS(LOG_DEBUG, native, reader << ": failed to get values of path" << path);
+  handle_error(env, err, std::string(reader) + " failed.");
+  return nullptr;
 }
 
 }  // namespace
@@ -130,13 +147,13 @@ ZORF_NATIVE(jint, setExtendedAttribute)
   if (refused(env, path, name)) return 1;
   if (length != 0) {
     const std::string_view bytes(value.get(), static_cast<std::size_t>(length));
-    ZORF_LOG(LOG_DEBUG, joined(path.get(), name.get(), bytes, flags));
+    ZORF_LOG(LOG_DEBUG, joined(",", path.get(), name.get(), bytes, flags));
   } else {
     ZORF_LOG(LOG_DEBUG, "value is null");
   }
   const int err = zorf_setxattr(path.get(), name.get(), length, value.get(), flags);
   if (err == 0) return 1;
-  ZORF_LOG(LOG_DEBUG, joined("setxattr: failed to set value of EA ", name.get()));
+  ZORF_LOG(LOG_DEBUG, joined(",", "setxattr: failed to set value of EA ", name.get()));
   handle_error(env, err,
                err == EDQUOT ? "setxattr failed for disk quota exceeded" : "setxattr failed.");
   // A failed call has always kept its strings and its buffer; that stays as it is.
@@ -145,14 +162,14 @@ ZORF_NATIVE(jint, setExtendedAttribute)
   (void)value.release();
   return 0;
 } catch (...) {
-  return atJavaEdge(env, jint{0});
+  return atJavaEdge(env, 0);
 }
 
 ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring jpath, jstring jname) try {
   const Chars path(env, jpath, Chars::UNREFUSED);
   const Chars name(env, jname, Chars::UNREFUSED);
   if (refused(env, path, name)) return 1;
-  ZORF_LOG(LOG_TRACE, joined(path.get(), name.get()));
+  ZORF_LOG(LOG_TRACE, joined(",", path.get(), name.get()));
   // Asked for first: a missing attribute is the probe's error, without a line of zorf_removexattr.
   int err = getxattr(path.get(), name.get(), nullptr, 0) == -1 ? errno : 0;
   if (err == 0) err = zorf_removexattr(path.get(), name.get());
@@ -161,64 +178,44 @@ ZORF_NATIVE(jint, removeXAttr)(JNIEnv* env, jclass, jstring jpath, jstring jname
   handle_error(env, err, "zorf_removexattrs failed.");
   return 0;
 } catch (...) {
-  return atJavaEdge(env, jint{0});
+  return atJavaEdge(env, 0);
 }
 
 ZORF_NATIVE(jobjectArray, listXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
   const Chars path(env, jpath, Chars::VMS_ERROR);
   if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
-  char* list = nullptr;
-  const int length = zorf_listxattrs(path.get(), &list);
-  const std::unique_ptr<char[]> owner(list);
-  if (length != 0 && list == nullptr) {
+  const XattrBytes list = readXattrNames(path.get());
+  if (list.err != 0) {
     ZORF_LOG(LOG_DEBUG, "zorf_listxattrs: failed to list values of path" << path.get());
-    handle_error(env, length, "zorf_listxattrs failed.");
+    handle_error(env, list.err, "zorf_listxattrs failed.");
     return nullptr;
   }
-  return arrayOfNames(env, __func__, list, length);
+  return arrayOfNames(env, __func__, list.view());
 } catch (...) {
-  return atJavaEdge(env, jobjectArray{nullptr});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jobject, getXAttrs)(JNIEnv* env, jclass, jstring jpath, jobjectArray jnames) try {
   const Chars path(env, jpath, Chars::VMS_ERROR);
   if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
-  if (jnames == nullptr) {
-    refuseNull(env);
-    return nullptr;
-  }
   std::list<std::string> names;
   if (!stringsOf(env, jnames, names)) return nullptr;
-  char* records = nullptr;
-  int length = 0;
-  const int err = zorf_getxattrs(path.get(), names, &records, &length);
-  const std::unique_ptr<char[]> owner(records);
-  if (err != 0) {
-    ZORF_LOG(LOG_DEBUG, "zorf_getxattrs: failed to get values of path" << path.get());
-    handle_error(env, err, "zorf_getxattrs failed.");
-    return nullptr;
-  }
-  return mapOfRecords(env, __func__, records, length);
+  return mapOf(env, __func__, "zorf_getxattrs", path.get(), [&](char** records, int* length) {
+    return zorf_getxattrs(path.get(), names, records, length);
+  });
 } catch (...) {
-  return atJavaEdge(env, jobject{nullptr});
+  return atJavaEdge(env, nullptr);
 }
 
 ZORF_NATIVE(jobject, dumpXAttrs)(JNIEnv* env, jclass, jstring jpath) try {
   const Chars path(env, jpath, Chars::VMS_ERROR);
   if (!path) return nullptr;
   ZORF_LOG(LOG_TRACE, path.get());
-  char* records = nullptr;
-  int length = 0;
-  const int err = zorf_dumpxattrs(path.get(), &records, &length);
-  const std::unique_ptr<char[]> owner(records);
-  if (err != 0) {
-    ZORF_LOG(LOG_DEBUG, "zorf_dumpxattrs: failed to get values of path" << path.get());
-    handle_error(env, err, "zorf_dumpxattrs failed.");
-    return nullptr;
-  }
-  return mapOfRecords(env, __func__, records, length);
+  return mapOf(env, __func__, "zorf_dumpxattrs", path.get(), [&](char** records, int* length) {
+    return zorf_dumpxattrs(path.get(), records, length);
+  });
 } catch (...) {
-  return atJavaEdge(env, jobject{nullptr});
+  return atJavaEdge(env, nullptr);
 }

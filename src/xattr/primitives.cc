@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "base/logger.h"
-#include "xattr/joined.h"
 
 namespace {
 
@@ -25,7 +24,7 @@ std::unique_ptr<char[]> newBuffer(int length, const char* function) {
 
 int zorf_setxattr(const char* path, const char* name, int size, const char* value, int flags) {
   ZORF_LOG(LOG_TRACE, path);
-  ZORF_LOG(LOG_DEBUG, joined("flags is ", flags));
+  ZORF_LOG(LOG_DEBUG, joined(",", "flags is ", flags));
   if (setxattr(path, name, value, static_cast<std::size_t>(size), flags) >= 0) return 0;
   const int err = errno;
   // The value alone, without the path and the name: that is the line readers know.

@@ -22,7 +22,8 @@ contains() {
   echo "FAILED $1: no '$2'"
 }
 
-natives=$(grep -o 'Java_[A-Za-z0-9_]*' "$header" | sort)
+prefix=$(grep -o 'Java_[A-Za-z0-9_]*' "$header")
+natives=$(sed -En "s/^ZORF_NATIVE\([a-zA-Z]+, (\w+)\).*/$prefix\1/p" "$header" | sort)
 check 'number of natives declared' 31 "$(echo "$natives" | wc -l)"
 check 'exports are JNI_OnLoad and the natives, nothing else' \
   "$(printf 'JNI_OnLoad\n%s\n' "$natives" | sort)" \

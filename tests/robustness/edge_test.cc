@@ -18,7 +18,7 @@ TEST_F(EdgeTest, IOExceptionWithoutMemoryForItsTextIsOutOfMemory) {
   } catch (...) {
     Hooks hooks;
     hooks.fail("any allocation", ENOMEM);
-    raiseEscaped(env);
+    atJavaEdge(env);
     EXPECT_FALSE(hooks.awaits("any allocation"));
   }
   EXPECT_EQ(takeJavaError(), errorFor(ENOMEM, ""));
