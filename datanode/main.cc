@@ -71,6 +71,7 @@ Descriptor signals() {
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, number);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   signal(SIGPIPE, SIG_IGN);  // sendfile has no flag against it
+  signal(SIGXFSZ, SIG_IGN);  // a file at its limit is that writer's error
   return Descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 

@@ -69,6 +69,10 @@ metrics=$(sed -n 's,^INFO metrics at http://127.0.0.1:\([0-9]*\)/metrics$,\1,p' 
 port=$(sed -n 's,^INFO listens at 127.0.0.1:\([0-9]*\)$,\1,p' log)
 [[ $(sed -n 2p log) == "INFO $banner" ]]
 
+# A file at its limit is one writer's error, and not the end of the service.
+ignored=$(awk '/^SigIgn/ { print $2 }' "/proc/$service/status")
+((0x$ignored >> 24 & 1)) || { echo "SIGXFSZ is not ignored: $ignored" >&2 && exit 1; }
+
 # ask PORT TEXT: what is answered.
 ask() {
   exec 3<>"/dev/tcp/127.0.0.1/$1"
