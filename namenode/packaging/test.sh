@@ -1,0 +1,135 @@
+#!/usr/bin/env bash
+# test.sh: installs the packages of build/packages into a fresh Debian, serves a directory there with the
+# rights that the unit gives, and has Apache's client ask. Needs root, debootstrap, the network, and the
+# packages of ./dev package. ZORF_MIRROR names another mirror; ZORF_BASE an archive of a base system, which
+# is made if it is not there.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+packages=$root/build/packages
+
+((EUID == 0)) || { echo "test.sh: run it as root" >&2; exit 1; }
+# Mounts of its own, that end with it.
+if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
+  ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
+fi
+
+jail=$(mktemp -d)
+log=$jail.log
+service=
+clean_up() {
+  [[ -z $service ]] || kill "$service" 2>/dev/null || true
+  umount "$jail/proc" 2>/dev/null || true
+  rm -rf --one-file-system "$jail" "$log"
+}
+trap clean_up EXIT
+
+chmod 755 "$jail"
+if [[ -n ${ZORF_BASE:-} && -f $ZORF_BASE ]]; then
+  tar -xf "$ZORF_BASE" -C "$jail"
+else
+  debootstrap --variant=minbase bookworm "$jail" ${ZORF_MIRROR:+"$ZORF_MIRROR"} >"$log"
+  [[ -z ${ZORF_BASE:-} ]] || tar -cf "$ZORF_BASE" -C "$jail" .
+fi
+mount -t proc proc "$jail/proc"
+mkdir -p "$jail/packages" "$jail/usr/share/man/man1"
+cp "$packages"/*.deb "$packages"/zorf-namenode-*.tar.gz "$jail/packages"
+
+# inside COMMAND...: in the chroot, with little in the environment.
+jailed=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8
+  DEBIAN_FRONTEND=noninteractive chroot "$jail")
+inside() {
+  "${jailed[@]}" "$@"
+}
+passed=0
+# check WHAT COMMAND...
+check() {
+  local what=$1
+  shift
+  if ! "$@" >"$log" 2>&1; then
+    echo "not ok: $what"
+    cat "$log"
+    exit 1
+  fi
+  echo "ok: $what"
+  passed=$((passed + 1))
+}
+# prints PATTERN COMMAND...: it prints a line with this, whatever its exit status.
+prints() {
+  local pattern=$1
+  shift
+  "$@" >"$jail/printed" 2>&1 || true
+  cat "$jail/printed"
+  grep -q -- "$pattern" "$jail/printed"
+}
+fails() {
+  ! "$@"
+}
+
+inside apt-get update -qq
+check "the package installs, with all that it needs" inside sh -c \
+  'apt-get install -y --no-install-recommends /packages/zorf-namenode_*.deb /packages/zorfhadoop-tools_*.deb \
+    /packages/libzorfhadoop*.deb /packages/zorfhadoop-standin_*.deb'
+check "a command line without a directory is refused" prints 'zorf-namenode: --root is missing' \
+  inside zorf-namenode
+check "and the exit status says so" fails inside zorf-namenode
+check "without a client library it says so" prints 'libzorf.so' inside zorf-namenode --root /srv
+check "the manual page" inside gzip -t /usr/share/man/man8/zorf-namenode.8.gz
+check "configuration files are known as such" test "$(inside dpkg-query -W -f '${Conffiles}' zorf-namenode |
+  grep -c /etc/zorf-namenode/)" = 4
+
+unit=$jail/lib/systemd/system/zorf-namenode.service
+unit_says() {
+  sed -n "s/^$1=//p" "$unit"
+}
+arguments=$(sed -n 's/^ZORF_NAMENODE_ARGS=//p' "$jail/etc/zorf-namenode/environment")
+capabilities=$(unit_says CapabilityBoundingSet | sed 's/CAP_/+/g; s/ /,/g' | tr '[:upper:]' '[:lower:]')
+command=$(unit_says ExecStart)
+
+inside sh -c 'mkdir -p /mnt/zorf/home /mnt/zorf/secret && chmod 700 /mnt/zorf/secret && echo text >/mnt/zorf/a &&
+  useradd -u 5001 alice && install -d -o alice -m 755 /mnt/zorf/home/alice'
+# serve COMMAND...: what systemd would do with the unit, as far as rights go.
+serve() {
+  : >"$jail/service"
+  "${jailed[@]}" env LD_LIBRARY_PATH=/usr/lib/x86_64-linux-gnu/zorfhadoop-standin \
+    setpriv --bounding-set "-all,$capabilities" --no-new-privs "$@" >"$jail/service" 2>&1 &
+  service=$!
+  for ((i = 0; i < 300; i++)); do
+    grep -q '^  metrics ' "$jail/service" && return
+    kill -0 $service 2>/dev/null || break
+    sleep 0.1
+  done
+  cat "$jail/service"
+  return 1
+}
+stopped() {
+  kill "$service" && wait "$service"
+}
+# hdfs USER ARGUMENT...: Apache's client, out of the same jars.
+hdfs() {
+  local user=$1
+  shift
+  inside env HADOOP_USER_NAME="$user" java -cp '/etc/zorf-namenode:/usr/share/zorf-namenode/*' \
+    org.apache.hadoop.fs.FsShell -fs "$(grep -o 'hdfs://[0-9.:]*' "$jail/service" | head -1)" "$@"
+}
+# shellcheck disable=SC2086  # several arguments
+check "it serves with the rights of the unit" serve "${command%% *}" $arguments --port 0 --http-port 0
+check "a client lists files" prints ' root root *5 .* /a$' hdfs alice -ls /
+check "a user makes a directory" hdfs alice -mkdir /home/alice/new
+check "which is the user's" test "$(stat -c %u "$jail/mnt/zorf/home/alice/new")" = 5001
+check "what is root's alone stays so" prints 'Permission denied: user=alice' hdfs alice -ls /secret
+check "the superuser changes owners" hdfs root -chown alice /a
+check "so that it is" test "$(stat -c %u "$jail/mnt/zorf/a")" = 5001
+check "told to end it ends without a failure" stopped
+
+check "the archive runs by itself" serve sh -c 'tar -xzf /packages/zorf-namenode-*.tar.gz -C /opt &&
+  exec /opt/zorf-namenode-*/bin/zorf-namenode --root /mnt/zorf --port 0 --http-port 0'
+check "and answers" prints ' alice root *5 .* /a$' hdfs alice -ls /
+check "it ends" stopped
+service=
+
+inside apt-get install -y --no-install-recommends systemd >"$log" 2>&1
+check "systemd understands the unit" inside systemd-analyze verify --man=no zorf-namenode.service
+check "and says nothing against it" test ! -s "$log"
+check "it can be purged" inside apt-get purge -y zorf-namenode
+check "and is gone" fails inside sh -c 'find /usr /etc /lib /var/lib/dpkg/info -name "*zorf-namenode*" | grep .'
+echo "$passed checks passed"
