@@ -29,14 +29,15 @@ record=()
 [[ ${1:-} != --record ]] || { record=(--record); shift; }
 (($#)) || set -- "${suites[@]}"
 
-scratch=$(TMPDIR=${TMPDIR:-/tmp} scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
+scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
 scratch=$(mktemp -d "$scratch/zorf-suites-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 chmod 755 "$scratch"
 
 home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
 version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$home/release")
-flags=(-Xmx1g -XX:+UseSerialGC -XX:TieredStopAtLevel=1 -Dzorf.library="$root/build/lib/libzorfhadoop.so.2.7" -Dzorf.suites.scratch="$scratch/served"
+flags=(-Xmx1g -XX:+UseSerialGC -XX:TieredStopAtLevel=1
+  -Dzorf.library="$root/build/lib/libzorfhadoop.so.2.7" -Dzorf.suites.scratch="$scratch/served"
   -Dzorf.suites.datanode="$root/build/bin/zorf-datanode"
   -Dtest.cache.data="$out/resources" -Dtest.build.data="$scratch/data" -Dnet.bytebuddy.experimental=true
   --add-opens java.base/java.lang=ALL-UNNAMED)
@@ -44,12 +45,18 @@ classpath=$out/classes:$root/build/namenode/classes:$out/resources:$(<"$out/clas
 classpath+=:$root/build/java/zorfhadoop.jar
 ((version < 24)) || flags+=(--enable-native-access=ALL-UNNAMED --sun-misc-unsafe-memory-access=allow)
 
+# One of them wants port 8020, which somebody may have here.
+network=()
+if command -v ip >/dev/null && unshare --net true 2>/dev/null; then
+  network=(unshare --net sh -c 'ip link set lo up && exec "$@"' sh)
+fi
+
 cd "$scratch" # suites leave files where they run
 status=0
 : >"$out/run.log"
 for suite; do
   # Each in a virtual machine of its own, as Hadoop's build runs them: they change who is logged in and more.
-  "$here/users.sh" "$home/bin/java" "${flags[@]}" -cp "$classpath" zorf.namenode.Suites "${record[@]}" \
-    "$here/cases.tsv" "org.apache.hadoop.$suite" 2>>"$out/run.log" || status=1
+  "$here/users.sh" "${network[@]}" "$home/bin/java" "${flags[@]}" -cp "$classpath" zorf.namenode.Suites \
+    "${record[@]}" "$here/cases.tsv" "org.apache.hadoop.$suite" 2>>"$out/run.log" || status=1
 done
 exit "$status"

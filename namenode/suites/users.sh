@@ -27,14 +27,21 @@ charlie
 hadoop
 hdfs
 newowner
-foo
+foo fooGroup
 bar
+barUser bar
+other
 python
-userA
-userB
+userA users
+userB users
+hdfs.user
+_Hdfs.User-10
+hdfs/hadoop-core@apache.org
+MYCOMPANY+user.name
 testdeduplicateuser
 '
-groups='admin users sales newgroup hadoopgrp herbivores mammals reptiles toys group mygroup2 groupX testdeduplicategroup'
+groups='admin users sales newgroup hadoopgrp herbivores mammals reptiles toys group mygroup2 groupX testdeduplicategroup
+_hadoop.users-- asf-projects hadoop-core@apache.org/100'
 
 scratch=$(mktemp -d)
 mount -t tmpfs -o mode=755 tmpfs "$scratch"
@@ -59,4 +66,4 @@ mount --bind "$scratch/group" /etc/group
 # The mounts above hold the files; the directory itself need not stay.
 umount --lazy "$scratch"
 rmdir "$scratch"
-exec "$@"
+ZORF_SUITE_USERS=1 exec "$@"

@@ -8,6 +8,7 @@ import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.HexFormat;
 import java.util.List;
+import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.concurrent.ThreadLocalRandom;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -16,7 +17,7 @@ import java.util.regex.Pattern;
 public final class DataNodes implements AutoCloseable {
   private static final Pattern LISTENS = Pattern.compile(".*listens at .*:([0-9]+)");
 
-  private final List<Process> processes = new ArrayList<>();
+  private final List<Process> processes = new CopyOnWriteArrayList<>();
   private final Path key;
   private final Path topology;
 
@@ -34,6 +35,8 @@ public final class DataNodes implements AutoCloseable {
     byte[] secret = new byte[32];
     ThreadLocalRandom.current().nextBytes(secret);
     Files.writeString(key, "1 " + HexFormat.of().formatHex(secret) + "\n");
+    // Some suites never shut down what they start.
+    Runtime.getRuntime().addShutdownHook(new Thread(this::close, "stop DataNodes"));
     List<String> lines = new ArrayList<>();
     for (int i = 0; i < count; i++) {
       int port = start(directory.path());

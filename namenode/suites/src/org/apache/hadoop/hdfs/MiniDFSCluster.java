@@ -43,6 +43,9 @@ public class MiniDFSCluster implements AutoCloseable {
     if (builder.format || !directory.exists()) {
       directory.empty();
     }
+    int replication = configuration.getInt(DFSConfigKeys.DFS_REPLICATION_KEY, 3);
+    configuration.setInt(
+        DFSConfigKeys.DFS_REPLICATION_KEY, Math.min(replication, builder.dataNodes));
     dataNodes = new DataNodes(directory, builder.dataNodes, builder.racks);
     service = ScratchService.start(directory, dataNodes, configuration, builder.port);
     FileSystem.setDefaultUri(configuration, getURI(0));
