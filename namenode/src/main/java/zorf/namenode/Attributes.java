@@ -1,5 +1,6 @@
 package zorf.namenode;
 
+import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.util.ArrayList;
 import java.util.EnumSet;
@@ -76,10 +77,14 @@ final class Attributes {
         src,
         Access.Need.READ,
         () -> {
-          root.get(src);
+          get(src);
           access.check(src, Access.Need.READ); // names alone are the kernel's to tell to anybody
           return visible(read(src));
         });
+  }
+
+  private Entry get(String src) throws IOException {
+    return root.find(src).orElseThrow(() -> new FileNotFoundException("cannot find " + src));
   }
 
   private Map<String, byte[]> read(String src) throws IOException {
@@ -152,7 +157,7 @@ final class Attributes {
   }
 
   private void change(String src, Change change) throws IOException {
-    Entry entry = access.guard(src, Access.Need.NOTHING, () -> root.get(src));
+    Entry entry = access.guard(src, Access.Need.NOTHING, () -> get(src));
     boolean sticky = entry.isDirectory() && (entry.permission() & 01000) != 0;
     Access.Need need = sticky ? Access.Need.OWNER : Access.Need.WRITE;
     access.check(src, need);

@@ -33,23 +33,29 @@ final class Deletion {
 
   private boolean remove(String src, boolean recursive) throws IOException {
     Entry entry = root.findLink(src).orElse(null);
-    if (entry == null || src.equals("/")) {
+    if (entry == null) {
       return false;
     }
-    if (!entry.isDirectory()) {
-      return Files.deleteIfExists(root.localPath(src));
+    if (src.equals("/")) {
+      if (!recursive && !isEmpty(src)) {
+        throw new PathIsNotEmptyDirectoryException(src + " is non empty");
+      }
+      return false;
     }
-    if (!isEmpty(src)) {
+    Path local = root.localPath(src);
+    try {
+      // Who may delete an empty directory need not be able to look into it.
+      return Files.deleteIfExists(local);
+    } catch (DirectoryNotEmptyException e) {
       if (!recursive) {
         throw new PathIsNotEmptyDirectoryException(src + " is non empty");
       }
-      Identity identity = Identity.ofThread();
-      if (!identity.isRoot()) {
-        access.check(src, Access.Need.DELETE);
-        checkTree(identity, entry);
-      }
     }
-    Path local = root.localPath(src);
+    Identity identity = Identity.ofThread();
+    if (!identity.isRoot()) {
+      access.check(src, Access.Need.DELETE);
+      checkTree(identity, entry);
+    }
     try (DirectoryStream<Path> parent = Files.newDirectoryStream(local.getParent())) {
       remove((SecureDirectoryStream<Path>) parent, local.getFileName());
     } catch (NoSuchFileException e) {

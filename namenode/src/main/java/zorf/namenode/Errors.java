@@ -36,7 +36,7 @@ final class Errors {
 
   Throwable toClient(Throwable failure, Caller caller) {
     if (failure instanceof FileSystemException e) {
-      return of(e);
+      return of(e, caller);
     }
     if (failure instanceof UserThreadException e) {
       return of(e, caller);
@@ -51,14 +51,15 @@ final class Errors {
     return failure;
   }
 
-  private IOException of(FileSystemException e) {
+  private IOException of(FileSystemException e, Caller caller) {
     String path = e.getFile() == null ? "" : root.remote(e.getFile());
     String reason = reason(e);
     if (e instanceof NoSuchFileException) {
       return new FileNotFoundException("File does not exist: " + path);
     }
     if (Access.isRefusal(e)) {
-      return new AccessControlException("Permission denied: " + path);
+      return new AccessControlException(
+          "Permission denied: user=" + caller.user() + ", path=\"" + path + "\"");
     }
     if (e instanceof java.nio.file.FileAlreadyExistsException) {
       return new FileAlreadyExistsException(path + " already exists");

@@ -144,6 +144,7 @@ final class Properties {
           if (entry == null || !entry.isFile()) {
             return false;
           }
+          access.check(src, Access.Need.WRITE);
           if (entry.replication() != replication) {
             root.files().setReplication(root.local(src), replication, true);
           }
@@ -173,7 +174,9 @@ final class Properties {
 
   @ActsAs(ActsAs.Who.READER)
   void checkAccess(String path, FsAction mode) throws IOException {
-    access.guard(path, Access.Need.NOTHING, () -> root.get(path));
+    if (access.guard(path, Access.Need.NOTHING, () -> root.find(path)).isEmpty()) {
+      throw new FileNotFoundException("Path not found: " + path);
+    }
     access.check(path, Access.Need.of(mode));
   }
 }

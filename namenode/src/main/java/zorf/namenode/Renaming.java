@@ -140,6 +140,7 @@ final class Renaming {
       }
       access.check(src, Access.Need.DELETE);
       access.check(dst, Access.Need.CREATE);
+      access.check(src, Access.Need.WRITE); // a directory that goes elsewhere has its ".." changed
       throw e;
     }
   }
