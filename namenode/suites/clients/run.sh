@@ -24,10 +24,11 @@ export root=$scratch/root work=$scratch/work
 mkdir -m 755 "$root" "$work"
 chgrp supergroup "$root"
 
-# started PATTERN LOG COMMAND...: starts a service and prints what the pattern's group matches in its log.
+# start PATTERN LOG COMMAND...: starts a service and waits for the port in its log.
 start() {
   local pattern=$1 log=$scratch/$2 found=
   shift 2
+  : >"$log"
   "$@" >"$log" 2>&1 &
   started+=($!)
   for _ in $(seq 600); do
