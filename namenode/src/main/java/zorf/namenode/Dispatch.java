@@ -135,10 +135,11 @@ final class Dispatch implements InvocationHandler {
     if (answer == null) {
       throw new UnsupportedOperationException(method.getName() + " is not supported on zorf");
     }
+    Object[] clean = arguments.clone();
     for (int path : answer.paths()) {
-      Paths.check((String) arguments[path]);
+      clean[path] = Paths.clean((String) arguments[path]);
     }
-    Caller.Work work = () -> call(answer, arguments);
+    Caller.Work work = () -> call(answer, clean);
     return switch (answer.who()) {
       case SERVICE -> caller.during(work);
       case READER -> users.read(caller, work);

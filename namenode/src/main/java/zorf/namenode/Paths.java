@@ -11,6 +11,18 @@ final class Paths {
   private Paths() {}
 
   /**
+   * A path without the one slash that clients may leave at its end.
+   *
+   * @throws InvalidPathException if it is no path of a file
+   */
+  static String clean(String path) {
+    boolean slash = path.length() > 2 && path.endsWith("/");
+    String clean = slash ? path.substring(0, path.length() - 1) : path;
+    check(clean);
+    return clean;
+  }
+
+  /**
    * Refuses what is no path of a file.
    *
    * @throws InvalidPathException with the reason

@@ -2,8 +2,10 @@ package zorf.namenode;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import org.apache.hadoop.fs.InvalidPathException;
+import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
@@ -33,13 +35,19 @@ class BadPathsTest {
     "/a/.,      Invalid path /a/.. (it has the component .)",
     "/a//b,     Invalid path /a//b. (it has an empty component)",
     "//,        Invalid path //. (it has an empty component)",
-    "/a/,       Invalid path /a/. (it has an empty component)",
+    "/a//,      Invalid path /a/. (it has an empty component)",
     "a/b,       Invalid path a/b. (it is not absolute)",
     "'',        Invalid path . (it is not absolute)",
   })
   void whatIsNoPathIsRefused(String path, String text) {
     Refused.with(InvalidPathException.class, text, () -> nameNode.getFileInfo(path));
     Refused.with(InvalidPathException.class, text, () -> nameNode.delete(path, true));
+  }
+
+  @Test
+  void oneSlashAtTheEndIsNoPartOfAPath() throws Exception {
+    nameNode.mkdirs("/slash/", FsPermission.getDirDefault(), false);
+    assertTrue(nameNode.getFileInfo("/slash").isDirectory());
   }
 
   @Test
