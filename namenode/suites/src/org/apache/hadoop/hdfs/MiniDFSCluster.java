@@ -160,14 +160,20 @@ public class MiniDFSCluster implements AutoCloseable {
           try {
             return method.invoke(client, arguments);
           } catch (InvocationTargetException e) {
-            throw e.getCause() instanceof RemoteException remote
-                ? remote.unwrapRemoteException()
-                : e.getCause();
+            throw e.getCause() instanceof RemoteException remote ? local(remote) : e.getCause();
           }
         };
     Class<?>[] types = {NamenodeProtocols.class};
     return (NamenodeProtocols)
         Proxy.newProxyInstance(NamenodeProtocols.class.getClassLoader(), types, forward);
+  }
+
+  /** The exception that the server threw; clients only make those again that are IOExceptions. */
+  private static Exception local(RemoteException remote) throws ReflectiveOperationException {
+    Class<?> type = Class.forName(remote.getClassName());
+    return IOException.class.isAssignableFrom(type)
+        ? remote.unwrapRemoteException()
+        : (Exception) type.getConstructor(String.class).newInstance(remote.getMessage());
   }
 
   public void restartNameNode(boolean waitActive) throws IOException {
