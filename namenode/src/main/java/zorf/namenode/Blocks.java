@@ -103,9 +103,10 @@ final class Blocks {
     if (forReading && entry.isFile()) {
       checkReadable(entry);
     }
+    Entry named = forReading && entry.isFile() ? root.withoutLinks(entry) : entry;
     List<LocatedBlock> blocks = new ArrayList<>();
     for (Stretch stretch : stretches(entry, offset, length)) {
-      blocks.add(located(entry, stretch, forReading));
+      blocks.add(located(named, stretch, forReading));
     }
     LocatedBlock last = null;
     if (entry.size() > 0 && entry.isFile()) {
@@ -113,7 +114,7 @@ final class Blocks {
       boolean found =
           lastFound != null
               && lastFound.getStartOffset() + lastFound.getBlockSize() == entry.size();
-      last = found ? lastFound : lastOf(entry, forReading);
+      last = found ? lastFound : lastOf(named, forReading);
     }
     return new LocatedBlocks(
         entry.isFile() ? entry.size() : 0,
@@ -157,7 +158,11 @@ final class Blocks {
             new DatanodeInfo[0]);
     block.setBlockToken(
         tokens.sign(
-            entry, entry.size(), entry.blockSize(), id, BlockTokens.READ | BlockTokens.WRITE));
+            root.withoutLinks(entry),
+            entry.size(),
+            entry.blockSize(),
+            id,
+            BlockTokens.READ | BlockTokens.WRITE));
     return block;
   }
 

@@ -43,4 +43,11 @@ record Entry(
   boolean isFile() {
     return type == FileType.REGULAR;
   }
+
+  /** {@return the same file by another path} */
+  Entry named(String other) {
+    return new Entry(
+        other, type, device, inode, permission, uid, gid, size, modified, accessed, changed, acl,
+        blockSize, replication);
+  }
 }

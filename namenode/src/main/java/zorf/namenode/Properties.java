@@ -9,6 +9,7 @@ import java.nio.file.Path;
 import java.nio.file.attribute.BasicFileAttributeView;
 import java.nio.file.attribute.FileTime;
 import java.nio.file.attribute.UserPrincipalNotFoundException;
+import java.util.Optional;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.security.AccessControlException;
@@ -174,9 +175,10 @@ final class Properties {
 
   @ActsAs(ActsAs.Who.READER)
   void checkAccess(String path, FsAction mode) throws IOException {
-    if (access.guard(path, Access.Need.NOTHING, () -> root.find(path)).isEmpty()) {
-      throw new FileNotFoundException("Path not found: " + path);
-    }
-    access.check(path, Access.Need.of(mode));
+    Optional<Entry> found = access.guard(path, Access.Need.NOTHING, () -> root.find(path));
+    access.check(path, Access.Need.NOTHING);
+    Entry entry =
+        found.orElseThrow(() -> new FileNotFoundException("Path not found: " + path));
+    access.require(Identity.ofThread(), entry, mode);
   }
 }

@@ -75,6 +75,12 @@ final class Root {
     return local.startsWith(prefix + "/") ? local.substring(prefix.length()) : local;
   }
 
+  /** The same file by the path that has no link in it, for DataNodes, which follow none. */
+  Entry withoutLinks(Entry entry) throws IOException {
+    String path = remote(localPath(entry.path()).toRealPath().toString());
+    return path.equals(entry.path()) ? entry : entry.named(path);
+  }
+
   /** Sets nine permission bits and the sticky bit. */
   void setPermission(String path, int permission) throws IOException {
     if (Paths.isForNatives(path)) {
