@@ -30,6 +30,10 @@ import zorf.namenode.ScratchService;
  * beyond them fails it with the method's name.
  */
 public class MiniDFSCluster implements AutoCloseable {
+  static {
+    HdfsConfiguration.init(); // reads hdfs-site.xml into the configurations that there are already
+  }
+
   private final Configuration configuration;
   private final ScratchDirectory directory;
   private final List<FileSystem> clients = new ArrayList<>();
