@@ -29,6 +29,7 @@ record=()
 [[ ${1:-} != --record ]] || { record=(--record); shift; }
 (($#)) || set -- "${suites[@]}"
 
+"$here/users.sh" true || exit 2 # it has said why
 scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
 scratch=$(mktemp -d "$scratch/zorf-suites-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
