@@ -178,7 +178,7 @@ TEST_F(ReadTest, ManyThreadsReadAtOnce) {
   const std::uint16_t at = port();
   std::vector<std::thread> readers;
   std::atomic<int> wrong{0};
-  for (unsigned int i = 0; i < 16; ++i) {
+  for (std::uint64_t i = 0; i < 16; ++i) {
     readers.emplace_back([&, i] {
       TestClient client(at);
       for (std::uint64_t round = 0; round < 20; ++round) {

@@ -20,7 +20,7 @@ Scratch::~Scratch() {
 }
 
 std::string Scratch::write(const std::string& name, const std::string& text, mode_t mode) const {
-  const std::string path = *this / name;
+  std::string path = *this / name;
   // Renamed into place, so that it is another file.
   std::ofstream(path + ".new") << text;
   EXPECT_EQ(chmod((path + ".new").c_str(), mode), 0);
