@@ -349,7 +349,7 @@ It looks at the files, where the loader only tells that it found none: one that 
 another architecture, another library of the same name. A Java that is too old is told of before it starts.
 
 `--namenode HOST[:PORT]` asks an HDFS NameNode instead, over Hadoop's RPC and without anything of Hadoop's
-installed: [what it shows](namenode.md#is-it-well).
+installed.
 
 ## Wrong command lines
 
