@@ -97,10 +97,13 @@ TEST_F(WriteTest, LastChunkMayComeAgain) {
 }
 
 TEST_F(WriteTest, OtherChecksumsAreTaken) {
-  const Checksum checksums[] = {
-      Checksum(wire::CHECKSUM_CRC32, 512), Checksum(wire::CHECKSUM_NULL, 512),
-      Checksum(wire::CHECKSUM_CRC32C, 1), Checksum(wire::CHECKSUM_CRC32C, 4096),
-      Checksum(wire::CHECKSUM_CRC32C, Checksum::LARGEST_CHUNK)};
+  const Checksum checksums[] = {Checksum(wire::CHECKSUM_CRC32, 512),
+                                Checksum(wire::CHECKSUM_NULL, 512),
+                                Checksum(wire::CHECKSUM_NULL, 0),
+                                Checksum(wire::CHECKSUM_NULL, UINT32_MAX),
+                                Checksum(wire::CHECKSUM_CRC32C, 1),
+                                Checksum(wire::CHECKSUM_CRC32C, 4096),
+                                Checksum(wire::CHECKSUM_CRC32C, Checksum::LARGEST_CHUNK)};
   const std::string bytes = someBytes(700'000);
   for (const Checksum& checksum : checksums) {
     TestClient client(port());
