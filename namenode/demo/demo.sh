@@ -42,7 +42,7 @@ log4j.appender.audit.layout.ConversionPattern=%m%n" \
 service=$!
 trap 'kill $service 2>/dev/null; wait $service || true' EXIT
 for ((i = 0; i < 300; i++)); do
-  grep -q '^  metrics ' "$build/service.log" && break
+  grep -q '^  metrics ' "$build/service.log" 2>/dev/null && break
   kill -0 $service 2>/dev/null || { cat "$build/service.log" >&2 && exit 1; }
   sleep 0.1
 done

@@ -21,7 +21,7 @@ class StormTest {
 
   private static final int THREADS_OF_EACH = 4;
   private static final long NANOS =
-      TimeUnit.SECONDS.toNanos(Integer.getInteger("zorf.storm.seconds", 10));
+      TimeUnit.SECONDS.toNanos(Integer.getInteger("zorf.storm.seconds", 60));
 
   @Test
   void everyFileIsItsCallers() throws Exception {
