@@ -37,12 +37,13 @@ log4j.appender.audit.layout=org.apache.log4j.PatternLayout\\
 log4j.appender.audit.layout.ConversionPattern=%m%n" \
   "$here/../src/main/resources/log4j.properties" >"$build/conf/log4j.properties"
 
+: >"$build/service.log" # an earlier demo's says nothing of this one
 "${java[@]}" "-Dlog4j.configuration=file:$build/conf/log4j.properties" zorf.namenode.Main --root /mnt \
-  --port 0 --http-port 0 --topology "$build/topology" >"$build/service.log" 2>&1 &
+  --port 0 --http-port 0 --topology "$build/topology" >>"$build/service.log" 2>&1 &
 service=$!
 trap 'kill $service 2>/dev/null; wait $service || true' EXIT
 for ((i = 0; i < 300; i++)); do
-  grep -q '^  metrics ' "$build/service.log" 2>/dev/null && break
+  grep -q '^  metrics ' "$build/service.log" && break
   kill -0 $service 2>/dev/null || { cat "$build/service.log" >&2 && exit 1; }
   sleep 0.1
 done
