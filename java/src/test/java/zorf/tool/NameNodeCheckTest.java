@@ -24,14 +24,15 @@ class NameNodeCheckTest {
   /** Answers by the names of methods; others are refused. */
   private final Map<String, byte[]> answers = new HashMap<>();
   private ServerSocket server;
+  private Thread serving;
   private String greeting = "";
 
   @BeforeEach
   void listen() throws Exception {
     server = new ServerSocket(0, 1, InetAddress.getLoopbackAddress());
-    Thread thread = new Thread(this::serve);
-    thread.setDaemon(true);
-    thread.start();
+    serving = new Thread(this::serve);
+    serving.setDaemon(true);
+    serving.start();
     answers.put("getHAServiceState", new Protobuf.Maker().number(1, 1).made());
     answers.put("setSafeMode", new Protobuf.Maker().number(1, 0).made());
     answers.put(
@@ -184,6 +185,7 @@ class NameNodeCheckTest {
   void whereNothingListensThatIsSaid() throws Exception {
     int port = server.getLocalPort();
     server.close();
+    serving.join(); // until then its call to accept listens on
     assertEquals(
         "fail address: 127.0.0.1:PORT: nothing listens there"
             + " -> is the service up? It listens at 127.0.0.1 unless --bind names another address\n"
