@@ -83,7 +83,7 @@ final class Creation {
         access.guard(
             src, Access.Need.CREATE, () -> make(src, masked, flags, createParent));
     Entry made = properties(entry, replication, blockSize);
-    leases.begin(clientName, made.inode());
+    leases.begin(clientName, root.withoutLinks(made));
     return statuses.of(made);
   }
 

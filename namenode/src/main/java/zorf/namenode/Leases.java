@@ -21,8 +21,9 @@ final class Leases {
    * @param holder the client's name
    * @param user the client's user
    * @param host where it runs
+   * @param path where the file is, without a link
    */
-  record Lease(String holder, String user, String host) {}
+  record Lease(String holder, String user, String host, String path) {}
 
   private static final long SWEEP_NANOS = TimeUnit.MINUTES.toNanos(1);
 
@@ -31,8 +32,12 @@ final class Leases {
   private final Map<String, Long> heard = new HashMap<>();
   private long swept = System.nanoTime();
 
-  /** The caller's client begins to write a file. */
-  synchronized void begin(String holder, long inode) {
+  /**
+   * The caller's client begins to write a file.
+   *
+   * @param file the file, by a path without a link
+   */
+  synchronized void begin(String holder, Entry file) {
     long now = System.nanoTime();
     if (now - swept > SWEEP_NANOS) {
       swept = now;
@@ -40,7 +45,7 @@ final class Leases {
     }
     Caller caller = Caller.current();
     heard.put(holder, now);
-    byInode.put(inode, new Lease(holder, caller.user(), caller.host()));
+    byInode.put(file.inode(), new Lease(holder, caller.user(), caller.host(), file.path()));
   }
 
   /** Forgets clients that are gone for good, with what they were writing. */
@@ -67,6 +72,23 @@ final class Leases {
       lease = null;
     }
     return Optional.ofNullable(lease);
+  }
+
+  synchronized boolean isEmpty() {
+    return byInode.isEmpty();
+  }
+
+  /** A file or a directory has been renamed; both paths are without links. */
+  synchronized void moved(String from, String to) {
+    byInode.replaceAll(
+        (inode, lease) ->
+            lease.path().equals(from) || Paths.isBelow(lease.path(), from)
+                ? new Lease(
+                    lease.holder(),
+                    lease.user(),
+                    lease.host(),
+                    to + lease.path().substring(from.length()))
+                : lease);
   }
 
   boolean isHeld(long inode) {

@@ -113,7 +113,7 @@ final class NameNode implements AutoCloseable {
             root, access, directories, ownership, statuses, leases, settings.minBlockSize()),
         new Writing(root, access, statuses, blocks, leases),
         new Links(root, access, directories, ownership),
-        new Renaming(root, access),
+        new Renaming(root, access, leases),
         new Deletion(root, access),
         new Properties(root, access, ownership, users),
         new Acls(root, access),

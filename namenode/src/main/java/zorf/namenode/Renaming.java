@@ -19,12 +19,14 @@ import org.apache.hadoop.thirdparty.com.google.common.util.concurrent.Striped;
 final class Renaming {
   private final Root root;
   private final Access access;
+  private final Leases leases;
   /** By the new name: what is checked has to be so when the kernel replaces what is there. */
   private final Striped<Lock> locks = Striped.lock(1024);
 
-  Renaming(Root root, Access access) {
+  Renaming(Root root, Access access, Leases leases) {
     this.root = root;
     this.access = access;
+    this.leases = leases;
   }
 
   /** The older way: moves into a directory that is there, and says false where it fails. */
@@ -133,7 +135,10 @@ final class Renaming {
 
   private void move(String src, String dst) throws IOException {
     try {
+      String from = asLeased(src);
+      String to = asLeased(dst);
       Files.move(root.localPath(src), root.localPath(dst), StandardCopyOption.ATOMIC_MOVE);
+      leases.moved(from, to);
     } catch (FileSystemException e) {
       if (!Access.isRefusal(e)) {
         throw e;
@@ -143,6 +148,15 @@ final class Renaming {
       access.check(src, Access.Need.WRITE); // a directory that goes elsewhere has its ".." changed
       throw e;
     }
+  }
+
+  /** The directory without links; what is renamed may be a link itself. */
+  private String asLeased(String path) throws IOException {
+    if (leases.isEmpty()) {
+      return path;
+    }
+    Path directory = root.localPath(Paths.parent(path)).toRealPath();
+    return Paths.child(root.remote(directory.toString()), Paths.name(path));
   }
 
   private <T> T locked(String path, Access.Work<T> work) throws IOException {

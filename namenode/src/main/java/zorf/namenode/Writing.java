@@ -98,7 +98,7 @@ final class Writing {
     Entry entry = file(src);
     access.check(src, Access.Need.WRITE);
     checkFree(entry, clientName, "APPEND_FILE");
-    leases.begin(clientName, entry.inode());
+    leases.begin(clientName, root.withoutLinks(entry));
     return new LastBlockWithStatus(null, statuses.of(entry));
   }
 
@@ -141,17 +141,12 @@ final class Writing {
 
   /** The file that a client says to be writing: the same one still, and this client. */
   private Entry written(String src, String clientName, long fileId) throws IOException {
-    Optional<Entry> found = access.guard(src, Access.Need.WRITE, () -> root.find(src));
-    if (found.isEmpty() || !found.get().isFile() || fileId > 0 && found.get().inode() != fileId) {
-      throw new FileNotFoundException(
-          "File does not exist: " + src + " (inode " + fileId + ") Holder " + clientName);
-    }
-    Entry entry = found.get();
+    Entry entry = wherever(src, clientName, fileId);
     Optional<Leases.Lease> lease = leases.of(entry.inode());
     if (lease.isEmpty()) {
       // Forgotten by a restart: whoever may write the file goes on.
       access.check(src, Access.Need.WRITE);
-      leases.begin(clientName, entry.inode());
+      leases.begin(clientName, root.withoutLinks(entry));
     } else if (!lease.get().holder().equals(clientName)
         || !lease.get().user().equals(Caller.current().user())) {
       throw new LeaseExpiredException(
@@ -166,6 +161,17 @@ final class Writing {
               + ")");
     }
     return entry;
+  }
+
+  /** A client goes on with the path that it began with; the file may have been renamed since. */
+  private Entry wherever(String src, String clientName, long fileId) throws IOException {
+    String path = leases.of(fileId).map(Leases.Lease::path).orElse(src);
+    Optional<Entry> found = access.guard(path, Access.Need.WRITE, () -> root.find(path));
+    if (found.isEmpty() || !found.get().isFile() || fileId > 0 && found.get().inode() != fileId) {
+      throw new FileNotFoundException(
+          "File does not exist: " + src + " (inode " + fileId + ") Holder " + clientName);
+    }
+    return found.get();
   }
 
   private void checkFree(Entry entry, String clientName, String operation) throws IOException {
