@@ -29,11 +29,13 @@ final class Creation {
   private final Statuses statuses;
   private final Leases leases;
   private final long minBlockSize;
+  private final ReplicationLimits replicationLimits;
 
   /**
    * Takes what it asks.
    *
    * @param minBlockSize the smallest block size that a client may ask for
+   * @param replicationLimits how many replicas
    */
   Creation(
       Root root,
@@ -42,7 +44,8 @@ final class Creation {
       Ownership ownership,
       Statuses statuses,
       Leases leases,
-      long minBlockSize) {
+      long minBlockSize,
+      ReplicationLimits replicationLimits) {
     this.root = root;
     this.access = access;
     this.directories = directories;
@@ -50,6 +53,7 @@ final class Creation {
     this.statuses = statuses;
     this.leases = leases;
     this.minBlockSize = minBlockSize;
+    this.replicationLimits = replicationLimits;
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -68,7 +72,7 @@ final class Creation {
     if (ecPolicyName != null && !ecPolicyName.isEmpty()) {
       throw new UnsupportedOperationException("erasure coding is not supported on zorf");
     }
-    Properties.checkReplication(src, replication);
+    replicationLimits.check(src, replication);
     if (blockSize < minBlockSize) {
       throw new IOException(
           "Specified block size is less than configured minimum value ("

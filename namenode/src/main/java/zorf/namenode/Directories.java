@@ -25,11 +25,18 @@ final class Directories {
   private final Root root;
   private final Access access;
   private final Ownership ownership;
+  private final boolean inheritance;
 
-  Directories(Root root, Access access, Ownership ownership) {
+  /**
+   * Takes what it asks.
+   *
+   * @param inheritance whether what a default ACL says of new files comes before the client's mask
+   */
+  Directories(Root root, Access access, Ownership ownership, boolean inheritance) {
     this.root = root;
     this.access = access;
     this.ownership = ownership;
+    this.inheritance = inheritance;
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -103,10 +110,14 @@ final class Directories {
     return root.get(path);
   }
 
-  /** The client's mask does not count where a default ACL says what new files are to have. */
+  /**
+   * The client's mask does not count where a default ACL says what new files are to have, unless the
+   * configuration has it the other way. Both are a file's mode to the kernel, which cuts what comes of
+   * the ACL down to it.
+   */
   int mode(Entry parent, FsPermission masked) throws IOException {
     FsPermission unmasked = masked.getUnmasked();
-    if (unmasked == null || !parent.acl()) {
+    if (!inheritance || unmasked == null || !parent.acl()) {
       return masked.toShort();
     }
     for (AclEntry entry : root.files().acl(root.local(parent.path()))) {

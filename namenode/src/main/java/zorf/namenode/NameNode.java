@@ -91,7 +91,8 @@ final class NameNode implements AutoCloseable {
     Ownership ownership = new Ownership(root, users);
     Statuses statuses = new Statuses(root);
     Leases leases = new Leases();
-    Directories directories = new Directories(root, access, ownership);
+    Directories directories =
+        new Directories(root, access, ownership, settings.inheritance());
     BlockTokens tokens = new BlockTokens(keys, settings.tokenMillis());
     Blocks blocks =
         new Blocks(
@@ -110,12 +111,19 @@ final class NameNode implements AutoCloseable {
         blocks,
         directories,
         new Creation(
-            root, access, directories, ownership, statuses, leases, settings.minBlockSize()),
+            root,
+            access,
+            directories,
+            ownership,
+            statuses,
+            leases,
+            settings.minBlockSize(),
+            settings.replication()),
         new Writing(root, access, statuses, blocks, leases),
         new Links(root, access, directories, ownership),
         new Renaming(root, access, leases),
         new Deletion(root, access),
-        new Properties(root, access, ownership, users),
+        new Properties(root, access, ownership, users, settings.replication()),
         new Acls(root, access),
         new Attributes(root, access, settings.maxAttributes(), settings.maxAttributeSize()),
         new ServerAnswers(root, topology, settings.defaults()));

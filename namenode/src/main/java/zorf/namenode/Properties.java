@@ -16,18 +16,23 @@ import org.apache.hadoop.security.AccessControlException;
 
 /** Changes what a file is besides its data: mode, owner, times, replication. */
 final class Properties {
-  private static final int MAX_REPLICATION = 512;
-
   private final Root root;
   private final Access access;
   private final Ownership ownership;
   private final Users users;
+  private final ReplicationLimits replicationLimits;
 
-  Properties(Root root, Access access, Ownership ownership, Users users) {
+  Properties(
+      Root root,
+      Access access,
+      Ownership ownership,
+      Users users,
+      ReplicationLimits replicationLimits) {
     this.root = root;
     this.access = access;
     this.ownership = ownership;
     this.users = users;
+    this.replicationLimits = replicationLimits;
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -136,7 +141,7 @@ final class Properties {
 
   @ActsAs(ActsAs.Who.CHANGER)
   boolean setReplication(String src, short replication) throws IOException {
-    checkReplication(src, replication);
+    replicationLimits.check(src, replication);
     return access.guard(
         src,
         Access.Need.WRITE,
@@ -151,26 +156,6 @@ final class Properties {
           }
           return true;
         });
-  }
-
-  /** Refuses a replication that no file can have. */
-  static void checkReplication(String src, short replication) throws IOException {
-    if (replication > MAX_REPLICATION) {
-      throw new IOException(
-          "Requested replication factor of "
-              + replication
-              + " exceeds maximum of "
-              + MAX_REPLICATION
-              + " for "
-              + src);
-    }
-    if (replication < 1) {
-      throw new IOException(
-          "Requested replication factor of "
-              + replication
-              + " is less than the required minimum of 1 for "
-              + src);
-    }
   }
 
   @ActsAs(ActsAs.Who.READER)

@@ -18,7 +18,9 @@ import org.apache.hadoop.util.DataChecksum;
  * @param listLimit how many entries a page of a listing has
  * @param maxAttributes how many extended attributes a file may have
  * @param maxAttributeSize how many bytes one may have, with its name
+ * @param inheritance whether what a default ACL says of new files comes before the client's mask
  * @param minBlockSize the smallest block size that a client may ask for
+ * @param replication how many replicas a client may ask for
  * @param tokenMillis how long a block token is good
  * @param pool the id of the block pool
  * @param defaults what clients do if not told otherwise
@@ -30,7 +32,9 @@ record Settings(
     int listLimit,
     int maxAttributes,
     int maxAttributeSize,
+    boolean inheritance,
     long minBlockSize,
+    ReplicationLimits replication,
     long tokenMillis,
     String pool,
     FsServerDefaults defaults) {
@@ -60,9 +64,13 @@ record Settings(
         configuration.getInt(
             DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_KEY,
             DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_DEFAULT),
+        configuration.getBoolean(
+            DFSConfigKeys.DFS_NAMENODE_POSIX_ACL_INHERITANCE_ENABLED_KEY,
+            DFSConfigKeys.DFS_NAMENODE_POSIX_ACL_INHERITANCE_ENABLED_DEFAULT),
         configuration.getLongBytes(
             DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_KEY,
             DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_DEFAULT),
+        ReplicationLimits.of(configuration),
         TimeUnit.MINUTES.toMillis(
             configuration.getLong(
                 DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_LIFETIME_KEY,

@@ -14,6 +14,7 @@ import org.apache.hadoop.fs.ParentNotDirectoryException;
 import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.FsCreateModes;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
@@ -115,6 +116,10 @@ class CreationTest {
         () -> create("/c", MODE, NEW, true, (short) 513, MEBI));
     Refused.with(
         IOException.class,
+        "Requested replication factor of 0 is less than the required minimum of 1 for /c",
+        () -> create("/c", MODE, NEW, true, (short) 0, MEBI));
+    Refused.with(
+        IOException.class,
         "Specified block size is less than configured minimum value "
             + "(dfs.namenode.fs-limits.min-block-size): 1 < 1048576",
         () -> create("/c", MODE, NEW, true, (short) 1, 1));
@@ -153,16 +158,63 @@ class CreationTest {
   }
 
   @Test
+  void howManyReplicasThereMayBeIsTheConfigurations() throws Exception {
+    HdfsConfiguration configuration = new HdfsConfiguration();
+    configuration.setInt("dfs.namenode.replication.min", 2);
+    configuration.setInt("dfs.replication.max", 3);
+    serveWith(configuration);
+    Refused.with(
+        IOException.class,
+        "Requested replication factor of 1 is less than the required minimum of 2 for /a",
+        () -> create("/a", MODE, NEW, true, (short) 1, MEBI));
+    create("/a", MODE, NEW, true, (short) 2, MEBI);
+    assertTrue(nameNode.setReplication("/a", (short) 3));
+    Refused.with(
+        IOException.class,
+        "Requested replication factor of 4 exceeds maximum of 3 for /a",
+        () -> nameNode.setReplication("/a", (short) 4));
+    Refused.with(
+        IOException.class,
+        "Requested replication factor of 1 is less than the required minimum of 2 for /a",
+        () -> nameNode.setReplication("/a", (short) 1));
+  }
+
+  private void serveWith(HdfsConfiguration configuration) throws Exception {
+    served.close();
+    served = Served.start(configuration);
+    nameNode = served.as("root").getClient().getNamenode();
+  }
+
+  @Test
   void theMaskCountsUnlessADefaultAclSaysWhatNewFilesHave() throws Exception {
+    assertEquals("rw-------", masked("/a").getPermission().toString());
+    makeDirectoryWithDefaultAcl("/d");
+    assertEquals("rw-rw----", masked("/d/a").getPermission().toString());
+  }
+
+  @Test
+  void theMaskCountsAlsoThereIfTheConfigurationSaysSo() throws Exception {
+    HdfsConfiguration configuration = new HdfsConfiguration();
+    configuration.setBoolean("dfs.namenode.posix.acl.inheritance.enabled", false);
+    serveWith(configuration);
+    makeDirectoryWithDefaultAcl("/d");
+    assertEquals("rw-------", masked("/d/a").getPermission().toString());
+    assertEquals(
+        "[user:daemon:rwx, group::r-x]", nameNode.getAclStatus("/d/a").getEntries().toString());
+  }
+
+  /** A file whose client would like it to be for all, and whose mask is for the owner alone. */
+  private HdfsFileStatus masked(String path) throws IOException {
     FsPermission mode =
         FsCreateModes.create(new FsPermission((short) 0600), new FsPermission((short) 0666));
-    assertEquals("rw-------", create("/a", mode, NEW, true, (short) 2, MEBI).getPermission() + "");
-    nameNode.mkdirs("/d", new FsPermission((short) 0755), true);
+    return create(path, mode, NEW, true, (short) 2, MEBI);
+  }
+
+  private void makeDirectoryWithDefaultAcl(String path) throws IOException {
+    nameNode.mkdirs(path, new FsPermission((short) 0755), true);
     nameNode.setAcl(
-        "/d",
+        path,
         AclEntry.parseAclSpec(
             "user::rwx,group::r-x,other::---,default:user:daemon:rwx,default:other::---", true));
-    assertEquals(
-        "rw-rw----", create("/d/a", mode, NEW, true, (short) 2, MEBI).getPermission() + "");
   }
 }

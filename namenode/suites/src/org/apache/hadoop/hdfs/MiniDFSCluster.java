@@ -140,9 +140,29 @@ public class MiniDFSCluster implements AutoCloseable {
     try {
       FileSystem client = UserGroupInformation.getLoginUser().doAs(open);
       clients.add(client);
-      return SeenByClients.namesystem((DistributedFileSystem) client);
+      return SeenByClients.namesystem((DistributedFileSystem) client, new Inheritance());
     } catch (IOException | InterruptedException e) {
       throw new IllegalStateException(e);
+    }
+  }
+
+  /** A setting that the service reads when it starts. */
+  private final class Inheritance implements SeenByClients.Inheritance {
+    private static final String KEY =
+        DFSConfigKeys.DFS_NAMENODE_POSIX_ACL_INHERITANCE_ENABLED_KEY;
+
+    @Override
+    public boolean isEnabled() {
+      return configuration.getBoolean(
+          KEY, DFSConfigKeys.DFS_NAMENODE_POSIX_ACL_INHERITANCE_ENABLED_DEFAULT);
+    }
+
+    @Override
+    public void enable(boolean enabled) throws IOException {
+      if (enabled != isEnabled()) {
+        configuration.setBoolean(KEY, enabled);
+        restartNameNode(true);
+      }
     }
   }
 

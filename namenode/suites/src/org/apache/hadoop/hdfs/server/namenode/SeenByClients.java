@@ -1,8 +1,10 @@
 package org.apache.hadoop.hdfs.server.namenode;
 
 import static org.mockito.ArgumentMatchers.any;
+import static org.mockito.ArgumentMatchers.anyBoolean;
 import static org.mockito.ArgumentMatchers.anyString;
 import static org.mockito.Mockito.RETURNS_SMART_NULLS;
+import static org.mockito.Mockito.doAnswer;
 import static org.mockito.Mockito.mock;
 import static org.mockito.Mockito.when;
 
@@ -20,8 +22,24 @@ import org.apache.hadoop.hdfs.DistributedFileSystem;
 public final class SeenByClients {
   private SeenByClients() {}
 
-  public static FSNamesystem namesystem(DistributedFileSystem client) throws IOException {
+  /** What suites change of a server that runs. */
+  public interface Inheritance {
+    boolean isEnabled();
+
+    void enable(boolean enabled) throws IOException;
+  }
+
+  public static FSNamesystem namesystem(DistributedFileSystem client, Inheritance inheritance)
+      throws IOException {
     FSDirectory directory = mock(FSDirectory.class, RETURNS_SMART_NULLS);
+    when(directory.isPosixAclInheritanceEnabled()).thenAnswer(call -> inheritance.isEnabled());
+    doAnswer(
+            call -> {
+              inheritance.enable(call.getArgument(0));
+              return null;
+            })
+        .when(directory)
+        .setPosixAclInheritanceEnabled(anyBoolean());
     when(directory.getINode(anyString(), any()))
         .thenAnswer(call -> inode(client, new Path(call.<String>getArgument(0))));
     FSNamesystem namesystem = mock(FSNamesystem.class, RETURNS_SMART_NULLS);
