@@ -42,7 +42,7 @@ final class Statuses {
             .isdir(entry.isDirectory())
             .length(entry.isFile() ? entry.size() : 0)
             .mtime(entry.modified())
-            .atime(entry.isDirectory() ? 0 : entry.accessed())
+            .atime(entry.accessed())
             .perm(permission(entry))
             .owner(files.userName(entry.uid()))
             .group(files.groupName(entry.gid()))

@@ -52,6 +52,16 @@ class StatusTest {
   }
 
   @Test
+  void aDirectoryHasTheTimesThatTheFileSystemHas() throws Exception {
+    Files.createDirectory(served.root().resolve("d"));
+    files.setTimes(new Path("/d"), 1_234_567_890_123L, 1_234_567_890_456L);
+    FileStatus status = files.getFileStatus(new Path("/d"));
+    assertEquals(
+        "1234567890123 1234567890456",
+        status.getModificationTime() + " " + status.getAccessTime());
+  }
+
+  @Test
   void aMissingFileIsNotThere() {
     FileNotFoundException e =
         assertThrows(FileNotFoundException.class, () -> files.getFileStatus(new Path("/none")));
