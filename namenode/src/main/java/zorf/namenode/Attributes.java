@@ -21,7 +21,8 @@ import org.apache.hadoop.thirdparty.com.google.common.util.concurrent.Striped;
 
 /**
  * Tells and changes extended attributes: those of users to everybody, the trusted ones to the
- * superuser, and nobody those in which the file system keeps what is its own.
+ * superuser, {@link Unreadable}'s mark, and nobody those in which the file system keeps what is its
+ * own.
  */
 final class Attributes {
   private static final String USER = "user.";
@@ -102,14 +103,18 @@ final class Attributes {
       boolean user = name.startsWith(USER) && !isOwn(name.substring(USER.length()));
       if (user || superuser && name.startsWith(TRUSTED)) {
         visible.add(XAttrHelper.buildXAttr(name, each.getValue()));
+      } else if (name.equals(Unreadable.STORED)) {
+        visible.add(XAttrHelper.buildXAttr(Unreadable.NAME, each.getValue()));
       }
     }
     return visible;
   }
 
-  /** What the file system keeps for itself. */
+  /** What the file system keeps for itself, and this service. */
   private static boolean isOwn(String name) {
-    return name.startsWith("zorf.") || name.equals("BGF");
+    return name.startsWith("zorf.")
+        || name.equals("BGF")
+        || Unreadable.STORED.equals(USER + name);
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -124,9 +129,18 @@ final class Attributes {
               + (size + value.length));
     }
     checkMayUse(xAttr);
+    if (Unreadable.is(xAttr) && xAttr.getValue() != null) {
+      throw new AccessControlException(
+          "Attempt to set a value for '"
+              + Unreadable.NAME
+              + "'. Values are not allowed for this xattr.");
+    }
     change(
         src,
         existing -> {
+          if (Unreadable.is(xAttr) && !get(src).isFile()) {
+            throw new IOException("Can only set '" + Unreadable.NAME + "' on a file.");
+          }
           boolean exists = existing.stream().anyMatch(xAttr::equalsIgnoreValue);
           XAttrSetFlag.validate(xAttr.getName(), exists, flag);
           if (!exists && existing.size() >= maxNumber) {
@@ -147,6 +161,10 @@ final class Attributes {
           Optional<XAttr> found = existing.stream().filter(xAttr::equalsIgnoreValue).findFirst();
           if (found.isEmpty()) {
             throw new IOException("No matching attributes found for remove operation");
+          }
+          if (Unreadable.is(xAttr)) {
+            throw new AccessControlException(
+                "The xattr '" + Unreadable.NAME + "' can not be deleted.");
           }
           root.files().removeAttribute(root.local(src), name(xAttr));
         });
@@ -186,6 +204,9 @@ final class Attributes {
   }
 
   private static String name(XAttr xAttr) {
+    if (Unreadable.is(xAttr)) {
+      return Unreadable.STORED;
+    }
     return xAttr.getNameSpace().name().toLowerCase(Locale.ROOT) + "." + xAttr.getName();
   }
 
@@ -193,7 +214,7 @@ final class Attributes {
     boolean user = xAttr.getNameSpace() == XAttr.NameSpace.USER && !isOwn(xAttr.getName());
     boolean trusted =
         xAttr.getNameSpace() == XAttr.NameSpace.TRUSTED && Caller.current().superuser();
-    if (!user && !trusted) {
+    if (!user && !trusted && !Unreadable.is(xAttr)) {
       throw new AccessControlException("User doesn't have permission for xattr: " + name(xAttr));
     }
   }

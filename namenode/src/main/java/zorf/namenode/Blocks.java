@@ -23,11 +23,9 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
 final class Blocks {
   private static final int INDEX_BITS = 24;
   private static final long INODE_MASK = (1L << 38) - 1;
-  /** Asked as an attribute that may well not be there: what counts is whether it may be read. */
-  private static final String READ_PROBE = "user.BGF";
-
   private final Root root;
   private final Access access;
+  private final Unreadable unreadable;
   private final Topology topology;
   private final BlockTokens tokens;
   private final Leases leases;
@@ -46,6 +44,7 @@ final class Blocks {
   Blocks(
       Root root,
       Access access,
+      Unreadable unreadable,
       Topology topology,
       BlockTokens tokens,
       Leases leases,
@@ -54,6 +53,7 @@ final class Blocks {
       String pool) {
     this.root = root;
     this.access = access;
+    this.unreadable = unreadable;
     this.topology = topology;
     this.tokens = tokens;
     this.leases = leases;
@@ -177,7 +177,7 @@ final class Blocks {
 
   private void checkReadable(Entry entry) throws IOException {
     if (Paths.isForNatives(entry.path())) {
-      root.files().attribute(root.local(entry.path()), READ_PROBE);
+      unreadable.checkReadable(entry);
     } else {
       access.check(entry.path(), Access.Need.READ);
     }

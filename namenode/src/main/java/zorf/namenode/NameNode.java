@@ -98,6 +98,7 @@ final class NameNode implements AutoCloseable {
         new Blocks(
             root,
             access,
+            new Unreadable(root, settings.permissions()),
             topology,
             tokens,
             leases,
