@@ -96,12 +96,13 @@ final class Access {
       }
       ancestor = parent;
       if (!parent.isDirectory()) {
-        throw new AccessControlException(directory + " (is not a directory)");
+        throw new AccessControlException(root.told(parent) + " (is not a directory)");
       }
       require(identity, parent, FsAction.EXECUTE);
     }
-    Optional<Entry> self = root.findLink(path);
-    if (parent != null && self.isPresent() && need.parent().implies(FsAction.WRITE)) {
+    boolean itself = need.parent().implies(FsAction.WRITE);
+    Optional<Entry> self = itself ? root.findLink(path) : root.find(path);
+    if (parent != null && self.isPresent() && itself) {
       requireUnstuck(identity, parent, self.get());
     }
     if (ancestor != null) {
@@ -221,7 +222,7 @@ final class Access {
   /** {@return path, owner, group and mode} */
   private String describe(Entry entry) throws IOException {
     return "\""
-        + entry.path()
+        + root.told(entry)
         + "\":"
         + root.files().userName(entry.uid())
         + ":"

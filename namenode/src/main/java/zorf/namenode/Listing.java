@@ -61,7 +61,7 @@ final class Listing {
     for (; next < all.size() && page.size() < limit; next++) {
       byte[] name = all.get(next);
       String path = Paths.child(src, new String(name, StandardCharsets.UTF_8));
-      Optional<Entry> child = root.find(path);
+      Optional<Entry> child = root.findListed(path);
       if (child.isPresent()) { // else it has vanished since the directory was read
         page.add(status(child.get(), name, needLocation));
       }

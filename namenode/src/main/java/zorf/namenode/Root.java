@@ -2,6 +2,7 @@ package zorf.namenode;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
@@ -81,6 +82,19 @@ final class Root {
     return path.equals(entry.path()) ? entry : entry.named(path);
   }
 
+  /**
+   * The path to name a file by that somebody is refused: the one that has no link in it, unless that
+   * would show what is outside of the root.
+   */
+  String told(Entry entry) throws IOException {
+    if (entry.type() == FileType.SYMBOLIC_LINK) {
+      return entry.path();
+    }
+    String real = localPath(entry.path()).toRealPath().toString();
+    String path = remote(real);
+    return path.equals(real) && !prefix.isEmpty() ? entry.path() : path;
+  }
+
   /** Sets nine permission bits and the sticky bit. */
   void setPermission(String path, int permission) throws IOException {
     if (Paths.isForNatives(path)) {
@@ -101,8 +115,26 @@ final class Root {
       }
     } catch (NoSuchFileException e) {
       // Or a link that leads nowhere.
+    } catch (FileSystemException e) {
+      if (!isLoop(e)) {
+        throw e;
+      }
+      // It leads round and round, which is nowhere, too.
     }
     return findLink(path);
+  }
+
+  private static boolean isLoop(FileSystemException e) {
+    return e.getReason() != null && e.getReason().startsWith("Too many levels of symbolic links");
+  }
+
+  /** {@return what a directory has by a name: where a link can't be followed it is a link} */
+  Optional<Entry> findListed(String path) throws IOException {
+    try {
+      return find(path);
+    } catch (FileSystemException e) {
+      return findLink(path);
+    }
   }
 
   /** {@return what a path names: a link that is in the way is followed, one at its end is not} */

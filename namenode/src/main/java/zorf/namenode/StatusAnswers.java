@@ -53,7 +53,7 @@ final class StatusAnswers {
       above = root.find(directory);
     }
     if (!above.get().isDirectory()) {
-      throw new AccessControlException(directory + " (is not a directory)");
+      throw new AccessControlException(root.told(above.get()) + " (is not a directory)");
     }
   }
 

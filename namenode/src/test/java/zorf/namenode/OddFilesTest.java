@@ -138,6 +138,32 @@ class OddFilesTest {
   }
 
   @Test
+  void aLinkThatLeadsRoundAndRoundIsALink() throws Exception {
+    Files.createSymbolicLink(served.root().resolve("a"), Path.of("b"));
+    Files.createSymbolicLink(served.root().resolve("b"), Path.of("a"));
+    assertEquals("l:a l:b", listing());
+    assertTrue(nameNode.getFileInfo("/a").isSymlink());
+    Refused.with(
+        FileNotFoundException.class,
+        "Path is not a file: /a",
+        () -> nameNode.getBlockLocations("/a", 0, 1));
+    assertTrue(nameNode.delete("/a", false));
+    assertEquals("l:b", listing());
+  }
+
+  @Test
+  void aDirectoryIsListedThoughItsLinksCannotBeFollowed() throws Exception {
+    Files.createFile(served.root().resolve("f"));
+    Files.createSymbolicLink(served.root().resolve("of-a-file"), Path.of("f/x"));
+    Files.createDirectory(served.root().resolve("secret"));
+    Files.createFile(served.root().resolve("secret").resolve("f"));
+    Files.createSymbolicLink(served.root().resolve("of-a-secret"), Path.of("secret/f"));
+    nameNode.setPermission("/secret", new FsPermission((short) 0700));
+    nameNode = served.as("daemon").getClient().getNamenode();
+    assertEquals("f:f l:of-a-file l:of-a-secret d:secret", listing());
+  }
+
+  @Test
   void deletingATreeTakesLinksAndNotWhatTheyLeadTo() throws Exception {
     Files.createDirectory(served.root().resolve("kept"));
     Files.createFile(served.root().resolve("kept").resolve("a"));

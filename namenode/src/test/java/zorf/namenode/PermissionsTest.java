@@ -74,6 +74,46 @@ class PermissionsTest {
   }
 
   @Test
+  void aRefusalNamesWhatALinkLeadsTo() throws Exception {
+    make("/a", 0755);
+    make("/a/b", 0700);
+    touch(root, "/a/f");
+    Files.createSymbolicLink(served.root().resolve("link"), Path.of("a"));
+    Files.createSymbolicLink(served.root().resolve("file"), Path.of("a/f"));
+    String file = ": user=daemon, access=READ, inode=\"/a/f\":root:root:-rw-r-----";
+    denied(file, () -> daemon.getBlockLocations("/file", 0, 1));
+    denied(file, () -> daemon.listXAttrs("/file"));
+    denied(
+        ": user=daemon, access=EXECUTE, inode=\"/a/b\":root:root:drwx------",
+        () -> daemon.getFileInfo("/link/b/c"));
+    Refused.with(
+        AccessControlException.class,
+        "/a/f (is not a directory)",
+        () -> daemon.getFileInfo("/file/x"));
+    Refused.with(
+        AccessControlException.class,
+        "/a/f (is not a directory)",
+        () -> daemon.checkAccess("/file/x", FsAction.READ));
+  }
+
+  @Test
+  void aLinkGivesNoRightToWhatItLeadsTo() throws Exception {
+    make("/a", 0777);
+    touch(root, "/f");
+    Files.createSymbolicLink(served.root().resolve("a/link"), Path.of("../f"));
+    Files.setAttribute(
+        served.root().resolve("a/link"), "unix:uid", 1, java.nio.file.LinkOption.NOFOLLOW_LINKS);
+    long modified = root.getFileInfo("/f").getModificationTime();
+    denied(
+        ": user=daemon, access=WRITE, inode=\"/f\":root:root:-rw-r-----",
+        () -> daemon.setTimes("/a/link", 1000, 1000));
+    assertEquals(modified, root.getFileInfo("/f").getModificationTime());
+    denied(
+        ". user=daemon is not the owner of inode=/a/link",
+        () -> daemon.setOwner("/a/link", "daemon", "daemon"));
+  }
+
+  @Test
   void theComponentThatLetsNobodyThroughIsNamed() throws Exception {
     make("/a", 0755);
     make("/a/b", 0700);
@@ -246,7 +286,7 @@ class PermissionsTest {
     Files.createSymbolicLink(local, Path.of("a"));
     Refused.with(
         IOException.class,
-        "Too many levels of symbolic links: /a",
-        () -> root.getFileInfo("/a"));
+        "Too many levels of symbolic links: /a/b",
+        () -> root.getFileInfo("/a/b"));
   }
 }
