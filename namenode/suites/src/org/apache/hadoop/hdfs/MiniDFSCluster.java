@@ -13,6 +13,7 @@ import java.util.List;
 import java.util.concurrent.atomic.AtomicBoolean;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.server.namenode.FSNamesystem;
 import org.apache.hadoop.hdfs.server.namenode.NameNode;
@@ -162,6 +163,11 @@ public class MiniDFSCluster implements AutoCloseable {
       if (enabled != isEnabled()) {
         configuration.setBoolean(KEY, enabled);
         restartNameNode(true);
+        try {
+          getFileSystem().getFileStatus(new Path("/"));
+        } catch (IOException e) {
+          // A client's call that finds its connection broken; the next one makes another.
+        }
       }
     }
   }
