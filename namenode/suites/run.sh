@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# run.sh [--record] [SUITE]...: runs Hadoop's own compiled tests against the service and holds what comes
-# of each case against cases.tsv. Called by ./dev namenode, whose jars are there then.
+# run.sh [--client VERSION] [--record] [SUITE]...: runs Hadoop's own compiled tests against the service and
+# holds what comes of each case against cases.tsv. With another version's client the service has a process
+# of its own. Called by ./dev namenode, whose jars are there then.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(dirname "$(dirname "$here")")
@@ -25,6 +26,13 @@ suites=(
   hdfs.TestDFSShell{,GenericOptions,Touch} hdfs.Test{HDFSTrash,DFSMkdirs,ListFilesInDFS,ListFilesInFileContext}
 )
 
+client=
+if [[ ${1:-} == --client ]]; then
+  client=$2
+  shift 2
+  out+=-$client
+  suites=(cli.Test{HDFSCLI,AclCLI,AclCLIWithPosixAclInheritance,XAttrCLI})
+fi
 record=()
 [[ ${1:-} != --record ]] || { record=(--record); shift; }
 (($#)) || set -- "${suites[@]}"
@@ -37,14 +45,28 @@ chmod 755 "$scratch"
 
 home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
 version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$home/release")
-flags=(-Xmx1g -XX:+UseSerialGC -XX:TieredStopAtLevel=1
-  -Dzorf.library="$root/build/lib/libzorfhadoop.so.2.7" -Dzorf.suites.scratch="$scratch/served"
+if ((version >= 24)) && [[ $client == 3.[0-3].* || $client == 3.4.[0-2] ]]; then
+  skip "Hadoop $client needs Java 17, and $home is Java $version: set JAVA_HOME"
+fi
+library=-Dzorf.library=$root/build/lib/libzorfhadoop.so.2.7
+flags=(-Xmx1g -XX:+UseSerialGC -XX:TieredStopAtLevel=1 -Dzorf.suites.scratch="$scratch/served"
   -Dzorf.suites.datanode="$root/build/bin/zorf-datanode"
   -Dtest.cache.data="$out/resources" -Dtest.build.data="$scratch/data" -Dnet.bytebuddy.experimental=true
   --add-opens java.base/java.lang=ALL-UNNAMED)
-classpath=$out/classes:$root/build/namenode/classes:$out/resources:$(<"$out/classpath")
-classpath+=:$root/build/java/zorfhadoop.jar
-((version < 24)) || flags+=(--enable-native-access=ALL-UNNAMED --sun-misc-unsafe-memory-access=allow)
+quiet=()
+((version < 24)) || quiet=(--enable-native-access=ALL-UNNAMED --sun-misc-unsafe-memory-access=allow)
+hadoop=$out/resources:$(<"$out/classpath")
+if [[ -z $client ]]; then
+  flags+=("$library")
+  classpath=$out/classes:$root/build/namenode/classes:$hadoop:$root/build/java/zorfhadoop.jar
+else
+  classpath=$out/classes:$hadoop
+  service=("$home/bin/java" -Xmx512m "${quiet[@]}" "$library"
+    -cp "$root/build/namenode/classes:$(<"$root/build/namenode/classpath")" zorf.namenode.Main)
+  printf '#!/bin/bash\nexec%s "$@"\n' "$(printf ' %q' "${service[@]}")" >"$scratch/service"
+  chmod 755 "$scratch/service"
+  flags+=(-Dzorf.suites.service="$scratch/service")
+fi
 
 # One of them wants port 8020, which somebody may have here.
 network=()
@@ -57,7 +79,7 @@ status=0
 : >"$out/run.log"
 for suite; do
   # Each in a virtual machine of its own, as Hadoop's build runs them: they change who is logged in and more.
-  "$here/users.sh" "${network[@]}" "$home/bin/java" "${flags[@]}" -cp "$classpath" zorf.namenode.Suites \
+  "$here/users.sh" "${network[@]}" "$home/bin/java" "${flags[@]}" "${quiet[@]}" -cp "$classpath" zorf.namenode.Suites \
     "${record[@]}" "$here/cases.tsv" "org.apache.hadoop.$suite" 2>>"$out/run.log" || status=1
 done
 exit "$status"

@@ -13,8 +13,8 @@ public interface ScratchService extends AutoCloseable {
   void close();
 
   /**
-   * Starts one: in this process, or where the property {@code zorf.suites.service} has its command in one
-   * of its own, for clients whose jars are of another version.
+   * Starts one: in this process, or where the property {@code zorf.suites.service} names its program in
+   * one of its own.
    */
   static ScratchService start(
       ScratchDirectory directory, DataNodes dataNodes, Configuration configuration, int port)
@@ -22,9 +22,9 @@ public interface ScratchService extends AutoCloseable {
     List<String> options = new ArrayList<>(dataNodes.options());
     options.addAll(List.of("--root", directory.path().toString()));
     options.addAll(List.of("--port", Integer.toString(port)));
-    String command = System.getProperty("zorf.suites.service");
-    return command == null
+    String program = System.getProperty("zorf.suites.service");
+    return program == null
         ? InThisProcess.start(options, configuration)
-        : new InItsOwnProcess(command, options, configuration);
+        : new InItsOwnProcess(program, options, configuration);
   }
 }
