@@ -12,10 +12,9 @@ export tree
 
 scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
 scratch=$(mktemp -d "$scratch/zorf-clients-XXXXXX")
-started=()
+. "$here/start.sh"
 end() {
-  ((${#started[@]} == 0)) || kill "${started[@]}" 2>/dev/null || true
-  wait
+  end_started
   rm -rf "$scratch"
 }
 trap end EXIT
@@ -24,36 +23,23 @@ export root=$scratch/root work=$scratch/work
 mkdir -m 755 "$root" "$work"
 chgrp supergroup "$root"
 
-# start PATTERN LOG COMMAND...: starts a service and waits for the port in its log.
-start() {
-  local pattern=$1 log=$scratch/$2 found=
-  shift 2
-  : >"$log"
-  "$@" >"$log" 2>&1 &
-  started+=($!)
-  for _ in $(seq 600); do
-    found=$(sed -nE "s/$pattern/\1/p;T;q" "$log")
-    [[ -z $found ]] || break
-    kill -0 $! 2>/dev/null || break
-    sleep 0.1
-  done
-  [[ -n $found ]] || {
-    cat "$log" >&2
-    exit 1
-  }
-  port=$found
-}
-
 install -m 600 /dev/null "$scratch/key"
 echo "1 $(od -An -tx1 -N32 /dev/urandom | tr -d ' \n')" >"$scratch/key"
-start '.*listens at .*:([0-9]+)$' datanode.log \
+start '.*listens at .*:([0-9]+)$' "$scratch/datanode.log" \
   "$tree/build/bin/zorf-datanode" --root "$root" --key "$scratch/key" --port 0
 echo "1 127.0.0.1:$port /rack1" >"$scratch/topology"
-home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
-start '^zorf-namenode: hdfs:..[^:]*:([0-9]+) serves.*' namenode.log \
+cat >"$scratch/proxies.xml" <<'XML'
+<configuration>
+<property><name>hadoop.proxyuser.root.hosts</name><value>127.0.0.1</value></property>
+<property><name>hadoop.proxyuser.root.groups</name><value>*</value></property>
+</configuration>
+XML
+export home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
+start '^zorf-namenode: hdfs:..[^:]*:([0-9]+) serves.*' "$scratch/namenode.log" \
   "$home/bin/java" -Dzorf.library="$tree/build/lib/libzorfhadoop.so.2.7" \
   -cp "$tree/build/namenode/classes:$(<"$tree/build/namenode/classpath")" zorf.namenode.Main \
-  --root "$root" --port 0 --policy shared --key "$scratch/key" --topology "$scratch/topology"
+  --root "$root" --port 0 --http-port off --config "$scratch/proxies.xml" \
+  --policy shared --key "$scratch/key" --topology "$scratch/topology"
 export port
 
 status=0
