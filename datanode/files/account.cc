@@ -17,7 +17,6 @@ namespace datanode {
 namespace {
 
 constexpr auto KEPT = std::chrono::minutes(5);
-// So that names of nobody, in tokens that are valid all the same, don't fill the memory.
 constexpr std::size_t MOST_KEPT = 10'000;
 constexpr unsigned int UNCHANGED = static_cast<unsigned int>(-1);
 
@@ -77,8 +76,10 @@ std::shared_ptr<const Account> Accounts::find(const std::string& user) {
     const auto found = entries_.find(user);
     if (found != entries_.end() && now < found->second.until) return found->second.account;
   }
-  // Asked without the lock: a name service may take its time.
+  // Asked without the lock: a name service may take its time. Nor is it kept that it knows no such
+  // user, which is also what one that fails says.
   auto account = ask(user);
+  if (account == nullptr) return account;
   const std::lock_guard lock(mutex_);
   if (entries_.size() >= MOST_KEPT) entries_.clear();
   entries_.insert_or_assign(user, Entry{account, now + KEPT});

@@ -23,8 +23,8 @@ struct Account {
   std::vector<gid_t> groups;
 };
 
-// What the name service says, kept for five minutes, so that a change of groups arrives as late as
-// in a NameNode. Any thread may ask.
+// What the name service says of users, kept for five minutes, so that a change of groups arrives as
+// late as in a NameNode. Any thread may ask.
 class Accounts {
  public:
   // Null for a user whom the host doesn't know.

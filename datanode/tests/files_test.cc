@@ -12,6 +12,7 @@
 #include "files/root.h"
 #include "files/token.h"
 #include "scratch.h"
+#include "support/interpose.h"
 
 namespace datanode {
 namespace {
@@ -230,6 +231,19 @@ TEST(AccountTest, UnknownUserIsNone) {
   EXPECT_EQ(accounts.find("no such user"), nullptr);
   ASSERT_NE(accounts.find("nobody"), nullptr);
   EXPECT_EQ(accounts.find("nobody")->uid, 65534U);
+}
+
+TEST(AccountTest, UserIsKnownAgainWhenTheNameServiceIsBack) {
+  Accounts accounts;
+  {
+    Hooks hooks;
+    hooks.fail("getpwnam_r", EIO);
+    EXPECT_EQ(accounts.find("nobody"), nullptr);
+  }
+  EXPECT_NE(accounts.find("nobody"), nullptr);
+  Hooks hooks;
+  EXPECT_NE(accounts.find("nobody"), nullptr);
+  EXPECT_EQ(hooks.calls("getpwnam_r"), 0) << "what is known is kept";
 }
 
 TEST(AccountTest, ThreadActsAsTheUserAndIsItselfAgain) {
