@@ -119,7 +119,7 @@ final class Acls {
         src,
         Access.Need.OWNER,
         () -> {
-          Entry entry = root.get(src);
+          Entry entry = Root.noLink(root.get(src));
           Lock lock = locks.get(entry.inode());
           lock.lock();
           try {

@@ -85,7 +85,8 @@ final class Attributes {
   }
 
   private Entry get(String src) throws IOException {
-    return root.find(src).orElseThrow(() -> new FileNotFoundException("cannot find " + src));
+    return Root.noLink(
+        root.find(src).orElseThrow(() -> new FileNotFoundException("cannot find " + src)));
   }
 
   private Map<String, byte[]> read(String src) throws IOException {

@@ -41,7 +41,7 @@ final class Properties {
         src,
         Access.Need.OWNER,
         () -> {
-          root.get(src);
+          Root.noLink(root.get(src));
           root.setPermission(src, permission.toShort() & 01777);
           return null;
         });
@@ -76,7 +76,7 @@ final class Properties {
 
   /** The file that a path leads to, by a path without a link at its end. */
   private Entry real(String src) throws IOException {
-    Entry entry = root.get(src);
+    Entry entry = Root.noLink(root.get(src));
     String real = root.remote(root.localPath(src).toRealPath().toString());
     return real.equals(src) ? entry : root.get(real);
   }

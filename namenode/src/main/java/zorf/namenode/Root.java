@@ -22,8 +22,8 @@ import org.apache.hadoop.ipc.RetriableException;
 /**
  * The directory that clients see as "/": where their paths lead to on this host, and what is there.
  *
- * <p>Links are followed as long as they stay in the root's file system. One that leaves it, or leads
- * nowhere, is what it is: a link.
+ * <p>Links are followed as long as they stay below the root and in its file system. One that leads
+ * elsewhere, or nowhere, is what it is: a link.
  */
 final class Root {
   private final Path directory;
@@ -32,6 +32,8 @@ final class Root {
   private final long defaultBlockSize;
   private final long device;
   private final String deviceText;
+  /** Whether the root has its file system for itself, so that no link can leave the one alone. */
+  private final boolean whole;
 
   /**
    * Takes a directory.
@@ -47,6 +49,7 @@ final class Root {
     this.defaultBlockSize = defaultBlockSize;
     device = deviceNow();
     deviceText = device(Files.readAttributes(directory, BasicFileAttributes.class));
+    whole = Mounts.isWhole(directory);
   }
 
   /** {@return what asks the file system about paths of {@link #local}} */
@@ -110,7 +113,7 @@ final class Root {
   Optional<Entry> find(String path) throws IOException {
     try {
       Entry entry = followed(path);
-      if (entry.device() == device) {
+      if (entry.device() == device && isWithin(path)) {
         return Optional.of(entry);
       }
     } catch (NoSuchFileException e) {
@@ -141,7 +144,7 @@ final class Root {
   Optional<Entry> findLink(String path) throws IOException {
     try {
       Entry entry = own(path);
-      if (entry.device() == device) {
+      if (entry.device() == device && (path.length() == 1 || isWithin(Paths.parent(path)))) {
         return Optional.of(entry);
       }
     } catch (NoSuchFileException e) {
@@ -149,6 +152,11 @@ final class Root {
     }
     checkMounted();
     return Optional.empty();
+  }
+
+  /** Whether no link on the way leads out of the root. The device says as much where the root is whole. */
+  private boolean isWithin(String path) throws IOException {
+    return whole || localPath(path).toRealPath().startsWith(directory);
   }
 
   /**
@@ -159,6 +167,18 @@ final class Root {
   Entry get(String path) throws IOException {
     return find(path)
         .orElseThrow(() -> new FileNotFoundException("File does not exist: " + path));
+  }
+
+  /**
+   * What is to be asked or changed by its path, where the kernel would follow any link.
+   *
+   * @throws FileNotFoundException if it is a link, which is one that is not to be followed
+   */
+  static Entry noLink(Entry entry) throws FileNotFoundException {
+    if (entry.type() == FileType.SYMBOLIC_LINK) {
+      throw new FileNotFoundException("the link leads nowhere that is served: " + entry.path());
+    }
+    return entry;
   }
 
   /** {@return where a link leads, as a client's path if it leads below the root} */

@@ -3,32 +3,42 @@ package zorf.namenode;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeFalse;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.security.PrivilegedExceptionAction;
 import java.util.Arrays;
 import java.util.EnumSet;
 import java.util.List;
 import java.util.stream.Collectors;
 import org.apache.hadoop.fs.CreateFlag;
+import org.apache.hadoop.fs.FsShell;
+import org.apache.hadoop.fs.XAttrSetFlag;
 import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.DistributedFileSystem;
+import org.apache.hadoop.hdfs.XAttrHelper;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.io.EnumSetWritable;
+import org.apache.hadoop.security.UserGroupInformation;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.Timeout;
+import org.junit.jupiter.api.function.Executable;
 
 /** What else than files and directories, and which names, there may be on a POSIX file system. */
 @Timeout(60)
 class OddFilesTest {
   private static final String GRIN = "\ud83d\ude00";
+  private static final EnumSet<XAttrSetFlag> CREATE = EnumSet.of(XAttrSetFlag.CREATE);
 
   private Served served;
   private ClientProtocol nameNode;
@@ -126,6 +136,80 @@ class OddFilesTest {
     assertEquals(1, nameNode.getListing("/out", new byte[0], false).getPartialListing().length);
     assertTrue(nameNode.delete("/out", true));
     assertTrue(Files.exists(Path.of("/proc/self")));
+  }
+
+  /** Whoever may write in there can make such a link, and the superuser changes whole trees. */
+  @Test
+  void aLinkToTheRestOfTheFileSystemIsNotFollowed() throws Exception {
+    Path outside = Files.createTempDirectory("zorf-namenode-outside-");
+    Path file = Files.writeString(outside.resolve("a"), "secret");
+    Files.createDirectory(outside.resolve("empty"));
+    try {
+      String before = Files.readAttributes(file, "unix:mode,uid,gid,ctime").toString();
+      assertEquals(Files.getFileStore(served.root()), Files.getFileStore(outside));
+      Files.createSymbolicLink(served.root().resolve("d"), outside);
+      Files.createSymbolicLink(served.root().resolve("f"), file);
+      assertEquals("l:d l:f", listing());
+      FsPermission mode = new FsPermission((short) 0777);
+      DistributedFileSystem superuser = served.as("root");
+      FsShell shell = new FsShell(superuser.getConf());
+      superuser.getConf().set("fs.defaultFS", served.uri().toString());
+      List<String> commands =
+          List.of("-chmod -R 777 /", "-chown -R bin:bin /", "-setfacl -R -m user:bin:rwx /");
+      for (String command : commands) {
+        UserGroupInformation.createRemoteUser("root")
+            .doAs((PrivilegedExceptionAction<Integer>) () -> shell.run(command.split(" ")));
+      }
+      for (String path : List.of("/d/a", "/f")) {
+        assertRefused(() -> nameNode.setPermission(path, mode));
+        assertRefused(() -> nameNode.setOwner(path, "bin", "bin"));
+        assertRefused(() -> nameNode.setTimes(path, 0, 0));
+        assertRefused(() -> nameNode.setXAttr(path, XAttrHelper.buildXAttr("user.a"), CREATE));
+        List<AclEntry> acl = AclEntry.parseAclSpec("user:bin:rwx", true);
+        assertRefused(() -> nameNode.modifyAclEntries(path, acl));
+        assertRefused(() -> nameNode.truncate(path, 0, "client"));
+        assertRefused(() -> nameNode.getBlockLocations(path, 0, 1));
+        assertRefused(() -> nameNode.getAclStatus(path).getEntries().get(0));
+      }
+      assertRefused(() -> nameNode.mkdirs("/d/new", mode, true));
+      assertRefused(() -> nameNode.rename2("/d/a", "/mine"));
+      assertFalse(nameNode.rename("/d/a", "/mine"));
+      assertFalse(nameNode.delete("/d/empty", true));
+      assertNull(nameNode.getListing("/d/empty", new byte[0], false));
+      assertNull(nameNode.getFileInfo("/d/a"));
+      assertEquals(2, nameNode.getContentSummary("/").getFileCount());
+      assertEquals(before, Files.readAttributes(file, "unix:mode,uid,gid,ctime").toString());
+    } finally {
+      shell("rm -r " + outside);
+    }
+  }
+
+  private static void assertRefused(Executable call) {
+    assertThrows(Exception.class, call);
+  }
+
+  @Test
+  void whatALinkOutOfTheFileSystemLeadsToIsNeitherChangedNorRead() throws Exception {
+    Path outside = Files.createTempFile(Path.of("/dev/shm"), "zorf-namenode-", "");
+    try {
+      assumeFalse(Files.getFileStore(served.root()).equals(Files.getFileStore(outside)));
+      Files.createSymbolicLink(served.root().resolve("out"), outside);
+      String before = Files.readAttributes(outside, "unix:mode,uid,gid,ctime").toString();
+      String text = "the link leads nowhere that is served: /out";
+      Class<FileNotFoundException> type = FileNotFoundException.class;
+      Refused.with(
+          type, text, () -> nameNode.setPermission("/out", new FsPermission((short) 0777)));
+      Refused.with(type, text, () -> nameNode.setOwner("/out", "bin", null));
+      Refused.with(type, text, () -> nameNode.setAcl("/out", List.of()));
+      Refused.with(type, text, () -> nameNode.listXAttrs("/out"));
+      Refused.with(
+          type,
+          text,
+          () -> nameNode.setXAttr("/out", XAttrHelper.buildXAttr("user.a"), CREATE));
+      assertEquals(before, Files.readAttributes(outside, "unix:mode,uid,gid,ctime").toString());
+    } finally {
+      Files.delete(outside);
+    }
   }
 
   @Test
