@@ -261,11 +261,11 @@ final class Blocks {
     if (own > 0) {
       hosts.add(0, hosts.remove(own));
     }
-    if (policy == BlockPolicy.RACKAWARE && own >= 0) {
-      String rack = hosts.get(0).getNetworkLocation();
+    if (policy == BlockPolicy.RACKAWARE) {
+      String rack = topology.rackOf(Caller.current().host());
       // A stable sort: within the rack and outside of it the order stays.
       hosts
-          .subList(1, hosts.size())
+          .subList(own < 0 ? 0 : 1, hosts.size())
           .sort((a, b) -> rank(a, rack) - rank(b, rack));
     }
     return hosts;

@@ -8,6 +8,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Collection;
+import java.util.HashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
@@ -33,6 +34,7 @@ final class Topology {
 
   private final Map<Integer, DatanodeInfoWithStorage> byLocation = new LinkedHashMap<>();
   private final Map<String, DatanodeInfoWithStorage> byUuid = new LinkedHashMap<>();
+  private final Map<String, String> racks = new HashMap<>();
   private final Set<Integer> unmapped = ConcurrentHashMap.newKeySet();
   private final AtomicLong leftOut = new AtomicLong();
 
@@ -88,6 +90,7 @@ final class Topology {
     if (node == null) {
       node = node(host, port, rack, uuid);
       byUuid.put(uuid, node);
+      racks.put(node.getIpAddr(), rack);
     } else if (!node.getNetworkLocation().equals(rack)) {
       throw new BadFile(file, line, host + " is in " + node.getNetworkLocation() + " above");
     }
@@ -138,6 +141,11 @@ final class Topology {
   /** {@return all hosts} */
   Collection<DatanodeInfoWithStorage> hosts() {
     return byUuid.values();
+  }
+
+  /** {@return the rack of a host, null if the file does not name it} */
+  String rackOf(String address) {
+    return racks.get(address);
   }
 
   /** {@return how often a location was left out because it has no host} */

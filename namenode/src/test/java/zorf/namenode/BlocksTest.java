@@ -1,6 +1,7 @@
 package zorf.namenode;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.FileNotFoundException;
 import java.io.RandomAccessFile;
@@ -154,6 +155,32 @@ class BlocksTest {
       assertEquals("127.0.0.1", hosts[0].getIpAddr(), Arrays.toString(hosts));
       assertEquals(4, hosts.length);
     }
+  }
+
+  @Test
+  void theRackOfTheClientsHostComesNextUnderRackawareAndFirstWithoutTheHost() throws Exception {
+    serve("rackaware", "11"); // in /rack1, with 12 to 16
+    sparse("a", 400 * MEBI);
+    nameNode.setReplication("/a", (short) 8); // two in each of four racks
+    int withHost = 0;
+    int withoutHost = 0;
+    for (LocatedBlock block : nameNode.getBlockLocations("/a", 0, 400 * MEBI).getLocatedBlocks()) {
+      DatanodeInfo[] hosts = block.getLocations();
+      String racks =
+          Arrays.stream(hosts).map(DatanodeInfo::getNetworkLocation).collect(Collectors.joining());
+      assertEquals("/rack1", hosts[0].getNetworkLocation(), racks);
+      int others = racks.replaceFirst("(/rack1)+", "").indexOf("/rack1");
+      assertEquals(-1, others, racks);
+      boolean own = Arrays.stream(hosts).anyMatch(host -> host.getIpAddr().equals("127.0.0.1"));
+      if (own) {
+        assertEquals("127.0.0.1", hosts[0].getIpAddr(), racks);
+        withHost++;
+      } else {
+        withoutHost++;
+      }
+    }
+    assertEquals(50, withHost + withoutHost);
+    assertTrue(withHost > 0 && withoutHost > 0, withHost + " with the host");
   }
 
   @Test
