@@ -2,12 +2,14 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.io.PrintStream;
+import java.net.BindException;
 import java.net.InetAddress;
 import java.nio.file.FileSystemException;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.NotDirectoryException;
 import java.util.Arrays;
 import java.util.List;
+import java.util.concurrent.Callable;
 import java.util.concurrent.CountDownLatch;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.util.VersionInfo;
@@ -46,7 +48,11 @@ public final class Main {
     Configuration configuration = Configurations.read(options.configurations());
     ServiceMetrics metrics = new ServiceMetrics();
     NameNode nameNode =
-        new NameNode(options.check() ? options.onAnyPort() : options, configuration);
+        binding(
+            options.bind(),
+            options.port(),
+            "--port",
+            () -> new NameNode(options.check() ? options.onAnyPort() : options, configuration));
     metrics.watch(nameNode);
     Rights rights = Rights.ofProcess();
     if (options.check()) {
@@ -57,7 +63,11 @@ public final class Main {
     HttpPages pages =
         options.httpPort() < 0
             ? null
-            : new HttpPages(configuration, options.httpBind(), options.httpPort());
+            : binding(
+                options.httpBind(),
+                options.httpPort(),
+                "--http-port",
+                () -> new HttpPages(configuration, options.httpBind(), options.httpPort()));
     Runtime.getRuntime().addShutdownHook(new Thread(() -> stop(nameNode), "stop"));
     nameNode.start();
     out.println(banner(options, nameNode.address().getPort(), nameNode.settings(), rights));
@@ -66,6 +76,20 @@ public final class Main {
     }
     new CountDownLatch(1).await(); // for good: a signal ends it
     return 0;
+  }
+
+  /** Says in words of the command line why a port can't be had. */
+  private static <T> T binding(String address, int port, String option, Callable<T> make)
+      throws Exception {
+    try {
+      return make.call();
+    } catch (BindException e) {
+      throw new IOException(
+          e.getMessage().contains("in use")
+              ? "port " + port + " of " + address + " is taken: choose another with " + option
+              : address + " is no address of this host",
+          e);
+    }
   }
 
   private static void check(NameNode nameNode, Rights rights) throws Exception {

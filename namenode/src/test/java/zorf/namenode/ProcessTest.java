@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.net.InetAddress;
 import java.net.ServerSocket;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -83,6 +84,23 @@ class ProcessTest {
       assertEquals(2, service.awaitEnd());
       assertTrue(
           service.output().startsWith("zorf-namenode: no option --rot\n"), service.output());
+    }
+  }
+
+  @Test
+  void aPortThatIsTakenIsSaidInALine() throws Exception {
+    try (ServerSocket taken = new ServerSocket(0, 1, InetAddress.getLoopbackAddress())) {
+      String port = Integer.toString(taken.getLocalPort());
+      for (String option : List.of("--port", "--http-port")) {
+        try (ServiceProcess service =
+            new ServiceProcess(
+                List.of(), Map.of(), "--root", root.toString(), "--port", "0", option, port)) {
+          assertEquals(1, service.awaitEnd());
+          assertEquals(
+              "zorf-namenode: port " + port + " of 127.0.0.1 is taken: choose another with " + option + "\n",
+              service.output());
+        }
+      }
     }
   }
 

@@ -40,8 +40,8 @@ final class ServiceProcess implements AutoCloseable {
       }
     }
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), "zorf.namenode.Main"));
+    command.addAll(List.of("--http-port", "off")); // unless an option says otherwise
     command.addAll(List.of(options));
-    command.addAll(List.of("--http-port", "off"));
     ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
     builder.environment().putAll(environment);
     process = builder.start();
