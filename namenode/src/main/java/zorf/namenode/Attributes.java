@@ -136,6 +136,10 @@ final class Attributes {
               + Unreadable.NAME
               + "'. Values are not allowed for this xattr.");
     }
+    if (!Paths.isForNatives(xAttr.getName())) {
+      throw new HadoopIllegalArgumentException(
+          "The XAttr's name has a character beyond U+FFFF: " + xAttr.getName());
+    }
     change(
         src,
         existing -> {

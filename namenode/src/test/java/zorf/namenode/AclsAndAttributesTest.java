@@ -192,4 +192,30 @@ class AclsAndAttributesTest {
     String[] names = two.split(" ");
     return names[1] + " " + names[0];
   }
+
+  /** Half of a pair does not come through protobuf, but from within the process. */
+  @Test
+  void namesBeyondTheBasicPlaneAreNoNamesOfAttributesOrUsers() throws Exception {
+    for (String odd : List.of("\ud83d\ude00", "\ud83d", "\ude00")) {
+      Refused.with(
+          HadoopIllegalArgumentException.class,
+          "The XAttr's name has a character beyond U+FFFF: " + odd,
+          () ->
+              served.answers().setXAttr("/f", XAttrHelper.buildXAttr("user." + odd), CREATE));
+      Refused.with(
+          IOException.class,
+          "user " + odd + " is unknown on this host",
+          () -> served.answers().modifyAclEntries("/f", acl("user:" + odd + ":rwx")));
+      Refused.with(
+          IOException.class,
+          "user " + odd + " is unknown on this host",
+          () -> served.answers().setOwner("/f", odd, null));
+    }
+    Refused.with(
+        org.apache.hadoop.fs.InvalidPathException.class,
+        "Invalid path /a?. (it has half of a surrogate pair)",
+        () -> served.answers().rename("/f", "/a\ud83d"));
+    assertEquals(List.of(), nameNode.listXAttrs("/f"));
+    assertEquals("", told("/f"));
+  }
 }
