@@ -91,16 +91,21 @@ final class Dispatch implements InvocationHandler {
     if (method.getDeclaringClass() == Object.class) {
       return method.invoke(this, arguments);
     }
+    try (Newcomers.Pass pass = users.enter()) {
+      return invoke(method, arguments == null ? new Object[0] : arguments, pass);
+    }
+  }
+
+  private Object invoke(Method method, Object[] given, Newcomers.Pass pass) throws Throwable {
     long start = System.nanoTime();
-    Object[] given = arguments == null ? new Object[0] : arguments;
     Caller caller = users.remoteCaller();
     Object result = null;
     Throwable failure = null;
     try {
       result =
           method.isAnnotationPresent(AtMostOnce.class)
-              ? answerOnce(method, given, caller)
-              : answer(method, given, caller);
+              ? answerOnce(method, given, caller, pass)
+              : answer(method, given, caller, pass);
     } catch (Exception | Error e) {
       failure = errors.toClient(e, caller);
     }
@@ -113,7 +118,8 @@ final class Dispatch implements InvocationHandler {
     return result;
   }
 
-  private Object answerOnce(Method method, Object[] arguments, Caller caller) throws Exception {
+  private Object answerOnce(
+      Method method, Object[] arguments, Caller caller, Newcomers.Pass pass) throws Exception {
     RetryCache.CacheEntryWithPayload entry =
         RetryCache.waitForCompletion(ANSWERED, null, Server.getClientId(), Server.getCallId());
     if (entry != null && entry.isSuccess()) {
@@ -122,7 +128,7 @@ final class Dispatch implements InvocationHandler {
     boolean success = false;
     Object result = null;
     try {
-      result = answer(method, arguments, caller);
+      result = answer(method, arguments, caller, pass);
       success = true;
       return result;
     } finally {
@@ -130,7 +136,8 @@ final class Dispatch implements InvocationHandler {
     }
   }
 
-  private Object answer(Method method, Object[] arguments, Caller caller) throws Exception {
+  private Object answer(Method method, Object[] arguments, Caller caller, Newcomers.Pass pass)
+      throws Exception {
     Answer answer = answers.get(method);
     if (answer == null) {
       throw new UnsupportedOperationException(method.getName() + " is not supported on zorf");
@@ -139,7 +146,11 @@ final class Dispatch implements InvocationHandler {
     for (int path : answer.paths()) {
       clean[path] = Paths.clean((String) arguments[path]);
     }
-    Caller.Work work = () -> call(answer, clean);
+    Caller.Work work =
+        () -> {
+          pass.begun();
+          return call(answer, clean);
+        };
     return switch (answer.who()) {
       case SERVICE -> caller.during(work);
       case READER -> users.read(caller, work);

@@ -59,6 +59,7 @@ final class NameNode implements AutoCloseable {
         new RpcService(
             configuration,
             new InetSocketAddress(options.bind(), options.port()),
+            settings.handlers(),
             client,
             Dispatch.of(
                 NamenodeProtocol.class,

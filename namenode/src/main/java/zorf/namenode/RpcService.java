@@ -14,7 +14,6 @@ import org.apache.hadoop.ha.HAServiceProtocol;
 import org.apache.hadoop.ha.proto.HAServiceProtocolProtos.HAServiceProtocolService;
 import org.apache.hadoop.ha.protocolPB.HAServiceProtocolPB;
 import org.apache.hadoop.ha.protocolPB.HAServiceProtocolServerSideTranslatorPB;
-import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.DFSUtil;
 import org.apache.hadoop.hdfs.HDFSPolicyProvider;
 import org.apache.hadoop.hdfs.protocol.AclException;
@@ -41,6 +40,7 @@ final class RpcService implements AutoCloseable {
    *
    * @param configuration Hadoop's
    * @param address where to listen; port 0 for any that is free
+   * @param handlers how many threads serve clients
    * @param client answers clients
    * @param nameNode answers other services
    * @param availability answers who asks for its state
@@ -48,6 +48,7 @@ final class RpcService implements AutoCloseable {
   RpcService(
       Configuration configuration,
       InetSocketAddress address,
+      int handlers,
       ClientProtocol client,
       NamenodeProtocol nameNode,
       HAServiceProtocol availability)
@@ -61,10 +62,7 @@ final class RpcService implements AutoCloseable {
                     new ClientNamenodeProtocolServerSideTranslatorPB(client)))
             .setBindAddress(address.getHostString())
             .setPort(address.getPort())
-            .setNumHandlers(
-                configuration.getInt(
-                    DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_KEY,
-                    DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT))
+            .setNumHandlers(handlers)
             .setVerbose(false)
             .build();
     DFSUtil.addInternalPBProtocol(

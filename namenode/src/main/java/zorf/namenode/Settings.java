@@ -15,6 +15,7 @@ import org.apache.hadoop.util.DataChecksum;
  * @param superuser who may do anything, and whose threads stay what the process is
  * @param supergroup whose members may do anything, too
  * @param permissions whether others may not
+ * @param handlers how many threads serve clients
  * @param listLimit how many entries a page of a listing has
  * @param maxAttributes how many extended attributes a file may have
  * @param maxAttributeSize how many bytes one may have, with its name
@@ -29,6 +30,7 @@ record Settings(
     String superuser,
     String supergroup,
     boolean permissions,
+    int handlers,
     int listLimit,
     int maxAttributes,
     int maxAttributeSize,
@@ -54,6 +56,9 @@ record Settings(
         configuration.getBoolean(
             DFSConfigKeys.DFS_PERMISSIONS_ENABLED_KEY,
             DFSConfigKeys.DFS_PERMISSIONS_ENABLED_DEFAULT),
+        configuration.getInt(
+            DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_KEY,
+            DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT),
         Math.max(
             1,
             configuration.getInt(

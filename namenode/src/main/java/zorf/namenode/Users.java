@@ -12,24 +12,35 @@ import org.apache.hadoop.security.UserGroupInformation;
 final class Users implements AutoCloseable {
   private final UserThreads threads;
   private final Settings settings;
+  private final Newcomers newcomers;
 
   /**
    * Takes threads that act as users.
    *
    * @param threads the threads, closed with this
-   * @param settings say who may do anything
+   * @param settings say who may do anything, and how many calls there are at a time
    */
   Users(UserThreads threads, Settings settings) {
     this.threads = threads;
     this.settings = settings;
+    newcomers = new Newcomers(settings.handlers());
+  }
+
+  /** Lets a call in, before anything is asked about its user. */
+  Newcomers.Pass enter() throws IOException {
+    String user = remoteUser().getShortUserName();
+    boolean unasked = !settings.permissions() || user.equals(settings.superuser());
+    return unasked ? newcomers.known(user) : newcomers.enter(user);
+  }
+
+  private static UserGroupInformation remoteUser() throws IOException {
+    UserGroupInformation user = Server.getRemoteUser();
+    return user == null ? UserGroupInformation.getCurrentUser() : user;
   }
 
   /** {@return who asks, by the connection that the calling thread serves} */
   Caller remoteCaller() throws IOException {
-    UserGroupInformation user = Server.getRemoteUser();
-    if (user == null) {
-      user = UserGroupInformation.getCurrentUser();
-    }
+    UserGroupInformation user = remoteUser();
     InetAddress address = Server.getRemoteIp();
     return new Caller(
         user.getShortUserName(),

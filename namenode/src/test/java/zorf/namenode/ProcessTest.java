@@ -158,46 +158,6 @@ class ProcessTest {
     }
   }
 
-  /** As it is to the service: its own questions hang, and those of Hadoop's. */
-  @Test
-  void aNameServiceThatHangsForOneUserHoldsUpNobodyElse() throws Exception {
-    Path bin = Files.createDirectory(directory.resolve("bin"));
-    Path id = bin.resolve("id");
-    Files.writeString(
-        id, "#!/bin/bash\nif [[ \" $* \" == *' bin '* ]]; then sleep 300; fi\nexec /usr/bin/id \"$@\"\n");
-    Files.setPosixFilePermissions(id, PosixFilePermissions.fromString("rwxr-xr-x"));
-    Map<String, String> environment = Map.of("PATH", bin + ":" + System.getenv("PATH"));
-    try (ServiceProcess service =
-        new ServiceProcess(
-            List.of(), environment, "--root", root.toString(), "--port", "0")) {
-      FileSystem hanging = service.as("bin");
-      List<Thread> callers = new ArrayList<>();
-      AtomicLong failed = new AtomicLong();
-      for (int i = 0; i < 4; i++) {
-        Thread caller =
-            new Thread(
-                () -> {
-                  try {
-                    hanging.listStatus(TOP);
-                  } catch (IOException e) {
-                    failed.incrementAndGet();
-                  }
-                });
-        caller.start();
-        callers.add(caller);
-      }
-      FileSystem files = service.as("daemon");
-      files.listStatus(TOP);
-      long start = System.nanoTime();
-      for (int i = 0; i < 100; i++) {
-        files.listStatus(TOP);
-      }
-      long millis = (System.nanoTime() - start) / 1_000_000;
-      assertTrue(millis < 5000, millis + " ms");
-      assertEquals(0, failed.get());
-    }
-  }
-
   @Test
   void clientsGoOnAfterARestart() throws Exception {
     int port;
