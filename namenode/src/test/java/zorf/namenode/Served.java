@@ -16,7 +16,6 @@ import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
-import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.security.UserGroupInformation;
 
 /** A scratch directory that a service in this process serves, and Apache's clients of it. */
@@ -68,10 +67,6 @@ final class Served implements AutoCloseable {
 
   NameNode nameNode() {
     return nameNode;
-  }
-
-  UserThreadCounts threadCounts() {
-    return nameNode.threadCounts();
   }
 
   /** {@return a client of the user, which does not try again} */
