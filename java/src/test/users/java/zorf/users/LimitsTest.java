@@ -167,7 +167,7 @@ class LimitsTest {
     threads.close();
     // Nothing more is run by them, but the system may take a moment to end them.
     while (Thread.getAllStackTraces().keySet().stream()
-        .anyMatch(thread -> thread.getName().startsWith("zorf-"))) {
+        .anyMatch(thread -> thread.getName().matches("zorf-(user|starter).*"))) {
       Thread.sleep(1);
     }
   }

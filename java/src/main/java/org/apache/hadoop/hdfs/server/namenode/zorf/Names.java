@@ -5,11 +5,39 @@ import java.nio.file.attribute.UserPrincipalNotFoundException;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
+import java.util.concurrent.BlockingQueue;
+import java.util.concurrent.Executor;
+import java.util.concurrent.LinkedBlockingQueue;
 import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 
 /** Names and ids of users and groups, and ACL entries that are written with names. */
 final class Names {
   private static final String NUMBER = "[0-9]{1,10}";
+
+  /** The one thread that asks ahead of time. It is not for a thread that acts as a user to start it. */
+  private static final class Background {
+    private static BlockingQueue<Runnable> tasks;
+
+    private static synchronized Executor start() {
+      if (tasks == null) {
+        tasks = new LinkedBlockingQueue<>();
+        Thread thread = new Thread(Background::run, "zorf-names");
+        thread.setDaemon(true);
+        thread.start();
+      }
+      return tasks::add;
+    }
+
+    private static void run() {
+      while (true) {
+        try {
+          tasks.take().run();
+        } catch (InterruptedException | Error e) {
+          // Nobody else has this thread; and who finds no answer asks as if there were none.
+        }
+      }
+    }
+  }
 
   private final BoundedCache<Long, String> users;
   private final BoundedCache<Long, String> groups;
@@ -17,10 +45,11 @@ final class Names {
   private final BoundedCache<String, Long> gids;
 
   Names(long maxAgeNanos, int maxEntries) {
-    users = new BoundedCache<>(maxAgeNanos, maxEntries);
-    groups = new BoundedCache<>(maxAgeNanos, maxEntries);
-    uids = new BoundedCache<>(maxAgeNanos, maxEntries);
-    gids = new BoundedCache<>(maxAgeNanos, maxEntries);
+    Executor background = maxEntries == 0 ? null : Background.start();
+    users = new BoundedCache<>(maxAgeNanos, maxEntries, background);
+    groups = new BoundedCache<>(maxAgeNanos, maxEntries, background);
+    uids = new BoundedCache<>(maxAgeNanos, maxEntries, background);
+    gids = new BoundedCache<>(maxAgeNanos, maxEntries, background);
   }
 
   String user(long uid) throws IOException {

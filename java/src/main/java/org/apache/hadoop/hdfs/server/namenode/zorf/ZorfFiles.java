@@ -54,9 +54,10 @@ public final class ZorfFiles {
   }
 
   /**
-   * Makes an object that keeps names and ids that it has found, whoever asks.
+   * Makes an object that keeps names and ids that it has found, whoever asks. To be called by a thread
+   * that acts as nobody else: it starts one, for the process, that asks again before they are too old.
    *
-   * @param maxAge for how long
+   * @param maxAge for how long; ten times that while the name service does not answer within a second
    * @param maxEntries how many: of names and of ids, of users and of groups, this number each
    * @return the object
    */
