@@ -28,6 +28,33 @@ import org.junit.jupiter.api.io.TempDir;
 class ProcessTest {
   private static final org.apache.hadoop.fs.Path TOP = new org.apache.hadoop.fs.Path("/");
 
+  private static final String FAILING_LIBRARY =
+      """
+      #include <dlfcn.h>
+      #include <errno.h>
+      #include <stdlib.h>
+      #include <unistd.h>
+
+      static void* real(const char* name) {
+        return dlsym(dlopen(getenv("REAL"), RTLD_NOW), name);
+      }
+
+      static int fails(void) {
+        if (access(getenv("FAILING"), F_OK) != 0) return 0;
+        errno = EIO;
+        return 1;
+      }
+
+      int zorf_fcntl(int fd, void* buffer) {
+        return fails() ? -1 : ((int (*)(int, void*))real("zorf_fcntl"))(fd, buffer);
+      }
+
+      int zorf_restripe_file(int fd, void* buffer, int flags) {
+        return fails() ? -1
+                       : ((int (*)(int, void*, int))real("zorf_restripe_file"))(fd, buffer, flags);
+      }
+      """;
+
   @TempDir Path directory;
   private Path root;
 
@@ -156,6 +183,48 @@ class ProcessTest {
       assertTrue(files.mkdirs(new org.apache.hadoop.fs.Path("/d2")));
       assertEquals(0, service.terminate());
     }
+  }
+
+  @Test
+  void aClientLibraryThatFailsForAWhileLeavesNothingBehind() throws Exception {
+    Path failing = directory.resolve("failing");
+    Files.createFile(root.resolve("f"));
+    Map<String, String> environment = libraryThatFailsWhile(failing);
+    try (ServiceProcess service =
+        new ServiceProcess(
+            List.of(), environment, "--root", root.toString(), "--port", "0")) {
+      FileSystem files = service.as("daemon");
+      org.apache.hadoop.fs.Path file = new org.apache.hadoop.fs.Path("/f");
+      assertEquals(0, files.getFileStatus(file).getLen());
+      Files.createFile(failing);
+      for (int i = 0; i < 3; i++) {
+        IOException e = assertThrows(IOException.class, () -> files.getFileStatus(file));
+        assertEquals("Input/output error: /f", e.getMessage().split("\n")[0]);
+        e = assertThrows(IOException.class, () -> files.listStatus(TOP));
+        assertEquals("Input/output error: /f", e.getMessage().split("\n")[0]);
+        assertTrue(files.mkdirs(new org.apache.hadoop.fs.Path("/d" + i)));
+      }
+      Files.delete(failing);
+      assertEquals(4, files.listStatus(TOP).length);
+      assertEquals(0, files.getFileStatus(file).getLen());
+      files.create(new org.apache.hadoop.fs.Path("/g")).close();
+      assertEquals("daemon", Files.getOwner(root.resolve("g")).getName());
+    }
+  }
+
+  /** Compiles one that stands before the real one; what a service needs to find it. */
+  private Map<String, String> libraryThatFailsWhile(Path file) throws Exception {
+    Path folder = Files.createDirectory(directory.resolve("library"));
+    Path source = Files.writeString(folder.resolve("failing.c"), FAILING_LIBRARY);
+    Path library = folder.resolve("libzorf.so");
+    Process compiler =
+        new ProcessBuilder("cc", "-shared", "-fPIC", "-o", library.toString(), source.toString())
+            .inheritIO()
+            .start();
+    assertEquals(0, compiler.waitFor());
+    Path real = Path.of(System.getProperty("zorf.library")).resolveSibling("libzorf.so");
+    return Map.of(
+        "LD_LIBRARY_PATH", folder.toString(), "REAL", real.toString(), "FAILING", file.toString());
   }
 
   @Test
