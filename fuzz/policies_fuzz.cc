@@ -64,9 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   defaultDFSBlockSize = input.number<std::uint64_t>();
 
   Entries out;
-  out << "front";
+  out.bytes = "front";
   getBlkLocationInt(3, policy, st, loc, out);
-  const std::string stream = out.str();
+  const std::string& stream = out.bytes;
   assert(stream.size() >= 5 + sizeof loc);
   assert(stream.compare(0, 5, "front") == 0);
   // The record in front of the entries is the final one.

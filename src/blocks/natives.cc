@@ -26,11 +26,6 @@ jint policyOf(JNIEnv* env, jbyteArray name) {
   return policyNamed({buffer, static_cast<std::size_t>(length)});
 }
 
-template <class Record>
-void write(std::ostream& out, const Record& record) {
-  out.write(reinterpret_cast<const char*>(&record), sizeof record);
-}
-
 }  // namespace
 
 ZORF_NATIVE(jint, getBlkCmd)(JNIEnv* env, jclass, jbyteArray name, jlong blockSize) try {
@@ -123,10 +118,11 @@ ZORF_NATIVE(jbyteArray, getLocatedFileStatusNative)
   struct stat st = {};
   if (!statusOf(env, path.get(), followLinks, st)) return nullptr;
   ResultStream out(env);
-  write(out, st);
+  out.write(&st, sizeof st);
   if (permission != JNI_FALSE) {
-    const unsigned acl = getPermissionFromMode(path.get(), st.st_mode, followLinks);
-    write(out, static_cast<std::uint16_t>(acl));
+    const auto acl =
+        static_cast<std::uint16_t>(getPermissionFromMode(path.get(), st.st_mode, followLinks));
+    out.write(&acl, sizeof acl);
   }
   if (!S_ISREG(st.st_mode)) return out.take();
 

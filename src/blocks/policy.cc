@@ -10,14 +10,6 @@
 
 std::atomic<GetBlkCmd> globalBlkCmd = GET_BLK_LOCAL;
 
-namespace {
-
-void write(EntryStream& out, const location& loc) {
-  out.write(reinterpret_cast<const char*>(&loc), sizeof loc);
-}
-
-}  // namespace
-
 int policyNamed(std::string_view name) {
   using namespace std::string_view_literals;
   // Each with its zero, which keeps "rackaware-sort" from being "rackaware".
@@ -32,8 +24,8 @@ int policyNamed(std::string_view name) {
 }
 
 int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, EntryStream& out) {
-  const EntryStream::pos_type start = out.tellp();
-  write(out, loc);
+  const std::size_t start = out.size();
+  out.write(&loc, sizeof loc);
   // An offset past the end makes this wrap, and the range stays as it is.
   const std::uint64_t rest = static_cast<std::uint64_t>(st.st_size) - loc.offset;
   if (loc.length > rest) {
@@ -76,9 +68,7 @@ int getBlkLocationInt(int fd, GetBlkCmd cmd, struct stat& st, location& loc, Ent
     }
   }
 
-  out.seekp(start);
-  write(out, loc);
-  out.seekp(0, std::ios::end);
+  out.rewrite(start, &loc, sizeof loc);
   return err;
 }
 

@@ -117,7 +117,7 @@ int getBlkLocation(int fd, struct stat& st, location& loc, EntryStream& out) {
       const std::uint64_t expected = unitsIn(range.offset, range.length, size, skipFactor);
       out.expect(expected, 8 * static_cast<std::uint64_t>(replicas));
     }
-    out.write(query.data(), std::streamsize{8} * replicas * blocks);
+    out.write(query.data(), static_cast<std::size_t>(std::int64_t{8} * replicas * blocks));
     entries += static_cast<std::uint32_t>(blocks);
     range.offset += returned;
     if (size <= range.offset || range.length <= returned || query.fileCut()) {

@@ -87,8 +87,7 @@ class EntryWriter {
       entry_[i] = pairs_[i].first;
       entry_[replicas + i] = pairs_[i].second;
     }
-    out_.write(reinterpret_cast<const char*>(entry_.data()),
-               static_cast<std::streamsize>(8 * replicas));
+    out_.write(entry_.data(), 8 * replicas);
   }
 
   EntryStream& out_;

@@ -227,8 +227,8 @@ int allocationsOf(int (*query)(int, struct stat&, location&, EntryStream&), int 
   location loc{};
   loc.length = static_cast<std::uint64_t>(blocks) * unit;
   loc.blocksize = query == &getBlkLocation ? unit : 32 * unit;
-  // A stream that has its memory already.
-  Entries out(std::string(100000, ' '));
+  Entries out;
+  out.bytes.reserve(100000);
   Hooks hooks;
   EXPECT_EQ(query(3, st, loc, out), 0);
   return hooks.calls("operator new");

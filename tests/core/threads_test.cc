@@ -83,7 +83,7 @@ class Threads : public CoreTest {
     location loc = {};
     loc.length = static_cast<std::uint64_t>(st.st_size);
     Entries out;
-    return getBlkLocationInt(open.fd(), policy, st, loc, out) == 0 ? out.str() : "";
+    return getBlkLocationInt(open.fd(), policy, st, loc, out) == 0 ? out.bytes : "";
   }
 
   std::string dir;

@@ -1,22 +1,21 @@
 // Block location entries in memory.
 #pragma once
 
-#include <sstream>
 #include <string>
 
 #include "blocks/entrystream.h"
 
-// Takes whatever comes, announced or not. What it is made with is written over.
-class Entries : public EntryStream {
+// Takes whatever comes, announced or not.
+class Entries final : public EntryStream {
  public:
-  explicit Entries(const std::string& text = "") : EntryStream(nullptr), buffer_(text) {
-    rdbuf(&buffer_);
-  }
+  std::string bytes;
 
   void expect(std::uint64_t /*count*/, std::uint64_t /*size*/) override {}
-  std::string str() const { return buffer_.str(); }
-  void str(const std::string& text) { buffer_.str(text); }
-
- private:
-  std::stringbuf buffer_;
+  void write(const void* more, std::size_t count) override {
+    bytes.append(static_cast<const char*>(more), count);
+  }
+  void rewrite(std::size_t at, const void* other, std::size_t count) override {
+    bytes.replace(at, count, static_cast<const char*>(other), count);
+  }
+  std::size_t size() const override { return bytes.size(); }
 };

@@ -200,7 +200,7 @@ TEST(BlockQueries, MatchTheModel) {
 
     ASSERT_EQ(result, expected.result) << described(c, seed, number);
     ASSERT_EQ(player.requests, expected.requests) << described(c, seed, number);
-    ASSERT_EQ(wordsOf(out.str()), wordsOf(expected.stream)) << described(c, seed, number);
+    ASSERT_EQ(wordsOf(out.bytes), wordsOf(expected.stream)) << described(c, seed, number);
     ASSERT_EQ(bytesOfLocation(loc), expected.stream.substr(0, 32)) << described(c, seed, number);
     if (c.query.policy == 3 && result == 0 && loc.nblock > 1) ++sorted;
     if (expected.requests.size() > 3) ++walks;

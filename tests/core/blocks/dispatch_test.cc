@@ -18,7 +18,7 @@ class Dispatch : public CoreTest {
  protected:
   Dispatch() {
     defaultDFSBlockSize = 128 * MiB;
-    out << "before";  // the record is rewritten where it began, not at the start
+    out.bytes = "before";  // the record is rewritten where it began, not at the start
   }
 
   int ask(int cmd, std::uint64_t offset, std::uint64_t length, struct stat st) {
@@ -34,11 +34,10 @@ class Dispatch : public CoreTest {
     return ask(cmd, offset, length, statusOf(64 * MiB, 4 * MiB));
   }
 
-  // The stream's record is the final `loc`, and the stream goes on at its end.
+  // The stream's record is the final `loc`.
   void expectStream(const std::string& record, const std::string& entries) {
     EXPECT_EQ(bytesOfLocation(loc), record);
-    out << "after";
-    EXPECT_EQ(out.str(), "before" + record + entries + "after");
+    EXPECT_EQ(out.bytes, "before" + record + entries);
   }
 
   KeptSettings kept;
@@ -143,9 +142,9 @@ TEST_F(Dispatch, OnlyRegularFilesAreAsked) {
   for (const unsigned type :
        std::initializer_list<unsigned>{S_IFDIR, S_IFLNK, S_IFIFO, S_IFSOCK, S_IFCHR, S_IFBLK, 0}) {
     for (int cmd = 0; cmd <= 4; ++cmd) {
-      out.str("");
+      out.bytes.clear();
       EXPECT_EQ(ask(cmd, 0, 0, statusOf(4096, 4096, type | 0755)), 0);
-      EXPECT_EQ(out.str(), locationBytes(0, 0, 0, 0, 0));
+      EXPECT_EQ(out.bytes, locationBytes(0, 0, 0, 0, 0));
     }
   }
   EXPECT_THAT(client.calls(), IsEmpty());
@@ -154,9 +153,9 @@ TEST_F(Dispatch, OnlyRegularFilesAreAsked) {
 
 TEST_F(Dispatch, UnknownPolicyIsAnErrorLineAndNothingElse) {
   for (const int cmd : {4, -1, 1 << 30}) {
-    out.str("");
+    out.bytes.clear();
     EXPECT_EQ(ask(cmd, 1, 2), 0);
-    EXPECT_EQ(out.str(), locationBytes(1, 2, 0, 0, 0));
+    EXPECT_EQ(out.bytes, locationBytes(1, 2, 0, 0, 0));
     const std::string number = std::to_string(cmd);
     EXPECT_THAT(takeLogWithoutLines(),
                 ElementsAre("error @getBlkLocationInt:# Unknown GetBlkCmd " + number,
@@ -188,10 +187,10 @@ TEST_F(Dispatch, FailedQueryIsItsErrno) {
 
 TEST_F(Dispatch, FailedInformationIsItsErrnoUnderEveryPolicyThatAsks) {
   for (const int cmd : {GET_BLK_SHARED, GET_BLK_RACKAWARE, GET_BLK_RACKAWARE_SORT}) {
-    out.str("");
+    out.bytes.clear();
     client.fail(EPERM);
     EXPECT_EQ(ask(cmd, 0, 16 * MiB), EPERM);
-    EXPECT_EQ(out.str(), locationBytes(0, 16 * MiB, 0, 0, 1));
+    EXPECT_EQ(out.bytes, locationBytes(0, 16 * MiB, 0, 0, 1));
     EXPECT_THAT(takeLogWithoutLines(),
                 ElementsAre("error @getBlkLocationInt:# failed to get extended stat for 9"));
   }
@@ -215,11 +214,11 @@ TEST_F(Dispatch, FailedSortKeepsItsEntries) {
 
 TEST_F(Dispatch, HostileReplyIsAnIoError) {
   for (const int cmd : {GET_BLK_RACKAWARE, GET_BLK_RACKAWARE_SORT}) {
-    out.str("");
+    out.bytes.clear();
     client.blockInfo(2, {1});
     client.blockLocations(8065, 1, 4 * MiB, {});
     EXPECT_EQ(ask(cmd, 0, 16 * MiB), EIO);
-    EXPECT_EQ(out.str(), locationBytes(0, 16 * MiB, 4 * MiB, 0, 0));
+    EXPECT_EQ(out.bytes, locationBytes(0, 16 * MiB, 4 * MiB, 0, 0));
   }
 }
 

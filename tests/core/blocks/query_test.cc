@@ -29,7 +29,7 @@ TEST_F(BlockLocations, OneReplyIsPassedThrough) {
   client.blockLocations(2, 2, 4 * MiB, {1, 2, -7, 70, 3, 4, 0, 9});
   EXPECT_EQ(ask(0, 8 * MiB, 4 * MiB, 8 * MiB), 0);
   EXPECT_THAT(requests(), ElementsAre(locationsRequest(0, 4 * MiB, 8 * MiB)));
-  EXPECT_EQ(out.str(), words({1, 2, -7, 70, 3, 4, 0, 9}));
+  EXPECT_EQ(out.bytes, words({1, 2, -7, 70, 3, 4, 0, 9}));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 8 * MiB, 4 * MiB, 2, 2));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @getBlkLocation:# requested offset=0 length=8388608 "
@@ -52,7 +52,7 @@ TEST_F(BlockLocations, WalkGoesOnUntilTheRangeIsCovered) {
   EXPECT_THAT(requests(), ElementsAre(locationsRequest(0, 4 * MiB, 17 * MiB),
                                       locationsRequest(8 * MiB, 4 * MiB, 9 * MiB),
                                       locationsRequest(12 * MiB, 4 * MiB, 5 * MiB)));
-  EXPECT_EQ(out.str(), words({1, 10, 2, 20, 3, 30, 4, 5, 40, 50, 6, 7, 60, 70}));
+  EXPECT_EQ(out.bytes, words({1, 10, 2, 20, 3, 30, 4, 5, 40, 50, 6, 7, 60, 70}));
   // The replica count is the last reply's.
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 17 * MiB, 4 * MiB, 5, 2));
   EXPECT_THAT(takeLogWithoutLines(),
@@ -103,7 +103,7 @@ TEST_F(BlockLocations, UnknownBlockSizeIsLearntAndTheRangeAlignedAfterTheFirstRe
   // The reply in hand was for the range as asked. The skip factor stays "the file system's choice".
   EXPECT_THAT(requests(), ElementsAre(locationsRequest(5 * MiB, 0, 6 * MiB),
                                       locationsRequest(8 * MiB, 0, 3 * MiB)));
-  EXPECT_EQ(out.str(), words({1, 0, 2, 0, 3, 0}));
+  EXPECT_EQ(out.bytes, words({1, 0, 2, 0, 3, 0}));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(5 * MiB, 6 * MiB, 4 * MiB, 3, 1));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @getBlkLocation:# requested offset=4194304 length=7340032 "
@@ -190,7 +190,7 @@ TEST_F(BlockLocations, ReplyWithoutBlocksIsAskedForAgain) {
   for (const std::string& request : requests()) {
     EXPECT_EQ(request, locationsRequest(0, 4 * MiB, 4 * MiB));
   }
-  EXPECT_EQ(out.str(), words({8, 0}));
+  EXPECT_EQ(out.bytes, words({8, 0}));
 }
 
 TEST_F(BlockLocations, ReplyWithNeitherBlocksNorTheirSizeIsAskedForAgain) {
@@ -207,7 +207,7 @@ TEST_F(BlockLocations, BlocksOfNoSizeAreInvalidWhereTheRangeGoesOn) {
   client.blockLocations(1, 1, 0, {8, 0});
   EXPECT_EQ(ask(5 * MiB, 1, 0, 64 * MiB), -1);
   EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(out.str(), words({8, 0}));
+  EXPECT_EQ(out.bytes, words({8, 0}));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(5 * MiB, 1, 0, 0, 0));
   EXPECT_THAT(takeLogWithoutLines(),
               ElementsAre("debug @getBlkLocation:# requested offset=5242880 length=1 "
@@ -217,7 +217,7 @@ TEST_F(BlockLocations, BlocksOfNoSizeAreInvalidWhereTheRangeGoesOn) {
 TEST_F(BlockLocations, BlocksOfNoSizePastTheEndAreTheAnswer) {
   client.blockLocations(1, 2, 0, {8, 0, 9, 0});
   EXPECT_EQ(ask(64 * MiB, 1, 0, 64 * MiB), 0);
-  EXPECT_EQ(out.str(), words({8, 0, 9, 0}));
+  EXPECT_EQ(out.bytes, words({8, 0, 9, 0}));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(64 * MiB, 1, 0, 2, 1));
 }
 
@@ -258,7 +258,7 @@ TEST_F(BlockLocations, AFileCutMeanwhileEndsTheWalk) {
   EXPECT_EQ(getBlkLocation(file.fd(), st, loc, out), 0);
   EXPECT_EQ(asked, 101);
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 64 * MiB, 4 * MiB, 2, 1));
-  EXPECT_EQ(out.str().size(), 16u);
+  EXPECT_EQ(out.bytes.size(), 16u);
 }
 
 TEST_F(BlockLocations, AFileThatIsStillThereIsAskedAboutAgain) {
@@ -287,7 +287,7 @@ TEST_F(BlockLocations, AFileThatCantBeAskedEndsTheWalkWithItsErrno) {
 TEST_F(BlockLocations, BlocksWithoutReplicasHaveNoBytes) {
   client.blockLocations(0, 3, 4 * MiB, {});
   EXPECT_EQ(ask(0, 12 * MiB, 4 * MiB, 64 * MiB), 0);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   EXPECT_EQ(loc.nblock, 3);
   EXPECT_EQ(loc.nreplica, 0);
 }
@@ -295,7 +295,7 @@ TEST_F(BlockLocations, BlocksWithoutReplicasHaveNoBytes) {
 TEST_F(BlockLocations, AsManyBlocksWithoutReplicasAsANumberHolds) {
   client.blockLocations(0, INT32_MAX, 4 * MiB, {});
   EXPECT_EQ(ask(0, 12 * MiB, 4 * MiB, 64 * MiB), 0);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   EXPECT_EQ(loc.nblock, INT32_MAX);
 }
 
@@ -303,7 +303,7 @@ TEST_F(BlockLocations, FirstFailureLeavesNothing) {
   client.fail(ESTALE);
   EXPECT_EQ(ask(0, 8 * MiB, 0, 64 * MiB), -1);
   EXPECT_EQ(errno, ESTALE);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 8 * MiB, 0, 0, 0));
   EXPECT_THAT(takeLog(), IsEmpty());
 }
@@ -314,7 +314,7 @@ TEST_F(BlockLocations, LaterFailureKeepsTheEntriesButNotTheCounts) {
   client.fail(ESTALE);
   EXPECT_EQ(ask(0, 16 * MiB, 0, 64 * MiB), -1);
   EXPECT_EQ(errno, ESTALE);
-  EXPECT_EQ(out.str(), words({1, 0, 2, 0}));
+  EXPECT_EQ(out.bytes, words({1, 0, 2, 0}));
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 16 * MiB, 4 * MiB, 0, 0));
 }
 
@@ -343,7 +343,7 @@ TEST_F(BlockLocations, FullReplyFitsExactly) {
   for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<std::int32_t>(i * 2654435761u);
   client.blockLocations(2, 4032, 4 * MiB, all);
   EXPECT_EQ(ask(0, 4032 * 4 * MiB, 4 * MiB, 64 * GiB), 0);
-  EXPECT_EQ(out.str(), words(all));
+  EXPECT_EQ(out.bytes, words(all));
   EXPECT_EQ(loc.nblock, 4032);
 }
 
@@ -357,7 +357,7 @@ TEST_F(BlockLocations, HostileCountsAreIoErrors) {
     client.blockLocations(replicas, blocks, 4 * MiB, {});
     EXPECT_EQ(ask(0, 8 * MiB, 4 * MiB, 64 * MiB), -1) << replicas << " x " << blocks;
     EXPECT_EQ(errno, EIO) << replicas << " x " << blocks;
-    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(out.bytes, "");
     EXPECT_EQ(loc.nblock, 0);
     EXPECT_EQ(loc.nreplica, 0);
   }

@@ -48,11 +48,11 @@ class RackSort : public QueryTest {
     loc = rangeOf(offset, length, hdfsBlock);
     struct stat st = statusOf(size, fsBlock);
     errno = 0;
-    out.str("");
+    out.bytes.clear();
     return getBlkLocation_sort(9, st, loc, out);
   }
 
-  Words entries() const { return wordsOf(out.str()); }
+  Words entries() const { return wordsOf(out.bytes); }
 };
 
 TEST_F(RackSort, LocationsWithMostBlocksComeFirst) {
@@ -138,7 +138,7 @@ TEST_F(RackSort, EveryReplicaCountUpTo16GivesItsSlots) {
 TEST_F(RackSort, WithoutReplicasNothingIsCounted) {
   client.blockLocations(0, 4, F, {});
   EXPECT_EQ(sort(2 * F, 4 * F), 0);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   // The two groups are entries all the same.
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, 4 * F, 2 * F, 2, 0));
 }
@@ -146,7 +146,7 @@ TEST_F(RackSort, WithoutReplicasNothingIsCounted) {
 TEST_F(RackSort, AsManyBlocksWithoutReplicasAsANumberHolds) {
   client.blockLocations(0, INT32_MAX, F, {});
   EXPECT_EQ(sort(2 * F, F, 0, 1), 0);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   EXPECT_EQ(bytesOfLocation(loc), locationBytes(0, F, 2 * F, INT32_MAX / 2, 0));
 }
 
@@ -154,7 +154,7 @@ TEST_F(RackSort, ReplicasDroppingToZeroLeaveAnEntryWithoutBytes) {
   reply({{3, 4}});
   client.blockLocations(0, 1, F, {});
   EXPECT_EQ(sort(4 * F, 2 * F), 0);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
   EXPECT_EQ(loc.nblock, 1);
   EXPECT_EQ(loc.nreplica, 0);
 }
@@ -244,7 +244,7 @@ TEST_F(RackSort, LargestReplicaCountThatFitsIsServed) {
   for (int i = 0; i < 8064; ++i) locations.push_back(i);
   reply({locations});
   EXPECT_EQ(sort(F, F), 0);
-  EXPECT_EQ(out.str().size(), 64512u);
+  EXPECT_EQ(out.bytes.size(), 64512u);
 }
 
 TEST_F(RackSort, BlockSizeOfZeroIsRefused) {
@@ -259,7 +259,7 @@ TEST_F(RackSort, HdfsBlockBelowTheFileSystemBlockIsInvalid) {
   reply({{1}});
   EXPECT_EQ(sort(F - 1, F), -1);
   EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.bytes, "");
 }
 
 TEST_F(RackSort, FileSystemBlockOfZeroIsInvalid) {
@@ -308,7 +308,7 @@ TEST_F(RackSort, HostileCountsAreIoErrors) {
     client.blockLocations(replicas, count, F, {});
     EXPECT_EQ(sort(2 * F, 8 * F), -1) << replicas << " x " << count;
     EXPECT_EQ(errno, EIO) << replicas << " x " << count;
-    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(out.bytes, "");
     EXPECT_EQ(loc.nblock, 0);
   }
 }
