@@ -1,6 +1,5 @@
 #include "fakejni.h"
 
-#include <cstdarg>
 #include <cstring>
 #include <list>
 #include <string>
@@ -60,10 +59,12 @@ JNINativeInterface_ makeTable() {
   table.GetByteArrayRegion = [](JNIEnv*, jbyteArray array, jsize start, jsize length, jbyte* to) {
     std::memcpy(to, valueOf(array)->bytes.data() + start, static_cast<std::size_t>(length));
   };
-  table.NewObjectV = [](JNIEnv*, jclass, jmethodID, va_list) {
+  table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) {
     return referenceTo<jobject>(result);
   };
-  table.CallObjectMethodV = [](JNIEnv*, jobject, jmethodID, va_list) -> jobject { return nullptr; };
+  table.CallObjectMethodA = [](JNIEnv*, jobject, jmethodID, const jvalue*) -> jobject {
+    return nullptr;
+  };
   return table;
 }
 

@@ -51,7 +51,8 @@ bool put(JNIEnv* env, jobject map, const char* name, std::string_view value) {
   if (key == nullptr) return false;
   jbyteArray bytes = convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
   if (bytes == nullptr) return false;
-  jobject before = env->CallObjectMethod(map, JniUtil::MTHID_HASHMAP_PUT_0, key, bytes);
+  const jvalue arguments[] = {{.l = key}, {.l = bytes}};
+  jobject before = env->CallObjectMethodA(map, JniUtil::MTHID_HASHMAP_PUT_0, arguments);
   const bool done = !env->ExceptionCheck();
   if (before != nullptr) env->DeleteLocalRef(before);
   env->DeleteLocalRef(bytes);
@@ -104,7 +105,7 @@ bool stringsOf(JNIEnv* env, jobjectArray array, std::list<std::string>& strings)
 // caller in the log lines.
 jobject mapOfRecords(JNIEnv* env, const char* native, const char* records, int length) {
   if (JavaLog::threw(env)) return nullptr;
-  jobject map = env->NewObject(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0);
+  jobject map = env->NewObjectA(JniUtil::HASHMAP_CLS, JniUtil::MTHID_HASHMAP_C_0, nullptr);
   if (map == nullptr) {
     ZORF_LOG_AS(LOG_ERROR, native, "ObjectArray create failed");
     return nullptr;

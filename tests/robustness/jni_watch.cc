@@ -35,8 +35,8 @@ JniWatch::JniWatch() {
       static_cast<jclass>(env->NewGlobalRef(env->FindClass("java/lang/OutOfMemoryError")));
 #define ZORF_WATCH(function, allocates) \
   Watched<&JNINativeInterface_::function, allocates>::install(patched_.table, #function);
-  ZORF_WATCH(NewObjectV, true)
-  ZORF_WATCH(CallObjectMethodV, true)
+  ZORF_WATCH(NewObjectA, true)
+  ZORF_WATCH(CallObjectMethodA, true)
   ZORF_WATCH(NewStringUTF, true)
   ZORF_WATCH(GetStringUTFChars, true)
   ZORF_WATCH(NewObjectArray, true)

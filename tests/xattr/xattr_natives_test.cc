@@ -307,7 +307,9 @@ TEST_F(XattrNatives, GetThatCannotMakeItsMapRaisesNothing) {
   put(path, "user.a", "1");
   logger2::currentLevel = LOG_INFO;
   CountingJni jni;
-  jni.table.NewObjectV = [](JNIEnv*, jclass, jmethodID, va_list) -> jobject { return nullptr; };
+  jni.table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
+    return nullptr;
+  };
   jni.table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
     return nullptr;
   };

@@ -55,11 +55,12 @@ class ReferenceMeter {
     jni.NewObjectArray = [](JNIEnv* env, jsize length, jclass cls, jobject initial) {
       return counted(meter.original->NewObjectArray(env, length, cls, initial));
     };
-    jni.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list arguments) {
-      return counted(meter.original->NewObjectV(env, cls, method, arguments));
+    jni.NewObjectA = [](JNIEnv* env, jclass cls, jmethodID method, const jvalue* arguments) {
+      return counted(meter.original->NewObjectA(env, cls, method, arguments));
     };
-    jni.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list arguments) {
-      return counted(meter.original->CallObjectMethodV(env, object, method, arguments));
+    jni.CallObjectMethodA = [](JNIEnv* env, jobject object, jmethodID method,
+                               const jvalue* arguments) {
+      return counted(meter.original->CallObjectMethodA(env, object, method, arguments));
     };
     jni.GetObjectArrayElement = [](JNIEnv* env, jobjectArray array, jsize index) {
       return counted(meter.original->GetObjectArrayElement(env, array, index));
