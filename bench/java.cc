@@ -81,13 +81,18 @@ jclass benchClass(const std::string& name) {
   return static_cast<jclass>(env->NewGlobalRef(cls));
 }
 
-std::vector<std::string> loopsOf(jclass cls) {
+jobject rowsOf(jclass cls) {
   JNIEnv* env = javaEnv();
-  jclass harness = benchClass("Harness");
-  auto names = static_cast<jobjectArray>(env->CallStaticObjectMethod(
-      harness, env->GetStaticMethodID(harness, "loops", "(Ljava/lang/Class;)[Ljava/lang/String;"),
-      cls));
-  requireNoException(env, "loops");
+  jfieldID field = env->GetStaticFieldID(cls, "ROWS", "Lzorf/bench/Rows;");
+  requireNoException(env, "rows");
+  return env->NewGlobalRef(env->GetStaticObjectField(cls, field));
+}
+
+std::vector<std::string> namesOf(jobject rows) {
+  JNIEnv* env = javaEnv();
+  auto names = static_cast<jobjectArray>(env->CallObjectMethod(
+      rows, env->GetMethodID(benchClass("Rows"), "names", "()[Ljava/lang/String;")));
+  requireNoException(env, "names of rows");
   std::vector<std::string> result;
   for (jsize i = 0; i < env->GetArrayLength(names); ++i) {
     result.push_back(textOf(env, static_cast<jstring>(env->GetObjectArrayElement(names, i))));

@@ -21,8 +21,9 @@ void requireNoException(JNIEnv* env, const std::string& doing);
 // A class of the benchmark's (global reference).
 jclass benchClass(const std::string& name);
 
-// Names of the static methods (int calls, int thread) of a class.
-std::vector<std::string> loopsOf(jclass cls);
+// The rows of a class of the benchmark's (global reference), and their names.
+jobject rowsOf(jclass cls);
+std::vector<std::string> namesOf(jobject rows);
 
 jstring javaText(const std::string& text);
 jbyteArray javaBytes(const void* bytes, std::size_t size);

@@ -49,13 +49,13 @@ void measure(benchmark::State& state, Row& row) {
 
 }  // namespace
 
-Loop javaLoop(jclass cls, const std::string& name, const std::function<void()>& prepare) {
-  jmethodID method = javaEnv()->GetStaticMethodID(cls, name.c_str(), "(II)V");
-  requireNoException(javaEnv(), name);
+Loop javaLoop(jobject rows, const std::string& name, const std::function<void()>& prepare) {
+  jmethodID run = javaEnv()->GetMethodID(benchClass("Rows"), "run", "(Ljava/lang/String;II)V");
+  jobject javaName = javaEnv()->NewGlobalRef(javaText(name));
   return {[=](int calls, int thread) {
             if (prepare) prepare();
             JNIEnv* env = javaEnv();
-            env->CallStaticVoidMethod(cls, method, jint{calls}, jint{thread});
+            env->CallVoidMethod(rows, run, javaName, jint{calls}, jint{thread});
             requireNoException(env, name);
           },
           true};

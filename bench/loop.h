@@ -14,8 +14,8 @@ struct Loop {
   bool java = false;  // threads are attached to the JVM for it
 };
 
-// The static method `name` (int calls, int thread) of a class. `prepare` runs before each batch.
-Loop javaLoop(jclass cls, const std::string& name, const std::function<void()>& prepare = {});
+// A row of rowsOf(). `prepare` runs before each batch.
+Loop javaLoop(jobject rows, const std::string& name, const std::function<void()>& prepare = {});
 Loop cppLoop(const BareLoop& loop);
 
 // Registers a benchmark; with `threads`, also with 2, 4 and 8 of them. The loop runs first until it

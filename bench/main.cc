@@ -66,8 +66,9 @@ bool isThreaded(const std::string& name) {
 
 void registerJava(jclass cls, const std::string& how, bool threads,
                   const std::function<void()>& prepare = {}) {
-  for (const std::string& name : loopsOf(cls)) {
-    addRow(name + "/" + how, javaLoop(cls, name, prepare), threads && isThreaded(name));
+  jobject rows = rowsOf(cls);
+  for (const std::string& name : namesOf(rows)) {
+    addRow(name + "/" + how, javaLoop(rows, name, prepare), threads && isThreaded(name));
   }
 }
 

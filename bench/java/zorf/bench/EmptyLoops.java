@@ -3,10 +3,22 @@ package zorf.bench;
 import java.util.HashMap;
 
 /**
- * Loops over natives of the same arguments and results that do next to nothing: what crossing from
+ * Calls of natives of the same arguments and results that do next to nothing: what crossing from
  * Java costs.
  */
 final class EmptyLoops {
+  static final Rows ROWS = new Rows();
+
+  static {
+    ROWS.add("getFileStatusNative", t -> getFileStatusNative(Data.FILE[t], true));
+    ROWS.add("getINum", t -> getINum(Data.FILE[t]));
+    ROWS.add("getLinkTargetNative", t -> getLinkTargetNative(Data.link, 4096));
+    ROWS.add("setPermission", t -> setPermission(Data.modeFile, Data.MODE));
+    ROWS.add("getXAttrs", t -> getXAttrs(Data.FILE[t], Data.ONE_NAME));
+    ROWS.add("dumpXAttrs", t -> dumpXAttrs(Data.FILE[t]));
+    ROWS.add("getAclStatus", t -> getAclStatus(Data.FILE[t], Data.STATUS[t]));
+  }
+
   private EmptyLoops() {}
 
   /** A result of the size that {@link NativeLoops#blocks} gets. */
@@ -41,46 +53,4 @@ final class EmptyLoops {
   private static native HashMap<String, byte[]> dumpXAttrs(String path);
 
   private static native byte[] getAclStatus(String path, byte[] rawStatus);
-
-  static void getFileStatusNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      getFileStatusNative(Data.FILE[thread], true);
-    }
-  }
-
-  static void getINum(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      getINum(Data.FILE[thread]);
-    }
-  }
-
-  static void getLinkTargetNative(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      getLinkTargetNative(Data.link, 4096);
-    }
-  }
-
-  static void setPermission(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      setPermission(Data.modeFile, Data.MODE);
-    }
-  }
-
-  static void getXAttrs(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      getXAttrs(Data.FILE[thread], Data.ONE_NAME);
-    }
-  }
-
-  static void dumpXAttrs(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      dumpXAttrs(Data.FILE[thread]);
-    }
-  }
-
-  static void getAclStatus(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      getAclStatus(Data.FILE[thread], Data.STATUS[thread]);
-    }
-  }
 }

@@ -18,10 +18,12 @@ import java.util.HashMap;
 import java.util.Set;
 
 /**
- * Loops over what a Java programmer would use instead of the native of the same name, with the same
- * arguments: a path is a String at first.
+ * What a Java programmer would use instead of the native of the same name, with the same arguments:
+ * a path is a String at first.
  */
 final class JavaLoops {
+  static final Rows ROWS = new Rows();
+
   private static final UserPrincipalLookupService PRINCIPALS =
       FileSystems.getDefault().getUserPrincipalLookupService();
   private static final Set<PosixFilePermission> PERMISSIONS =
@@ -29,135 +31,68 @@ final class JavaLoops {
 
   static volatile Object sink;
 
-  private JavaLoops() {}
-
-  /** The PosixFileAttributes of {@link #getFileStatusNative}'s file, from a Path that was made before. */
-  static void posixFileAttributes(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.readAttributes(Data.FILE_PATH[thread], PosixFileAttributes.class);
-    }
+  static {
+    // Of the file of getFileStatusNative: from a Path that was made before, and from a String.
+    ROWS.add("posixFileAttributes", t -> sink = attributes(Data.FILE_PATH[t]));
+    ROWS.add("posixFileAttributesOfString", t -> sink = attributes(Paths.get(Data.FILE[t])));
+    ROWS.add("hashMapOf20", t -> sink = mapOf20());
+    ROWS.add("getUser", t -> sink = Files.getOwner(Paths.get(Data.FILE[t])).getName());
+    ROWS.add("getGroup", t -> sink = attributes(Paths.get(Data.FILE[t])).group().getName());
+    ROWS.add("getUid", t -> sink = PRINCIPALS.lookupPrincipalByName(Data.user));
+    ROWS.add("getGid", t -> sink = PRINCIPALS.lookupPrincipalByGroupName(Data.group));
+    ROWS.add(
+        "getFileStatusNative",
+        t -> sink = Files.readAttributes(Paths.get(Data.FILE[t]), "unix:*"));
+    ROWS.add("getINum", t -> sink = Files.getAttribute(Paths.get(Data.FILE[t]), "unix:ino"));
+    ROWS.add("getLinkTargetNative", t -> sink = Files.readSymbolicLink(Paths.get(Data.link)));
+    ROWS.add("setPermission", t -> setPermissions(Paths.get(Data.modeFile)));
+    ROWS.add("getFsName", t -> readMounts());
+    ROWS.add("setExtendedAttribute", t -> setAttribute(view(Data.PLAIN[t]), "bench"));
+    ROWS.add(
+        "removeXAttr",
+        t -> {
+          UserDefinedFileAttributeView view = view(Data.PLAIN[t]);
+          setAttribute(view, "other");
+          view.delete("other");
+        });
+    ROWS.add("listXAttrs", t -> sink = view(Data.directory).list());
+    ROWS.add("getXAttrs", t -> sink = read(view(Data.FILE[t]), "attr00"));
+    ROWS.add(
+        "dumpXAttrs",
+        t -> {
+          UserDefinedFileAttributeView view = view(Data.FILE[t]);
+          sink = read(view, view.list().toArray(new String[0]));
+        });
   }
 
-  /** The same from a String, as the native gets it. */
-  static void posixFileAttributesOfString(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.readAttributes(Paths.get(Data.FILE[thread]), PosixFileAttributes.class);
-    }
+  private JavaLoops() {}
+
+  private static PosixFileAttributes attributes(Path path) throws IOException {
+    return Files.readAttributes(path, PosixFileAttributes.class);
+  }
+
+  private static void setPermissions(Path path) throws IOException {
+    Files.getFileAttributeView(path, PosixFileAttributeView.class).setPermissions(PERMISSIONS);
   }
 
   /** As many puts of as large values as {@code dumpXAttrs} makes, all made in Java. */
-  static void hashMapOf20(int calls, int thread) {
-    for (int i = 0; i < calls; ++i) {
-      HashMap<String, byte[]> map = new HashMap<>();
-      for (byte[] name : Data.NAMES) {
-        map.put(new String(name, StandardCharsets.UTF_8), Data.VALUE.clone());
-      }
-      sink = map;
+  private static HashMap<String, byte[]> mapOf20() {
+    HashMap<String, byte[]> map = new HashMap<>();
+    for (byte[] name : Data.NAMES) {
+      map.put(new String(name, StandardCharsets.UTF_8), Data.VALUE.clone());
     }
+    return map;
   }
 
-  static void getUser(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.getOwner(Paths.get(Data.FILE[thread])).getName();
-    }
-  }
-
-  static void getGroup(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink =
-          Files.readAttributes(Paths.get(Data.FILE[thread]), PosixFileAttributes.class).group().getName();
-    }
-  }
-
-  static void getUid(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = PRINCIPALS.lookupPrincipalByName(Data.user);
-    }
-  }
-
-  static void getGid(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = PRINCIPALS.lookupPrincipalByGroupName(Data.group);
-    }
-  }
-
-  static void getFileStatusNative(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.readAttributes(Paths.get(Data.FILE[thread]), "unix:*");
-    }
-  }
-
-  static void getINum(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.getAttribute(Paths.get(Data.FILE[thread]), "unix:ino");
-    }
-  }
-
-  static void getLinkTargetNative(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = Files.readSymbolicLink(Paths.get(Data.link));
-    }
-  }
-
-  static void setPermission(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      Path path = Paths.get(Data.modeFile);
-      Files.getFileAttributeView(path, PosixFileAttributeView.class).setPermissions(PERMISSIONS);
-    }
-  }
-
-  static void getFsName(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      try (BufferedReader mounts = Files.newBufferedReader(Paths.get("/etc/mtab"))) {
-        String line;
-        while ((line = mounts.readLine()) != null) {
-          String[] fields = line.split(" ");
-          if (fields[2].equals("zorf") && fields[1].equals("/")) {
-            sink = fields[0];
-          }
+  private static void readMounts() throws IOException {
+    try (BufferedReader mounts = Files.newBufferedReader(Paths.get("/etc/mtab"))) {
+      String line;
+      while ((line = mounts.readLine()) != null) {
+        String[] fields = line.split(" ");
+        if (fields[2].equals("zorf") && fields[1].equals("/")) {
+          sink = fields[0];
         }
       }
-    }
-  }
-
-  static void setExtendedAttribute(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
-      view.write("bench", ByteBuffer.wrap(Data.VALUE));
-    }
-  }
-
-  static void removeXAttr(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      UserDefinedFileAttributeView view = view(Data.PLAIN[thread]);
-      view.write("other", ByteBuffer.wrap(Data.VALUE));
-      view.delete("other");
-    }
-  }
-
-  static void listXAttrs(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      sink = view(Data.directory).list();
-    }
-  }
-
-  static void getXAttrs(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      UserDefinedFileAttributeView view = view(Data.FILE[thread]);
-      HashMap<String, byte[]> map = new HashMap<>();
-      map.put("attr00", read(view, "attr00"));
-      sink = map;
-    }
-  }
-
-  static void dumpXAttrs(int calls, int thread) throws IOException {
-    for (int i = 0; i < calls; ++i) {
-      UserDefinedFileAttributeView view = view(Data.FILE[thread]);
-      HashMap<String, byte[]> map = new HashMap<>();
-      for (String name : view.list()) {
-        map.put(name, read(view, name));
-      }
-      sink = map;
     }
   }
 
@@ -165,9 +100,19 @@ final class JavaLoops {
     return Files.getFileAttributeView(Paths.get(path), UserDefinedFileAttributeView.class);
   }
 
-  private static byte[] read(UserDefinedFileAttributeView view, String name) throws IOException {
-    ByteBuffer value = ByteBuffer.allocate(view.size(name));
-    view.read(name, value);
-    return value.array();
+  private static void setAttribute(UserDefinedFileAttributeView view, String name)
+      throws IOException {
+    view.write(name, ByteBuffer.wrap(Data.VALUE));
+  }
+
+  private static HashMap<String, byte[]> read(UserDefinedFileAttributeView view, String... names)
+      throws IOException {
+    HashMap<String, byte[]> map = new HashMap<>();
+    for (String name : names) {
+      ByteBuffer value = ByteBuffer.allocate(view.size(name));
+      view.read(name, value);
+      map.put(name, value.array());
+    }
+    return map;
   }
 }
