@@ -7,13 +7,20 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.UncheckedIOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.file.FileSystemException;
 import java.nio.file.NoSuchFileException;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Comparator;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.NoSuchElementException;
 import java.util.OptionalInt;
+import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPieces;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
@@ -25,6 +32,9 @@ import org.junit.jupiter.api.Test;
 class BlocksTest extends FilesFixture {
   /** The stand-in's own block size. */
   private static final long STANDIN_BLOCK = 4 * MEBI;
+
+  /** Where a raw status record of x86-64 has st_blksize. */
+  private static final int BLKSIZE_OFFSET = 56;
 
   private List<BlockRange> pieces(String path, long offset, long length) throws Exception {
     List<BlockRange> all = new ArrayList<>();
@@ -66,6 +76,7 @@ class BlocksTest extends FilesFixture {
       ZorfFiles.choosePolicy(policy, 128 * MEBI);
       long block = policy == BlockPolicy.LOCAL ? STANDIN_BLOCK : 2 * MEBI;
       int all = (int) ((size + block - 1) / block);
+      assertEquals(block, ZORFNative.getBlockSizeNative(path, null), policy.text());
       assertEquals(grid(0, all, block, size), blocks(path, 0, Long.MAX_VALUE), policy.text());
       assertEquals(grid(0, all, block, size), blocks(path, 0, size), policy.text());
       // A range inside of one block, over two, and up to the last byte.
@@ -102,6 +113,41 @@ class BlocksTest extends FilesFixture {
         assertArrayEquals(expected, piece.ids(i), piece::toString);
         assertArrayEquals(new int[] {512, 512}, piece.secondWords(i));
       }
+    }
+  }
+
+  /** All locations of a file whose status record has the stand-in's block size. */
+  private static BlockLocations locations(String path) {
+    byte[] record = ZORFNative.getFileStatusNative(path, true);
+    ByteBuffer.wrap(record).order(ByteOrder.nativeOrder()).putLong(BLKSIZE_OFFSET, STANDIN_BLOCK);
+    return BlockLocations.decode(
+        ZORFNative.getBlockLocationsNative(path, 0, Long.MAX_VALUE, record));
+  }
+
+  @Test
+  void sortedEntriesNameTheLocationsWithTheMostBlocks() throws Exception {
+    int group = 32;
+    String path = sparse(20_002 * MEBI); // more than one reply, and a last block in part
+    ZorfFiles.choosePolicy(BlockPolicy.LOCAL, group * STANDIN_BLOCK);
+    BlockLocations local = locations(path);
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE_SORT, group * STANDIN_BLOCK);
+    BlockLocations sorted = locations(path);
+    assertEquals(5001, local.blockCount());
+    assertEquals(157, sorted.blockCount());
+    for (int i = 0; i < sorted.blockCount(); i++) {
+      Map<Integer, Integer> counts = new HashMap<>();
+      for (int k = i * group; k < Math.min((i + 1) * group, local.blockCount()); k++) {
+        for (int id : local.ids(k)) {
+          counts.merge(id, 1, Integer::sum);
+        }
+      }
+      List<Integer> most = new ArrayList<>(counts.values());
+      most.sort(Comparator.reverseOrder());
+      int[] ids = sorted.ids(i);
+      int[] held = sorted.secondWords(i);
+      assertEquals(counts.get(ids[0]), held[0], "block " + i);
+      assertEquals(counts.get(ids[1]), held[1], "block " + i);
+      assertEquals(most.subList(0, 2), Arrays.asList(held[0], held[1]), "block " + i);
     }
   }
 
@@ -156,6 +202,7 @@ class BlocksTest extends FilesFixture {
   void whatIsNoRegularFileHasNoBlocks() throws Exception {
     assertFalse(files.blocks(directory.toString(), 0, 10).hasNext());
     assertEquals(0, files.blocks(directory.toString(), 0, 10).blockSize());
+    assertEquals(0, ZORFNative.getBlockSizeNative(directory.toString(), null));
     for (BlockPolicy policy : BlockPolicy.values()) {
       ZorfFiles.choosePolicy(policy, MEBI);
       assertFalse(files.blocks(file, 0, Long.MAX_VALUE).hasNext());

@@ -10,13 +10,19 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.FileSystemException;
 import java.nio.file.Files;
+import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.attribute.FileTime;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.time.Duration;
+import java.time.Instant;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
+import java.util.Map;
+import org.apache.hadoop.hdfs.server.namenode.ZORFNative;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
@@ -27,17 +33,43 @@ import org.junit.jupiter.api.Test;
 
 /** Status, located status, links, permissions, names. */
 class StatusTest extends FilesFixture {
+  /** Asserts that a status is what Java itself sees. */
+  private static void assertAgrees(Path path, FileStatus status, LinkOption... options)
+      throws IOException {
+    Map<String, Object> seen = Files.readAttributes(path, "unix:*", options);
+    List<Object> expected = new ArrayList<>();
+    for (String name : new String[] {"ino", "mode", "size", "uid", "gid"}) {
+      expected.add(((Number) seen.get(name)).longValue());
+    }
+    for (String name : new String[] {"lastAccessTime", "lastModifiedTime", "ctime"}) {
+      expected.add(((FileTime) seen.get(name)).toInstant());
+    }
+    assertEquals(
+        expected,
+        Arrays.asList(
+            status.inode(),
+            (long) status.mode(),
+            status.size(),
+            status.uid(),
+            status.gid(),
+            status.accessTime(),
+            status.modificationTime(),
+            status.changeTime()));
+  }
+
   @Test
   void aStatusHasItsFieldsAndLinksAreFollowedOrNot() throws Exception {
-    Files.write(Paths.get(file), "some text".getBytes(StandardCharsets.UTF_8));
+    Path path = Paths.get(file);
+    Files.write(path, "some text".getBytes(StandardCharsets.UTF_8));
+    Files.setPosixFilePermissions(path, PosixFilePermissions.fromString("rwxr-x--x"));
+    Files.setLastModifiedTime(path, FileTime.from(Instant.parse("2001-02-03T04:05:06.123456789Z")));
     Path link = Files.createSymbolicLink(directory.resolve("link"), Paths.get("file"));
-    FileStatus status = files.status(link.toString());
-    assertEquals(Files.getAttribute(Paths.get(file), "unix:ino"), status.inode());
-    assertEquals(9, status.size());
-    assertEquals(FileType.REGULAR, status.type());
-    FileTime modified = (FileTime) Files.getAttribute(Paths.get(file), "unix:lastModifiedTime");
-    assertEquals(modified.toInstant(), status.modificationTime());
+    assertAgrees(path, files.status(file));
+    assertAgrees(path, files.status(link.toString()));
+    assertAgrees(directory, files.status(directory.toString()));
+    assertAgrees(link, files.linkStatus(link.toString()), LinkOption.NOFOLLOW_LINKS);
     assertEquals(FileType.SYMBOLIC_LINK, files.linkStatus(link.toString()).type());
+    assertEquals(Files.getAttribute(path, "unix:ino"), ZORFNative.getINum(link.toString()));
     assertArrayEquals(
         "file".getBytes(StandardCharsets.UTF_8), files.linkTarget(link.toString()));
   }

@@ -251,9 +251,9 @@ class LoadTest {
                 "user=-7",
                 "status=/",
                 "status=/no/such",
-                "policy=rackaware-sort,1048576",
+                "policy=rackaware-sort",
                 "lost=/no/such",
-                "blocks=/proc/self/exe,0,1",
+                "blocks=/proc/self/exe",
                 "aclstatus=/",
                 "aclstatus=/no/such");
     assertEquals(0, outcome.exitStatus, outcome.toString());
