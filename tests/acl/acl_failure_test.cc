@@ -201,12 +201,4 @@ TEST_F(AclNativeFailure, AMebibyteOfEntriesIsRefusedByTheFileSystem) {
   EXPECT_EQ(getfacl(path), "user::rw-,group::---,other::---");
 }
 
-TEST_F(AclNativeFailure, ALoggerThatThrowsReachesJava) {
-  const std::string path = makeFile("f", 0600);
-  letLoggerThrow("no log");
-  set(path, {{kAccess, kUser, 5, 4}});
-  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "no log"}));
-  letLoggerThrow("");
-}
-
 }  // namespace

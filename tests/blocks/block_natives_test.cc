@@ -38,13 +38,9 @@ class BlockLocationsNative : public BlockNativesTest {
   // Empty when the native returns null.
   std::string ask(const std::string& path, jlong offset, jlong length,
                   jbyteArray status = nullptr) {
-    return taken(getBlockLocationsNative(env, nullptr, javaString(path), offset, length, status));
-  }
-  std::string taken(jbyteArray result) {
-    const auto error = takeJavaError();
-    EXPECT_EQ(result == nullptr, error.has_value());
-    if (error) lastError = *error;
-    return result == nullptr ? "" : bytesOf(result);
+    jbyteArray result =
+        getBlockLocationsNative(env, nullptr, javaString(path), offset, length, status);
+    return raised(result == nullptr) ? "" : bytesOf(result);
   }
 
   std::string requestLine(const std::string& path, const struct stat& st, const std::string& offset,
@@ -53,8 +49,6 @@ class BlockLocationsNative : public BlockNativesTest {
                 path + " inode " + std::to_string(st.st_ino) + " offset " + offset +
                     " request length " + length + " filelen " + std::to_string(st.st_size));
   }
-
-  JavaError lastError;
 };
 
 TEST_F(BlockLocationsNative, StreamOfAFile) {
@@ -258,35 +252,6 @@ TEST_F(BlockLocationsNative, NegativeNumbersAreLoggedAsJavaGaveThem) {
   EXPECT_EQ(ownLines().at(0), requestLine(path, statOf(path), "-1", "5"));
 }
 
-TEST_F(BlockLocationsNative, NullPathIsInvalid) {
-  EXPECT_EQ(taken(getBlockLocationsNative(env, nullptr, nullptr, 0, 1, nullptr)), "");
-  EXPECT_EQ(lastError, errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(BlockLocationsNative, LoggerThatChangesErrnoChangesNothing) {
-  const std::string path = file("data", 100);
-  client.fail(EPERM);
-  {
-    const LineHook hook([](const std::string&) { errno = EDOM; });
-    jbyteArray gone = getBlockLocationsNative(env, nullptr, javaString(at("gone")), 0, 1,
-                                              javaBytes(bytesOfStatus(statusOf(100, 4096))));
-    EXPECT_EQ(gone, nullptr);
-    EXPECT_EQ(takeJavaError(), errorFor(ENOENT, at("gone")));
-    EXPECT_EQ(getBlockLocationsNative(env, nullptr, javaString(path), 0, 1, nullptr), nullptr);
-    EXPECT_EQ(takeJavaError(), errorFor(EPERM, path));
-  }
-}
-
-TEST_F(BlockLocationsNative, LoggersExceptionIsTheResult) {
-  globalBlkCmd = GET_BLK_LOCAL;
-  client.blockLocations(1, 1, 4096, {5, 0});
-  jstring path = javaString(file("data", 100));
-  letLoggerThrow("no log today");
-  jbyteArray result = getBlockLocationsNative(env, nullptr, path, 0, 100, nullptr);
-  EXPECT_EQ(result, nullptr);
-  EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "no log today"}));
-}
-
 TEST_F(BlockLocationsNative, QuietLevelsCostNoLine) {
   globalBlkCmd = GET_BLK_LOCAL;
   const std::string path = file("data", 100);
@@ -305,13 +270,9 @@ class BlockSizeNative : public BlockNativesTest {
  protected:
   jlong ask(const std::string& path, jbyteArray status = nullptr) {
     const jlong size = getBlockSizeNative(env, nullptr, javaString(path), status);
-    const auto error = takeJavaError();
-    EXPECT_EQ(size == -1, error.has_value());
-    if (error) lastError = *error;
+    raised(size == -1);
     return size;
   }
-
-  JavaError lastError;
 };
 
 TEST_F(BlockSizeNative, LocalIsTheFileSystemsOwn) {
@@ -403,11 +364,6 @@ TEST_F(BlockSizeNative, ShortStatusIsJavasOwnError) {
     EXPECT_EQ(lastError.className, "java.lang.ArrayIndexOutOfBoundsException");
   }
   EXPECT_THAT(client.calls(), IsEmpty());
-}
-
-TEST_F(BlockSizeNative, NullPathIsInvalid) {
-  EXPECT_EQ(getBlockSizeNative(env, nullptr, nullptr, nullptr), -1);
-  EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument"));
 }
 
 // --- the descriptor's holder ---

@@ -24,23 +24,11 @@ constexpr auto& setBGFNative = Java_org_apache_hadoop_hdfs_server_namenode_ZORFN
 
 // --- setReplication from Java ---
 
-// Of a native that tells by its result whether it raised something.
-class DirectiveTest : public BlockNativesTest {
- protected:
-  bool taken(jboolean result) {
-    const auto error = takeJavaError();
-    EXPECT_EQ(result == JNI_FALSE, error.has_value());
-    if (error) lastError = *error;
-    return result != JNI_FALSE;
-  }
-
-  JavaError lastError;
-};
-
-class SetReplication : public DirectiveTest {
+class SetReplication : public BlockNativesTest {
  protected:
   bool set(const std::string& path, jshort replicas, bool restripe) {
-    return taken(setReplicationNative(env, nullptr, javaString(path), replicas, restripe));
+    return !raised(setReplicationNative(env, nullptr, javaString(path), replicas, restripe) ==
+                   JNI_FALSE);
   }
   static std::string line(const std::string& level, const std::string& text) {
     return BlockNativesTest::line(level, "setReplication", text);
@@ -129,25 +117,6 @@ TEST_F(SetReplication, DirectoriesCanBeOpened) {
   EXPECT_TRUE(set(at(""), 2, false));
 }
 
-TEST_F(SetReplication, NullPathIsInvalid) {
-  EXPECT_FALSE(taken(setReplicationNative(env, nullptr, nullptr, 1, true)));
-  EXPECT_EQ(lastError, errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(SetReplication, LoggerThatChangesErrnoChangesNothing) {
-  const std::string path = file("data", 100);
-  client.fail(EROFS);
-  client.reply({});
-  client.fail(EROFS);
-  const LineHook hook([](const std::string&) { errno = EDOM; });
-  EXPECT_FALSE(set(at("missing"), 1, true));
-  EXPECT_EQ(lastError, errorFor(ENOENT, ""));
-  EXPECT_FALSE(set(path, 1, true));
-  EXPECT_EQ(lastError, errorFor(EROFS, "failed to set replication for " + path + " replication 1"));
-  EXPECT_FALSE(set(path, 1, true));
-  EXPECT_EQ(lastError, errorFor(EROFS, "failed to restripe file " + path + " replication 1"));
-}
-
 TEST_F(SetReplication, TraceLineNeedsTrace) {
   logger2::currentLevel = LOG_DEBUG;
   client.reply({});
@@ -160,10 +129,10 @@ TEST_F(SetReplication, TraceLineNeedsTrace) {
 
 // --- setBGF from Java ---
 
-class SetBGF : public DirectiveTest {
+class SetBGF : public BlockNativesTest {
  protected:
   bool set(const std::string& path, jint factor) {
-    return taken(setBGFNative(env, nullptr, javaString(path), factor));
+    return !raised(setBGFNative(env, nullptr, javaString(path), factor) == JNI_FALSE);
   }
   static std::string line(const std::string& level, const std::string& text) {
     return BlockNativesTest::line(level, "setBGF", text);
@@ -232,21 +201,6 @@ TEST_F(SetBGF, CallersIdentityIsKept) {
   EXPECT_EQ(client.calls()[0].fsuid, 4321u);
   EXPECT_FALSE(set(secret, 4));
   EXPECT_EQ(lastError, errorFor(EACCES, ""));
-}
-
-TEST_F(SetBGF, NullPathIsInvalid) {
-  EXPECT_FALSE(taken(setBGFNative(env, nullptr, nullptr, 4)));
-  EXPECT_EQ(lastError, errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(SetBGF, LoggerThatChangesErrnoChangesNothing) {
-  const std::string path = file("data", 100);
-  client.fail(EROFS);
-  const LineHook hook([](const std::string&) { errno = EDOM; });
-  EXPECT_FALSE(set(at("missing"), 4));
-  EXPECT_EQ(lastError, errorFor(ENOENT, ""));
-  EXPECT_FALSE(set(path, 4));
-  EXPECT_EQ(lastError, errorFor(EROFS, "Failed to set BGF for " + path));
 }
 
 // --- a descriptor that happens to be 0 ---

@@ -34,10 +34,7 @@ class LocatedStatus : public BlockNativesTest {
   std::string ask(jstring path, Flags flags) {
     jbyteArray result = getLocatedFileStatusNative(env, nullptr, path, flags.follow, flags.location,
                                                    flags.permission);
-    const auto error = takeJavaError();
-    EXPECT_EQ(result == nullptr, error.has_value());
-    if (error) lastError = *error;
-    return result == nullptr ? "" : bytesOf(result);
+    return raised(result == nullptr) ? "" : bytesOf(result);
   }
 
   static std::string statusBytes(const std::string& path) {
@@ -49,8 +46,6 @@ class LocatedStatus : public BlockNativesTest {
   static std::string line(const std::string& level, const std::string& text) {
     return BlockNativesTest::line(level, "getLocatedFileStatusNative", text);
   }
-
-  JavaError lastError;
 };
 
 TEST_F(LocatedStatus, WholeFileWithLocations) {
@@ -237,35 +232,6 @@ TEST_F(LocatedStatus, FailedQueryIsRaisedWithoutText) {
     EXPECT_EQ(lines[2], "debug @handle_error:# Stale file handle: ");
     EXPECT_EQ(lines[3], line("debug", "getFile status but not found " + path));
   }
-}
-
-TEST_F(LocatedStatus, NullPathIsInvalid) {
-  EXPECT_EQ(ask(static_cast<jstring>(nullptr), {}), "");
-  EXPECT_EQ(lastError, errorFor(EINVAL, "null argument"));
-}
-
-TEST_F(LocatedStatus, LoggerThatChangesErrnoChangesNothing) {
-  NEEDS_ROOT();
-  globalBlkCmd = GET_BLK_LOCAL;
-  const std::string path = file("secret", 100, 0600);
-  client.fail(ESTALE);
-  const LineHook hook([](const std::string&) { errno = EDOM; });
-  {
-    const AsUser user(4321, 4321);
-    EXPECT_EQ(ask(path, {}), "");
-    EXPECT_EQ(lastError, errorFor(EACCES, ""));
-  }
-  EXPECT_EQ(ask(path, {}), "");
-  EXPECT_EQ(lastError, errorFor(ESTALE, ""));
-}
-
-TEST_F(LocatedStatus, LoggersExceptionIsTheResult) {
-  globalBlkCmd = GET_BLK_LOCAL;
-  client.blockLocations(1, 1, 4096, {5, 0});
-  jstring path = javaString(file("data", 100));
-  letLoggerThrow("no log today");
-  EXPECT_EQ(ask(path, {.location = false}), "");
-  EXPECT_EQ(lastError, (JavaError{"java.lang.RuntimeException", "no log today"}));
 }
 
 }  // namespace

@@ -143,33 +143,10 @@ TEST_F(NativeFailures, StatusAfterTheOpen) {
   EXPECT_EQ(hooks.calls("lstat"), 1) << "only the other natives diagnose the path";
 }
 
-TEST_F(NativeFailures, OutOfMemoryAtAnyPointIsARuntimeException) {
-  answerEverything();
-  for (const LOG_LEVEL level : {LOG_OFF, LOG_TRACE}) {
-    logger2::currentLevel = level;
-    for (const Native& native : natives) {
-      int failed = 0;
-      bool reached = true;
-      for (int nth = 1; reached; ++nth) {
-        ASSERT_LT(nth, 400) << native.name;
-        env->PushLocalFrame(16);
-        bool succeeded = false;
-        {
-          Hooks hooks;
-          hooks.fail("operator new", ENOMEM, nth);
-          succeeded = native.call(env, javaPath_);
-          reached = !hooks.awaits("operator new");
-        }
-        const auto error = takeJavaError();
-        EXPECT_EQ(error.has_value(), !succeeded) << native.name << " allocation " << nth;
-        if (error) {
-          ++failed;
-          EXPECT_EQ(error->className, "java.lang.RuntimeException") << *error;
-        }
-        env->PopLocalFrame(nullptr);
-      }
-      EXPECT_TRUE(failed > 0 || level == LOG_OFF) << native.name;  // lines need memory
-    }
+TEST_F(NativeFailures, NullPathIsInvalid) {
+  for (const Native& native : natives) {
+    EXPECT_FALSE(native.call(env, nullptr)) << native.name;
+    EXPECT_EQ(takeJavaError(), errorFor(EINVAL, "null argument")) << native.name;
   }
 }
 

@@ -42,6 +42,15 @@ class BlockNativesTest : public InJvm<FilesTest> {
   static std::string line(const std::string& level, const std::string& native,
                           const std::string& text);
 
+  // Whether a native raised something, as its result must say; then it is in `lastError`.
+  bool raised(bool neutral) {
+    const auto error = takeJavaError();
+    EXPECT_EQ(neutral, error.has_value());
+    if (error) lastError = *error;
+    return neutral;
+  }
+
   KeptSettings kept;
   ScriptedClient client;
+  JavaError lastError;
 };

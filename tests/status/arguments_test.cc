@@ -96,24 +96,4 @@ TEST_F(ArgumentsTest, ResultThatCannotBeAllocatedLeavesTheErrorOfTheVm) {
   expectVmError([&] { return ZORF_CALL(getLinkTargetNative)(env, nullptr, link, 10); });
 }
 
-// No native goes on calling Java once the logger has thrown.
-TEST_F(ArgumentsTest, LoggerThatThrowsIsWhatJavaSees) {
-  const JavaError thrown{"java.lang.RuntimeException", "logger failed"};
-  jstring path = javaString("/");
-  letLoggerThrow("logger failed");
-  EXPECT_EQ(ZORF_CALL(getFileStatusNative)(env, nullptr, path, JNI_TRUE), nullptr);
-  EXPECT_EQ(takeJavaError(), thrown);
-  EXPECT_EQ(ZORF_CALL(getFileStatusFormatNative)(env, nullptr), nullptr);
-  EXPECT_EQ(takeJavaError(), thrown);
-  EXPECT_EQ(ZORF_CALL(getFailedPathNative)(env, nullptr, path, JNI_TRUE), nullptr);
-  EXPECT_EQ(takeJavaError(), thrown);
-  EXPECT_EQ(ZORF_CALL(getFsName)(env, nullptr, path), nullptr);
-  EXPECT_EQ(takeJavaError(), thrown);
-  // These have a primitive result, which Java never looks at then.
-  ZORF_CALL(getINum)(env, nullptr, path);
-  EXPECT_EQ(takeJavaError(), thrown);
-  ZORF_CALL(setPermission)(env, nullptr, javaString(makeFile("file")), 0777);
-  EXPECT_EQ(takeJavaError(), thrown);
-}
-
 }  // namespace

@@ -82,38 +82,4 @@ TEST_F(FailedPathNative, ResultIsTheBytesOfThePath) {
   EXPECT_EQ(bytesOf(native(file)), file);
 }
 
-// Memory may run out in either pass; the second runs under another identity.
-TEST_F(FailedPathNative, EveryAllocationMayFailAndTheIdentityIsBack) {
-  NEEDS_ROOT();
-  const std::string locked = makeDirectory("locked", 0700);
-  jstring name = javaString(makeFile("locked/file"));
-  const AsUser stranger(STRANGER_UID, STRANGER_GID);
-  const ThreadIdentity identity = threadIdentity();
-  int asRoot = 0;
-  for (int nth = 1;; ++nth) {
-    jbyteArray array = nullptr;
-    bool reached = false;
-    {
-      Hooks hooks;
-      hooks.fail("operator new", ENOMEM, nth);
-      array = ZORF_CALL(getFailedPathNative)(env, nullptr, name, JNI_TRUE);
-      reached = hooks.calls("operator new") >= nth;
-      if (array == nullptr && hooks.calls("setfsuid") > 0) ++asRoot;
-      EXPECT_EQ(hooks.allocations(), 0) << nth;
-    }
-    const auto error = takeJavaError();
-    EXPECT_EQ(threadIdentity(), identity) << nth;
-    if (array == nullptr) {
-      ASSERT_TRUE(error) << nth;
-      EXPECT_EQ(error->className, "java.lang.RuntimeException") << nth;
-    } else {
-      EXPECT_EQ(error, std::nullopt) << nth;
-      EXPECT_EQ(bytesOf(array), locked) << nth;
-    }
-    if (!reached) break;
-    ASSERT_LT(nth, 2000);
-  }
-  EXPECT_GT(asRoot, 0);
-}
-
 }  // namespace

@@ -105,32 +105,6 @@ TEST_F(LinkTargetTest, WarningsEndAboveWarn) {
   EXPECT_THAT(takeLines(), IsEmpty());
 }
 
-TEST_F(LinkTargetTest, EveryAllocationMayFail) {
-  jstring name = javaString(link_);
-  for (const char* form :
-       {"operator new", "operator new[]", "operator new(nothrow)", "operator new[](nothrow)"}) {
-    for (int nth = 1; nth < 100; ++nth) {
-      jbyteArray result = nullptr;
-      bool reached = false;
-      {
-        Hooks hooks;
-        hooks.fail(form, ENOMEM, nth);
-        result = ZORF_CALL(getLinkTargetNative)(env, nullptr, name, 1 << 20);
-        reached = hooks.calls(form) >= nth;
-        EXPECT_EQ(hooks.allocations(), 0) << form << nth;
-      }
-      const auto error = takeJavaError();
-      if (result == nullptr) {
-        EXPECT_EQ(error->className, "java.lang.RuntimeException") << form << nth;
-      } else {
-        EXPECT_EQ(bytesOf(result), "0123456789") << form << nth;
-        EXPECT_EQ(error, std::nullopt);
-      }
-      if (!reached) break;
-    }
-  }
-}
-
 TEST_F(LinkTargetTest, NativeAsksForNoByteMore) {
   Hooks hooks;
   std::size_t asked = 0;

@@ -351,27 +351,4 @@ TEST_F(StatTest, InodeNumberFollowsLinks) {
   EXPECT_THAT(takeLines(), ElementsAre(nativeLine("trace", "getINum", link)));
 }
 
-TEST_F(StatTest, EveryAllocationMayFail) {
-  const std::string missing = at("missing");
-  jstring name = javaString(missing);
-  for (int nth = 1;; ++nth) {
-    bool reached = false;
-    {
-      Hooks hooks;
-      hooks.fail("operator new", ENOMEM, nth);
-      EXPECT_EQ(ZORF_CALL(getFileStatusNative)(env, nullptr, name, JNI_TRUE), nullptr);
-      reached = hooks.calls("operator new") >= nth;
-      EXPECT_EQ(hooks.allocations(), 0) << nth;
-    }
-    // Once the failure of the stat is pending it stays, if need be with a shorter text.
-    const auto error = takeJavaError();
-    ASSERT_TRUE(error) << nth;
-    EXPECT_THAT(error->className,
-                ::testing::AnyOf("java.lang.RuntimeException", "java.nio.file.NoSuchFileException"))
-        << nth;
-    if (!reached) break;
-    ASSERT_LT(nth, 1000);
-  }
-}
-
 }  // namespace

@@ -310,9 +310,6 @@ TEST_F(XattrNatives, GetThatCannotMakeItsMapRaisesNothing) {
   jni.table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
     return nullptr;
   };
-  jni.table.NewObjectA = [](JNIEnv*, jclass, jmethodID, const jvalue*) -> jobject {
-    return nullptr;
-  };
   EXPECT_EQ(getXAttrs(path, {"user.a"}), nullptr);
   EXPECT_EQ(takeJavaError(), std::nullopt);
   EXPECT_EQ(dumpXAttrs(path), nullptr);

@@ -213,19 +213,6 @@ TEST_F(XattrResources, DisabledLevelsBuildAndSendNothing) {
   EXPECT_THAT(takeLog(), IsEmpty());
 }
 
-TEST_F(XattrResources, LoggerThatThrowsReachesJavaAndNothingElseDoes) {
-  put(path, "user.a", "1");
-  const std::vector<std::function<void()>> calls = {
-      [&] { setExtendedAttribute(path, "user.b", "2"); }, [&] { removeXAttr(path, "user.none"); },
-      [&] { listXAttrs(path); }, [&] { getXAttrs(path, {"user.a"}); }, [&] { dumpXAttrs(path); }};
-  for (const auto& call : calls) {
-    letLoggerThrow("no space for logs");
-    call();
-    letLoggerThrow("");
-    EXPECT_EQ(takeJavaError(), (JavaError{"java.lang.RuntimeException", "no space for logs"}));
-  }
-}
-
 // One allocation after the other fails until none is left to fail.
 TEST_F(XattrResources, EveryAllocationMayFail) {
   put(path, "user.a with a long name", "1");
