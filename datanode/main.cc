@@ -108,6 +108,7 @@ int run(const Options& options) {
   static Service service(options.root, options.key);
   service.pool = options.pool;
   service.packetTime = options.packet;
+  service.users.limit(options.operationsOfUser);
   const unsigned int connections = connectionsFor(options);
   Descriptor listener = listenAt(options.bind, options.port);
   std::optional<Descriptor> metrics;
@@ -118,7 +119,8 @@ int run(const Options& options) {
   }
   const Descriptor signalled = signals();
   if (metrics) startMetrics(std::move(*metrics), service.metrics);
-  static Server server(service, {connections, options.operations, options.idle});
+  static Server server(
+      service, {connections, options.connectionsOfAddress, options.operations, options.idle});
   logLine(Level::INFO, banner(service, options, connections));
   logLine(Level::INFO, "listens at " + nameOfSocket(listener));
   takeConnections(service, server, listener, signalled);

@@ -66,6 +66,7 @@ void blockChecksum(Service& service, Stream& stream) {
   if (request.options().stripe_length() != 0) {
     throw Refusal(wire::ERROR_UNSUPPORTED, "checksums of stripes are not supported on zorf");
   }
+  const Shares::Share share = shareFor(service, token);
   const ActingAs user(*accountFor(service, token));
   const OpenFile file = openFile(service, token, O_RDONLY);
   // A client that wants less than the whole file says so in the last block's size.

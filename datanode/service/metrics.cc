@@ -67,6 +67,10 @@ std::string Metrics::text() const {
   text.single("connections_accepted_total", "counter", "Connections taken.", connectionsAccepted);
   text.single("connections_refused_total", "counter", "Connections closed for being too many.",
               connectionsRefused);
+  text.single("address_refusals_total", "counter",
+              "Of these, for there were too many of one address.", addressRefusals);
+  text.single("user_refusals_total", "counter", "Operations refused for one user had too many.",
+              userRefusals);
   text.single("connections", "gauge", "Connections there are, idle ones included.", connections);
   text.single("running_operations", "gauge", "Operations under way.", running);
   text.single("threads", "gauge", "Threads that run operations.", threads);

@@ -29,6 +29,8 @@ struct Metrics {
   Counter garbage{0};         // connections that didn't speak the protocol
   Counter connectionsAccepted{0};
   Counter connectionsRefused{0};
+  Counter addressRefusals{0};  // of these, for there were too many of that address
+  Counter userRefusals{0};     // operations, for there were too many of that user
   // These go up and down.
   Counter connections{0};
   Counter running{0};

@@ -173,6 +173,15 @@ std::shared_ptr<const Account> accountFor(Service& service, const BlockToken& to
   return account;
 }
 
+Shares::Share shareFor(Service& service, const BlockToken& token) {
+  auto share = service.users.take(token.user);
+  if (!share) {
+    ++service.metrics.userRefusals;
+    throw Refusal(wire::ERROR, "user " + token.user + " has too many operations at a time");
+  }
+  return std::move(*share);
+}
+
 OpenFile openFile(Service& service, const BlockToken& token, int flags) {
   OpenFile file;
   try {

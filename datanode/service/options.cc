@@ -21,7 +21,11 @@ Serves the files below DIR to HDFS clients that have a token of the NameNode.
                        metrics for Prometheus, at 127.0.0.1 unless told otherwise (none)
   --pool NAME          the block pool, as the NameNode has it (BP-zorf-1)
   --connections N      most connections, idle ones included (20000)
+  --connections-of-address N
+                       most connections of one address (5000)
   --operations N       most operations at a time, and so most threads (4096)
+  --operations-of-user N
+                       most operations of one user at a time (2048)
   --idle SECONDS       when an idle connection is closed (60)
   --packet SECONDS     most time for a packet to come or go (480)
   --drain SECONDS      most time for operations to end after SIGTERM (30)
@@ -81,6 +85,8 @@ const std::map<std::string, Setter, std::less<>>& setters() {
       {"metrics", text(&Options::metrics)},
       {"pool", text(&Options::pool)},
       {"connections", count(&Options::connections, 1'000'000)},
+      {"connections-of-address", count(&Options::connectionsOfAddress, 1'000'000)},
+      {"operations-of-user", count(&Options::operationsOfUser, 32'768)},
       {"operations", count(&Options::operations, 32'768)},
       {"idle", seconds(&Options::idle)},
       {"packet", seconds(&Options::packet)},

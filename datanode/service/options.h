@@ -17,7 +17,9 @@ struct Options {
   std::string metrics;  // "[ADDRESS:]PORT", nowhere if empty
   std::string pool = "BP-zorf-1";
   unsigned int connections = 20'000;
+  unsigned int connectionsOfAddress = 5'000;
   unsigned int operations = 4'096;
+  unsigned int operationsOfUser = 2'048;
   std::chrono::seconds idle{60};
   std::chrono::seconds packet{480};
   std::chrono::seconds drain{30};

@@ -61,6 +61,7 @@ void readBlock(Service& service, Stream& stream) {
   wire::ReadBlock request;
   readMessage(stream, request);
   const BlockToken token = authorize(service, request.header().base_header(), BlockToken::READ);
+  const Shares::Share share = shareFor(service, token);
   const ActingAs user(*accountFor(service, token));
   const OpenFile file = openFile(service, token, O_RDONLY);
 

@@ -33,7 +33,8 @@ Server::Server(Service& service, const Limits& limits)
     : service_(service),
       limits_(limits),
       epoll_(epoll_create1(EPOLL_CLOEXEC)),
-      stopping_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+      stopping_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      addresses_("connections", limits.connectionsOfAddress) {
   epoll_event event{EPOLLIN, {nullptr}};
   if (!epoll_ || !stopping_ ||
       epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, stopping_.get(), &event) != 0) {
@@ -56,14 +57,17 @@ void Server::accept(const Descriptor& listener) {
       }
       return;
     }
+    auto share = addresses_.take(peer.substr(0, peer.rfind(':')));
     const std::lock_guard lock(mutex_);
-    if (idle_.size() + busy_.size() >= limits_.connections) {
+    if (!share || idle_.size() + busy_.size() >= limits_.connections) {
       ++service_.metrics.connectionsRefused;
+      if (!share) ++service_.metrics.addressRefusals;
       continue;
     }
     ++service_.metrics.connectionsAccepted;
     ++service_.metrics.connections;
-    idle_.push_back({std::move(socket), std::move(peer), Clock::now() + limits_.idle, {}});
+    idle_.push_back(
+        {std::move(socket), std::move(peer), std::move(*share), Clock::now() + limits_.idle, {}});
     idle_.back().self = std::prev(idle_.end());
     epoll_event event{EVENTS, {&idle_.back()}};
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, idle_.back().socket.get(), &event) != 0) {

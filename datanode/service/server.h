@@ -21,6 +21,7 @@ class Server {
  public:
   struct Limits {
     unsigned int connections = 20'000;
+    unsigned int connectionsOfAddress = 5'000;
     unsigned int threads = 4'096;
     std::chrono::seconds idle{60};
   };
@@ -44,6 +45,7 @@ class Server {
     Descriptor socket;
     std::string peer;
     std::chrono::steady_clock::time_point idleUntil{};
+    Shares::Share share;
     Connections::iterator self{};  // in whichever list it is
   };
 
@@ -61,6 +63,8 @@ class Server {
   Descriptor stopping_;  // readable for good when the threads shall end
 
   std::mutex mutex_;
+  Shares addresses_;
+
   std::condition_variable ended_;
   Connections idle_;  // the longest idle first
   Connections busy_;

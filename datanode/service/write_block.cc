@@ -191,3 +191,4 @@ void writeBlock(Service& service, Stream& stream) {
 }
 
 }  // namespace datanode
+  const Shares::Share share = shareFor(service, token);

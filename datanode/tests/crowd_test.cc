@@ -79,6 +79,7 @@ class CrowdTest : public ServiceTest {
 TEST_F(CrowdTest, TenThousandIdleConnectionsCostNoThreadAndHinderNobody) {
   constexpr std::size_t CROWD = 10'000;
   if (!raiseDescriptors(CROWD + 200)) GTEST_SKIP() << "no descriptors for 10,000 connections";
+  limits().connectionsOfAddress = CROWD + 1;
   Crowd crowd(CROWD);  // a process, and so before there are threads
   const std::uint16_t at = port();
   const auto request = readRequest(headerFor(tokenFor("/file", BlockToken::READ)), 0, 100'000);

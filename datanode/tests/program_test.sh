@@ -96,3 +96,19 @@ wait "$service"
 service=
 expect 0 'INFO ends, operations have 30 s to
 INFO ended' tail -n 2 log
+
+# A share of the connections for each address.
+: >log
+JOURNAL_STREAM=1:1 "$program" --config config --connections-of-address 1 2>log &
+service=$!
+lines 2
+port=$(sed -n 's,^INFO listens at 127.0.0.1:\([0-9]*\)$,\1,p' log)
+exec 4<>"/dev/tcp/127.0.0.1/$port"
+[[ -z $(ask "$port" '') ]]
+[[ -z $(ask "$port" '') ]]
+exec 4>&-
+kill "$service"
+wait "$service"
+service=
+[[ $(sed -n 3p log) == 'WARN 127.0.0.1 has 1 connections, and gets no more' ]]
+[[ $(sed -n 4p log) == INFO* ]]

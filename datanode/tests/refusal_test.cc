@@ -245,6 +245,41 @@ TEST_F(RefusalTest, OperationsBeyondTheThreadsWaitTheirTurn) {
   writers[0].sendPacket({0, 0, "", true}, Checksum(wire::CHECKSUM_CRC32C));
   EXPECT_EQ(writers[0].acknowledgement(), "0 SUCCESS");
   EXPECT_EQ(reader.readPackets(reader.response()), "text");
+TEST_F(RefusalTest, ConnectionsOfAnAddressBeyondItsShareAreClosed) {
+  limits().connectionsOfAddress = 1;
+  const auto first = std::make_unique<TestClient>(port());
+  while (service().metrics.connections < 1) usleep(1000);
+  TestClient second(port());
+  EXPECT_TRUE(second.ended());
+  TestClient third(port());
+  EXPECT_TRUE(third.ended());
+  EXPECT_EQ(service().metrics.connectionsRefused, 2U);
+  EXPECT_EQ(service().metrics.addressRefusals, 2U);
+  shutdown(first->socket(), SHUT_RDWR);
+  while (service().metrics.connections > 0) usleep(1000);
+  EXPECT_EQ(readWith(headerFor(token())), "text");
+}
+
+TEST_F(RefusalTest, OperationsOfAUserBeyondTheShareAreRefused) {
+  service().users.limit(1);
+  scratch_.write("other", "", 0644);
+  TestClient writer(port());
+  ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor("/other", BlockToken::WRITE)))),
+            "SUCCESS ");
+  EXPECT_EQ(readWith(headerFor(token())),
+            "ERROR user " + ownUser() + " has too many operations at a time");
+  EXPECT_EQ(service().metrics.userRefusals, 1U);
+  if (canActAsOthers()) {
+    BlockToken other = token();
+    other.user = "nobody";
+    EXPECT_EQ(readWith(headerFor(other)), "text");
+  }
+  writer.sendPacket({0, 0, "", true}, Checksum(wire::CHECKSUM_CRC32C));
+  EXPECT_EQ(writer.acknowledgement(), "0 SUCCESS");
+  while (service().metrics.running > 0) usleep(1000);
+  EXPECT_EQ(readWith(headerFor(token())), "text");
+}
+
 }
 
 TEST_F(RefusalTest, StopWaitsForOperationsAndForNobodyElse) {
