@@ -145,25 +145,42 @@ final class Blocks {
               + excluded.size()
               + " node(s) are excluded in this operation.");
     }
+    // The file system itself makes the replicas: the first host writes, the others are who the client
+    // goes on with when that fails.
+    List<DatanodeInfoWithStorage> pipeline =
+        hosts.subList(0, Math.min(hosts.size(), Math.max(1, entry.replication())));
     long id = id(entry.inode(), entry.size() / entry.blockSize());
-    DatanodeInfoWithStorage host = hosts.get(0); // the file system itself makes the replicas
-    LocatedBlock block =
-        new LocatedBlock(
-            new ExtendedBlock(pool, id, 0, generationStamp(entry)),
-            new DatanodeInfoWithStorage[] {host},
-            new String[] {host.getStorageID()},
-            new StorageType[] {host.getStorageType()},
-            entry.size(),
-            false,
-            new DatanodeInfo[0]);
-    block.setBlockToken(
+    leases.handedOut(entry.inode(), new Leases.Block(id, entry.size()));
+    return toWrite(entry, new Leases.Block(id, entry.size()), 0, pipeline);
+  }
+
+  /**
+   * A block that a writer goes on with, at the same DataNode or at another one.
+   *
+   * @param entry the file
+   * @param block as it was handed out
+   * @param size what the writer knows of it
+   */
+  LocatedBlock again(Entry entry, Leases.Block block, long size) throws IOException {
+    return toWrite(entry, block, size, List.of());
+  }
+
+  private LocatedBlock toWrite(
+      Entry entry, Leases.Block block, long size, List<DatanodeInfoWithStorage> hosts)
+      throws IOException {
+    LocatedBlock located =
+        located(
+            new ExtendedBlock(pool, block.id(), size, generationStamp(entry)),
+            block.offset(),
+            hosts);
+    located.setBlockToken(
         tokens.sign(
             root.withoutLinks(entry),
-            entry.size(),
+            block.offset(),
             entry.blockSize(),
-            id,
+            block.id(),
             BlockTokens.READ | BlockTokens.WRITE));
-    return block;
+    return located;
   }
 
   private static boolean isSame(DatanodeInfo a, DatanodeInfo b) {
@@ -186,24 +203,31 @@ final class Blocks {
   private LocatedBlock located(Entry entry, Stretch stretch, boolean forReading)
       throws IOException {
     long id = id(entry.inode(), stretch.offset() / entry.blockSize());
-    DatanodeInfoWithStorage[] hosts =
-        stretch.hosts().toArray(new DatanodeInfoWithStorage[0]);
     LocatedBlock block =
-        new LocatedBlock(
+        located(
             new ExtendedBlock(pool, id, stretch.length(), generationStamp(entry)),
-            hosts,
-            Arrays.stream(hosts).map(DatanodeInfoWithStorage::getStorageID).toArray(String[]::new),
-            Arrays.stream(hosts)
-                .map(DatanodeInfoWithStorage::getStorageType)
-                .toArray(StorageType[]::new),
             stretch.offset(),
-            false,
-            new DatanodeInfo[0]);
+            stretch.hosts());
     if (forReading) {
       block.setBlockToken(
           tokens.sign(entry, stretch.offset(), stretch.length(), id, BlockTokens.READ));
     }
     return block;
+  }
+
+  private static LocatedBlock located(
+      ExtendedBlock block, long offset, List<DatanodeInfoWithStorage> hosts) {
+    DatanodeInfoWithStorage[] array = hosts.toArray(new DatanodeInfoWithStorage[0]);
+    return new LocatedBlock(
+        block,
+        array,
+        Arrays.stream(array).map(DatanodeInfoWithStorage::getStorageID).toArray(String[]::new),
+        Arrays.stream(array)
+            .map(DatanodeInfoWithStorage::getStorageType)
+            .toArray(StorageType[]::new),
+        offset,
+        false,
+        new DatanodeInfo[0]);
   }
 
   private List<Stretch> stretches(Entry entry, long offset, long length) throws IOException {

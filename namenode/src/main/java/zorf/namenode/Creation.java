@@ -88,7 +88,7 @@ final class Creation {
             src, Access.Need.CREATE, () -> make(src, masked, flags, createParent));
     Entry made = properties(entry, replication, blockSize);
     leases.begin(clientName, root.withoutLinks(made));
-    return statuses.of(made);
+    return statuses.toWriter(made);
   }
 
   private Entry make(

@@ -12,11 +12,13 @@ import java.nio.file.attribute.UserPrincipalNotFoundException;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.ParentNotDirectoryException;
 import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
+import org.apache.hadoop.hdfs.protocol.DSQuotaExceededException;
 import org.apache.hadoop.hdfs.protocol.FSLimitException.PathComponentTooLongException;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadException;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFailure;
 import org.apache.hadoop.ipc.RetriableException;
 import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.util.DiskChecker.DiskOutOfSpaceException;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 
@@ -77,6 +79,12 @@ final class Errors {
       String parent = Paths.parent(path);
       return new PathComponentTooLongException(
           MAX_NAME, Paths.name(path).length(), parent == null ? "/" : parent, Paths.name(path));
+    }
+    if (reason.equals(Space.FULL)) {
+      return new DiskOutOfSpaceException(reason + ": " + path);
+    }
+    if (reason.equals(Space.QUOTA)) {
+      return new DSQuotaExceededException(reason + ": " + path);
     }
     if (reason.equals("Stale file handle")
         || reason.equals("Transport endpoint is not connected")

@@ -22,8 +22,25 @@ final class Leases {
    * @param user the client's user
    * @param host where it runs
    * @param path where the file is, without a link
+   * @param block the one that was handed out last, null if none was
    */
-  record Lease(String holder, String user, String host, String path) {}
+  record Lease(String holder, String user, String host, String path, Block block) {
+    private Lease at(String other) {
+      return new Lease(holder, user, host, other, block);
+    }
+
+    private Lease writing(Block other) {
+      return new Lease(holder, user, host, path, other);
+    }
+  }
+
+  /**
+   * A block of a file.
+   *
+   * @param id its id
+   * @param offset where it begins in the file
+   */
+  record Block(long id, long offset) {}
 
   private static final long SWEEP_NANOS = TimeUnit.MINUTES.toNanos(1);
 
@@ -45,7 +62,7 @@ final class Leases {
     }
     Caller caller = Caller.current();
     heard.put(holder, now);
-    byInode.put(file.inode(), new Lease(holder, caller.user(), caller.host(), file.path()));
+    byInode.put(file.inode(), new Lease(holder, caller.user(), caller.host(), file.path(), null));
   }
 
   /** Forgets clients that are gone for good, with what they were writing. */
@@ -83,12 +100,22 @@ final class Leases {
     byInode.replaceAll(
         (inode, lease) ->
             lease.path().equals(from) || Paths.isBelow(lease.path(), from)
-                ? new Lease(
-                    lease.holder(),
-                    lease.user(),
-                    lease.host(),
-                    to + lease.path().substring(from.length()))
+                ? lease.at(to + lease.path().substring(from.length()))
                 : lease);
+  }
+
+  /** A block of the file has been handed out to its writer. */
+  synchronized void handedOut(long inode, Block block) {
+    byInode.computeIfPresent(inode, (key, lease) -> lease.writing(block));
+  }
+
+  /** {@return the caller's lease of the file that has a block, empty if there is none} */
+  synchronized Optional<Lease> ofBlock(String holder, long id) {
+    return byInode.values().stream()
+        .filter(lease -> lease.block() != null && lease.block().id() == id)
+        .filter(lease -> lease.holder().equals(holder))
+        .filter(lease -> lease.user().equals(Caller.current().user()))
+        .findFirst();
   }
 
   boolean isHeld(long inode) {

@@ -28,6 +28,14 @@ final class Statuses {
   }
 
   /**
+   * The answer to a client that begins to write a file. With as many DataNodes as the file has replicas it
+   * looks for none where one fails, which one is enough here: the file system makes the replicas.
+   */
+  HdfsFileStatus toWriter(Entry entry) throws IOException {
+    return builder(entry, HdfsFileStatus.EMPTY_NAME).replication(1).build();
+  }
+
+  /**
    * The status of a file.
    *
    * @param entry the file
@@ -35,6 +43,10 @@ final class Statuses {
    * @param blocks where its blocks are; null if that was not asked
    */
   HdfsFileStatus of(Entry entry, byte[] name, LocatedBlocks blocks) throws IOException {
+    return builder(entry, name).locations(blocks).build();
+  }
+
+  private HdfsFileStatus.Builder builder(Entry entry, byte[] name) throws IOException {
     HdfsFileStatus.Builder builder =
         new HdfsFileStatus.Builder()
             .path(name)
@@ -47,15 +59,14 @@ final class Statuses {
             .owner(files.userName(entry.uid()))
             .group(files.groupName(entry.gid()))
             .blocksize(entry.blockSize())
-            .replication(entry.replication())
-            .locations(blocks);
+            .replication(entry.replication());
     if (entry.acl()) {
       builder.flags(EnumSet.of(HdfsFileStatus.Flags.HAS_ACL));
     }
     if (entry.type() == FileType.SYMBOLIC_LINK) {
       builder.symlink(DFSUtilClient.string2Bytes(root.linkTarget(entry.path())));
     }
-    return builder.build();
+    return builder;
   }
 
   static FsPermission permission(Entry entry) {

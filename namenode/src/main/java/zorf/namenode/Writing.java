@@ -11,6 +11,7 @@ import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.hdfs.AddBlockFlag;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
+import org.apache.hadoop.hdfs.protocol.DatanodeID;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LastBlockWithStatus;
@@ -29,6 +30,7 @@ final class Writing {
   private final Statuses statuses;
   private final Blocks blocks;
   private final Leases leases;
+  private final Space space;
 
   Writing(Root root, Access access, Statuses statuses, Blocks blocks, Leases leases) {
     this.root = root;
@@ -36,6 +38,7 @@ final class Writing {
     this.statuses = statuses;
     this.blocks = blocks;
     this.leases = leases;
+    space = new Space(root);
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -77,10 +80,38 @@ final class Writing {
     leases.renew(clientName);
   }
 
-  /** Some clients ask before they complete a file. The block stays what it was; so does its token. */
-  @ActsAs(value = ActsAs.Who.SERVICE, paths = {})
-  LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) {
-    return new LocatedBlock(block, new DatanodeInfo[0]);
+  /**
+   * A client is about to go on with a block at the DataNode that was restarted, or at another one. One that
+   * waits for a restart would ask for ever if this failed: what is not known, as after a restart of
+   * this service, has no token, and the DataNode refuses it.
+   */
+  @ActsAs(value = ActsAs.Who.CHANGER, paths = {})
+  LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName)
+      throws IOException {
+    Optional<Leases.Lease> lease = leases.ofBlock(clientName, block.getBlockId());
+    Optional<Entry> entry = lease.isEmpty() ? Optional.empty() : root.find(lease.get().path());
+    if (entry.isEmpty() || !entry.get().isFile() || !leases.of(entry.get().inode()).equals(lease)) {
+      return new LocatedBlock(block, new DatanodeInfo[0]);
+    }
+    return blocks.again(entry.get(), lease.get().block(), block.getNumBytes());
+  }
+
+  /**
+   * It goes on. A DataNode for which there was no space has the client come again, since it can't tell the
+   * reason itself: it is told here.
+   */
+  @ActsAs(value = ActsAs.Who.CHANGER, paths = {})
+  void updatePipeline(
+      String clientName,
+      ExtendedBlock oldBlock,
+      ExtendedBlock newBlock,
+      DatanodeID[] newNodes,
+      String[] newStorageIDs)
+      throws IOException {
+    Optional<Leases.Lease> lease = leases.ofBlock(clientName, newBlock.getBlockId());
+    if (lease.isPresent()) {
+      space.check(lease.get().path());
+    }
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -99,7 +130,7 @@ final class Writing {
     access.check(src, Access.Need.WRITE);
     checkFree(entry, clientName, "APPEND_FILE");
     leases.begin(clientName, root.withoutLinks(entry));
-    return new LastBlockWithStatus(null, statuses.of(entry));
+    return new LastBlockWithStatus(null, statuses.toWriter(entry));
   }
 
   @ActsAs(ActsAs.Who.CHANGER)

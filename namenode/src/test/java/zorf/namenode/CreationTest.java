@@ -106,9 +106,11 @@ class CreationTest {
 
   @Test
   void replicationAndBlockSizeAreAsAskedIfTheFileSystemCan() throws Exception {
-    HdfsFileStatus status = create("/a", MODE, NEW, true, (short) 3, 2 * MEBI);
+    create("/a", MODE, NEW, true, (short) 3, 2 * MEBI);
+    HdfsFileStatus status = nameNode.getFileInfo("/a");
     assertEquals("3 2097152", status.getReplication() + " " + status.getBlockSize());
-    status = create("/b", MODE, NEW, true, (short) 512, 3 * MEBI + 1);
+    create("/b", MODE, NEW, true, (short) 512, 3 * MEBI + 1);
+    status = nameNode.getFileInfo("/b");
     assertEquals("2 134217728", status.getReplication() + " " + status.getBlockSize());
     Refused.with(
         IOException.class,
