@@ -53,12 +53,34 @@ void setGroupsOfThread(const std::vector<gid_t>& groups) {
 }
 
 // An id that is none changes nothing and tells the one in force.
-uid_t fsuidOfThread() {
-  return static_cast<uid_t>(setfsuid(UNCHANGED));
-}
 gid_t fsgidOfThread() {
   return static_cast<gid_t>(setfsgid(UNCHANGED));
 }
+
+// Those of the calling thread.
+class Capabilities {
+ public:
+  Capabilities() {
+    if (syscall(SYS_capget, &header_, data_) != 0) data_[0] = data_[1] = {};
+  }
+
+  bool has(unsigned int which) const {
+    return (data_[CAP_TO_INDEX(which)].effective & CAP_TO_MASK(which)) != 0;
+  }
+  bool mayHave(unsigned int which) const {
+    return (data_[CAP_TO_INDEX(which)].permitted & CAP_TO_MASK(which)) != 0;
+  }
+  // Whether the kernel took it.
+  bool set(unsigned int which, bool on) {
+    auto& effective = data_[CAP_TO_INDEX(which)].effective;
+    effective = on ? effective | CAP_TO_MASK(which) : effective & ~CAP_TO_MASK(which);
+    return syscall(SYS_capset, &header_, data_) == 0;
+  }
+
+ private:
+  __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data_[_LINUX_CAPABILITY_U32S_3] = {};
+};
 
 bool isThread(uid_t uid, gid_t gid, std::vector<gid_t> groups) {
   auto has = groupsOfThread();
@@ -87,13 +109,22 @@ std::shared_ptr<const Account> Accounts::find(const std::string& user) {
 }
 
 bool canActAsOthers() {
-  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-  __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
-  if (syscall(SYS_capget, &header, data) != 0) return false;
-  const auto has = [&](unsigned int capability) {
-    return (data[CAP_TO_INDEX(capability)].effective & CAP_TO_MASK(capability)) != 0;
-  };
-  return has(CAP_SETUID) && has(CAP_SETGID);
+  const Capabilities own;
+  return own.has(CAP_SETUID) && own.has(CAP_SETGID);
+}
+
+uid_t fsuidOfThread() {
+  return static_cast<uid_t>(setfsuid(UNCHANGED));
+}
+
+PastPermissions::PastPermissions() {
+  Capabilities own;
+  raised_ = !own.has(CAP_DAC_OVERRIDE) && own.mayHave(CAP_DAC_OVERRIDE) &&
+            own.set(CAP_DAC_OVERRIDE, true);
+}
+
+PastPermissions::~PastPermissions() {
+  if (raised_ && !Capabilities().set(CAP_DAC_OVERRIDE, false)) std::abort();
 }
 
 ActingAs::ActingAs(const Account& account) {

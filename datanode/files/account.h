@@ -43,6 +43,22 @@ class Accounts {
 // Whether this process can act as others.
 bool canActAsOthers();
 
+// As whom the kernel takes the calling thread's file calls.
+uid_t fsuidOfThread();
+
+// For its life the permissions of files don't hold the calling thread back, where the process has
+// the right to that. Ends the process where the thread would keep it.
+class PastPermissions {
+ public:
+  PastPermissions();
+  ~PastPermissions();
+  PastPermissions(const PastPermissions&) = delete;
+  PastPermissions& operator=(const PastPermissions&) = delete;
+
+ private:
+  bool raised_ = false;
+};
+
 // The thread could not become the user; it is as it was.
 struct IdentityError : std::runtime_error {
   using runtime_error::runtime_error;

@@ -130,6 +130,28 @@ TEST_F(RefusalTest, TokensUserIsWhoWrites) {
   EXPECT_EQ(beginWrite(again, writeRequest(headerFor(other))), "SUCCESS ");
 }
 
+TEST_F(RefusalTest, FileThatNobodyMayWriteIsWrittenByItsOwnerAlone) {
+  if (!canActAsOthers()) GTEST_SKIP() << "may not switch users";
+  BlockToken other = tokenFor("/file", BlockToken::WRITE);
+  other.user = "nobody";
+  ASSERT_EQ(chmod(file_.c_str(), 0444), 0);
+  TestClient client(port());
+  EXPECT_EQ(beginWrite(client, writeRequest(headerFor(other))), "ERROR /file: Permission denied");
+  ASSERT_EQ(chown(file_.c_str(), 65534, 65534), 0);
+  TestClient again(port());
+  EXPECT_EQ(beginWrite(again, writeRequest(headerFor(other))), "SUCCESS ");
+  again.sendPacket({0, 0, "", true}, Checksum(wire::CHECKSUM_CRC32C));
+  EXPECT_EQ(again.acknowledgement(), "0 SUCCESS");
+  // The directory is another matter.
+  ASSERT_EQ(chmod(scratch_.path().c_str(), 0700), 0);
+  TestClient third(port());
+  EXPECT_EQ(beginWrite(third, writeRequest(headerFor(other))), "ERROR /file: Permission denied");
+  ASSERT_EQ(chmod(scratch_.path().c_str(), 0755), 0);
+  struct stat st = {};
+  ASSERT_EQ(stat(file_.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777U, 0444U);
+}
+
 TEST_F(RefusalTest, UnknownUserReadsAsNobodyAndDoesNotWrite) {
   BlockToken other = token();
   other.user = "no such user";

@@ -175,8 +175,11 @@ final class Writing {
     Entry entry = wherever(src, clientName, fileId);
     Optional<Leases.Lease> lease = leases.of(entry.inode());
     if (lease.isEmpty()) {
-      // Forgotten by a restart: whoever may write the file goes on.
-      access.check(src, Access.Need.WRITE);
+      // Forgotten by a restart: whoever may write the file goes on, and who made it, as one that nobody
+      // may write.
+      if (entry.uid() != Identity.ofThread().uid()) {
+        access.check(src, Access.Need.WRITE);
+      }
       leases.begin(clientName, root.withoutLinks(entry));
     } else if (!lease.get().holder().equals(clientName)
         || !lease.get().user().equals(Caller.current().user())) {
