@@ -10,9 +10,10 @@
 #include "files/keys.h"
 #include "files/root.h"
 #include "files/token.h"
+#include "service/ending.h"
 #include "service/metrics.h"
-#include "service/writers.h"
 #include "service/shares.h"
+#include "service/writers.h"
 #include "wire/datatransfer.pb.h"
 #include "wire/stream.h"
 
@@ -28,8 +29,9 @@ struct Service {
   Accounts accounts;
   Metrics metrics;
   Writers writers;
-  std::string pool = "BP-zorf-1";
   Shares users{"operations", 2'048};
+  Ending ending;
+  std::string pool = "BP-zorf-1";
   // For a packet to come or to go, and for the message of an operation.
   std::chrono::milliseconds packetTime = std::chrono::minutes(8);
   std::chrono::milliseconds messageTime = std::chrono::seconds(15);
@@ -53,9 +55,9 @@ bool serveOperation(Service& service, Stream& stream, const std::string& peer);
 BlockToken authorize(Service& service, const wire::BaseHeader& header, std::int32_t rights);
 // To read as a user whom the host doesn't know is to read as nobody; to write is refused.
 std::shared_ptr<const Account> accountFor(Service& service, const BlockToken& token);
-// The token's file and its size, as the calling thread.
 // For as long as the operation lasts.
 Shares::Share shareFor(Service& service, const BlockToken& token);
+// The token's file and its size, as the calling thread.
 struct OpenFile {
   Descriptor descriptor;
   std::int64_t size = 0;

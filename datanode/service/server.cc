@@ -90,6 +90,7 @@ void Server::closeIdle() {
 }
 
 bool Server::stop(std::chrono::milliseconds drain) {
+  service_.ending.begin();
   std::unique_lock lock(mutex_);
   stopped_ = true;
   for (Connection& connection : idle_) shutdown(connection.socket.get(), SHUT_RDWR);

@@ -34,7 +34,8 @@ class Server {
   void accept(const Descriptor& listener);
   // Closes what was idle for too long; to be called every second or so.
   void closeIdle();
-  // Idle connections are closed at once, those with an operation after it, or after `drain`.
+  // Idle connections are closed at once, writers are sent away to come again, and readers have
+  // `drain` to end.
   // Whether all threads ended.
   bool stop(std::chrono::milliseconds drain);
 
@@ -44,8 +45,8 @@ class Server {
   struct Connection {
     Descriptor socket;
     std::string peer;
-    std::chrono::steady_clock::time_point idleUntil{};
     Shares::Share share;
+    std::chrono::steady_clock::time_point idleUntil{};
     Connections::iterator self{};  // in whichever list it is
   };
 
@@ -62,9 +63,9 @@ class Server {
   Descriptor epoll_;
   Descriptor stopping_;  // readable for good when the threads shall end
 
-  std::mutex mutex_;
   Shares addresses_;
 
+  std::mutex mutex_;
   std::condition_variable ended_;
   Connections idle_;  // the longest idle first
   Connections busy_;

@@ -28,7 +28,8 @@ Checksum checksumOf(const wire::Checksum& requested) {
   return Checksum(requested.type(), chunk);
 }
 
-// What can be asked of the only DataNode of a pipeline by a client.
+// What a client can ask. It may name further DataNodes, to go on at when this one fails: what is in
+// the file they have, too, so that nothing is passed on to them.
 void checkStage(const wire::WriteBlock& request) {
   const bool ofClients = request.stage() == Stage::SETUP_CREATE ||
                          request.stage() == Stage::SETUP_APPEND ||
@@ -37,14 +38,10 @@ void checkStage(const wire::WriteBlock& request) {
                          request.stage() == Stage::CLOSE_RECOVERY;
   if (!ofClients)
     throw Refusal(wire::ERROR_UNSUPPORTED, "transfer of a block is not supported on zorf");
-  if (request.targets_size() > 0) {
-    throw Refusal(wire::ERROR_UNSUPPORTED,
-                  "a pipeline of several DataNodes is not supported on zorf");
-  }
 }
 
 // The bytes that the block has when its first packet comes.
-std::int64_t prepare(const OpenFile& file, const BlockToken& token,
+std::int64_t prepare(const Stream& stream, const OpenFile& file, const BlockToken& token,
                      const wire::WriteBlock& request) {
   const std::int64_t has = file.size - token.offset;
   const auto refuse = [&](const std::string& what) {
@@ -53,6 +50,8 @@ std::int64_t prepare(const OpenFile& file, const BlockToken& token,
   };
   if (has < 0) refuse("and the block begins at " + std::to_string(token.offset));
   if (request.stage() == Stage::SETUP_CREATE) {
+    // A client that did not wait for this may have written the block elsewhere since.
+    if (stream.hasEnded()) throw PeerGone("the writer has gone");
     // What an earlier try at this block left behind must not show up after its end.
     if (has > 0 && ftruncate(file.descriptor.get(), token.offset) != 0) {
       throw std::system_error(errno, std::generic_category(), token.path);
@@ -69,32 +68,38 @@ std::int64_t prepare(const OpenFile& file, const BlockToken& token,
 class BlockWriter {
  public:
   BlockWriter(Service& service, Stream& stream, const OpenFile& file, const BlockToken& token,
-              Checksum checksum, std::int64_t end, bool dropBehind)
+              Checksum checksum, const wire::WriteBlock& request, std::int64_t end)
       : service_(service),
         stream_(stream),
         file_(file.descriptor.get()),
         token_(token),
         checksum_(checksum),
-        cache_(CacheUse::writing(file_, token.offset + end, dropBehind)),
-        end_(end) {}
+        pipeline_(1 + request.targets_size()),
+        cache_(
+            CacheUse::writing(file_, token.offset + end, request.caching_strategy().drop_behind())),
+        end_(end),
+        mayComeAgain_(request.stage() == Stage::SETUP_CREATE ||
+                      request.stage() == Stage::SETUP_APPEND) {}
 
   // Until the last packet. Each is acknowledged when it is in the file.
   void run() {
     for (bool last = false; !last;) {
       stream_.allow(service_.packetTime);
-      const PacketStart packet = readPacketStart(stream_, checksum_);
-      const auto failure = take(packet);
-      acknowledge(packet.seqno, failure ? failure->status : wire::SUCCESS);
-      if (failure) {
-        stream_.allow(std::chrono::seconds(5));
-        stream_.finish();
-        throw ConnectionEnd(token_.path + ": " + failure->what());
+      // Between packets, and not only when there is none: a writer may be quicker than this.
+      if (service_.ending.hasBegun() || !stream_.waitUnless(service_.ending.event())) {
+        fail(OUT_OF_BAND, Refusal(wire::OOB_RESTART, "its writer is to come again"));
       }
+      const PacketStart packet = readPacketStart(stream_, checksum_);
+      if (const auto failure = take(packet)) fail(packet.seqno, *failure);
+      acknowledge(packet.seqno, wire::SUCCESS, pipeline_);
+      mayComeAgain_ = true;
       last = packet.last;
     }
   }
 
  private:
+  static constexpr std::int64_t OUT_OF_BAND = -2;
+
   std::optional<Refusal> take(const PacketStart& packet) {
     const auto size = static_cast<std::int64_t>(packet.dataLength);
     // It may begin before the end: a client sends the last chunk again when that was not full.
@@ -117,7 +122,7 @@ class BlockWriter {
         return Refusal(wire::ERROR_CHECKSUM, "a packet with wrong checksums");
       }
       if (const int err = write(data, packet.offset + static_cast<std::int64_t>(done))) {
-        return Refusal(wire::ERROR, std::string("writing: ") + std::strerror(err));
+        return failed("writing", err);
       }
       stream_.consume(part);
       sums += checksum_.sizeFor(part);
@@ -129,7 +134,7 @@ class BlockWriter {
     if (packet.sync) {
       ++service_.metrics.syncs;
       if (fdatasync(file_) != 0) {
-        return Refusal(wire::ERROR, std::string("fdatasync: ") + std::strerror(errno));
+        return failed("fdatasync", errno);
       }
     }
     return std::nullopt;
@@ -147,10 +152,26 @@ class BlockWriter {
     return 0;
   }
 
-  void acknowledge(std::int64_t seqno, wire::Status status) {
+  // There may be space again in a moment. If not, the client has the reason from the NameNode,
+  // which it asks when it comes again; of this service it would take no more than that something
+  // failed. One that has come again and got nowhere is not to try for ever.
+  Refusal failed(const char* what, int err) const {
+    const bool isFull = err == ENOSPC || err == EDQUOT;
+    return {isFull && mayComeAgain_ ? wire::OOB_RESTART : wire::ERROR,
+            std::string(what) + ": " + std::strerror(err)};
+  }
+
+  [[noreturn]] void fail(std::int64_t seqno, const Refusal& failure) {
+    acknowledge(seqno, failure.status, 1);
+    stream_.allow(std::chrono::seconds(5));
+    stream_.finish();
+    throw ConnectionEnd(token_.path + ": " + failure.what());
+  }
+
+  void acknowledge(std::int64_t seqno, wire::Status status, int replies) {
     wire::PipelineAck ack;
     ack.set_seqno(seqno);
-    ack.add_reply(status);
+    for (int i = 0; i < replies; ++i) ack.add_reply(status);
     writeMessage(stream_, ack);
   }
 
@@ -159,8 +180,10 @@ class BlockWriter {
   const int file_;
   const BlockToken& token_;
   const Checksum checksum_;
+  const int pipeline_;  // DataNodes that the client knows of
   CacheUse cache_;
   std::int64_t end_;  // of what the block has
+  bool mayComeAgain_;
   std::vector<std::uint8_t> sums_;
 };
 
@@ -179,16 +202,15 @@ void writeBlock(Service& service, Stream& stream) {
   checkStage(request);
   const BlockToken token = authorize(service, request.header().base_header(), BlockToken::WRITE);
   const Checksum checksum = checksumOf(request.requested_checksum());
+  const Shares::Share share = shareFor(service, token);
   const ActingAs user(*accountFor(service, token));
   const OpenFile file = openFile(service, token, O_WRONLY);
   const Writers::Turn turn = service.writers.take(token.inode, stream.socket());
-  const std::int64_t has = prepare(file, token, request);
+  const std::int64_t has = prepare(stream, file, token, request);
   confirm(stream);
   // There all data had come, and only its end was in doubt.
   if (request.stage() == Stage::CLOSE_RECOVERY) return;
-  const bool dropBehind = request.caching_strategy().drop_behind();
-  BlockWriter(service, stream, file, token, checksum, has, dropBehind).run();
+  BlockWriter(service, stream, file, token, checksum, request, has).run();
 }
 
 }  // namespace datanode
-  const Shares::Share share = shareFor(service, token);

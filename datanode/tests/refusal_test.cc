@@ -245,28 +245,6 @@ TEST_F(RefusalTest, ConnectionsBeyondTheLimitAreClosed) {
   EXPECT_EQ(first.readPackets(first.response()), "text");
 }
 
-TEST_F(RefusalTest, IdleConnectionsAreClosed) {
-  limits().idle = std::chrono::seconds(0);
-  TestClient client(port());
-  EXPECT_TRUE(client.ended());
-}
-
-TEST_F(RefusalTest, OperationsBeyondTheThreadsWaitTheirTurn) {
-  limits().threads = 2;
-  TestClient writers[2] = {TestClient(port()), TestClient(port())};
-  for (TestClient& writer : writers) {
-    const std::string path = &writer == writers ? "/a" : "/b";
-    scratch_.write(path.substr(1), "", 0644);
-    ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor(path, BlockToken::WRITE)))),
-              "SUCCESS ");
-  }
-  TestClient reader(port());
-  reader.ask(READ_BLOCK, readRequest(headerFor(token()), 0, 4));
-  usleep(50'000);
-  EXPECT_EQ(service().metrics.running, 2U);
-  writers[0].sendPacket({0, 0, "", true}, Checksum(wire::CHECKSUM_CRC32C));
-  EXPECT_EQ(writers[0].acknowledgement(), "0 SUCCESS");
-  EXPECT_EQ(reader.readPackets(reader.response()), "text");
 TEST_F(RefusalTest, ConnectionsOfAnAddressBeyondItsShareAreClosed) {
   limits().connectionsOfAddress = 1;
   const auto first = std::make_unique<TestClient>(port());
@@ -302,33 +280,88 @@ TEST_F(RefusalTest, OperationsOfAUserBeyondTheShareAreRefused) {
   EXPECT_EQ(readWith(headerFor(token())), "text");
 }
 
+TEST_F(RefusalTest, IdleConnectionsAreClosed) {
+  limits().idle = std::chrono::seconds(0);
+  TestClient client(port());
+  EXPECT_TRUE(client.ended());
 }
 
-TEST_F(RefusalTest, StopWaitsForOperationsAndForNobodyElse) {
+TEST_F(RefusalTest, OperationsBeyondTheThreadsWaitTheirTurn) {
+  limits().threads = 2;
+  TestClient writers[2] = {TestClient(port()), TestClient(port())};
+  for (TestClient& writer : writers) {
+    const std::string path = &writer == writers ? "/a" : "/b";
+    scratch_.write(path.substr(1), "", 0644);
+    ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor(path, BlockToken::WRITE)))),
+              "SUCCESS ");
+  }
+  TestClient reader(port());
+  reader.ask(READ_BLOCK, readRequest(headerFor(token()), 0, 4));
+  usleep(50'000);
+  EXPECT_EQ(service().metrics.running, 2U);
+  writers[0].sendPacket({0, 0, "", true}, Checksum(wire::CHECKSUM_CRC32C));
+  EXPECT_EQ(writers[0].acknowledgement(), "0 SUCCESS");
+  EXPECT_EQ(reader.readPackets(reader.response()), "text");
+}
+
+TEST_F(RefusalTest, StopWaitsForReadersAndForNobodyElse) {
   TestClient idle(port());
-  TestClient writer(port());
-  const Checksum checksum(wire::CHECKSUM_CRC32C);
-  ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor("/file", BlockToken::WRITE)))),
-            "SUCCESS ");
+  TestClient reader(port());
+  reader.ask(READ_BLOCK, readRequest(headerFor(token()), 0, 4));
+  const wire::OperationResponse response = reader.response();
   stopAccepting();
   std::thread stopping([&] { EXPECT_TRUE(server().stop(std::chrono::seconds(30))); });
   EXPECT_TRUE(idle.ended());
-  writer.sendPacket({0, 0, "more"}, checksum);
-  EXPECT_EQ(writer.acknowledgement(), "0 SUCCESS");
-  writer.sendPacket({1, 4, "", true}, checksum);
-  EXPECT_EQ(writer.acknowledgement(), "1 SUCCESS");
+  EXPECT_EQ(reader.readPackets(response), "text");
   stopping.join();
-  EXPECT_TRUE(writer.ended());
+  EXPECT_TRUE(reader.ended());
+}
+
+TEST_F(RefusalTest, StopSendsWritersAwayToComeAgain) {
+  TestClient writer(port());
+  ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor("/file", BlockToken::WRITE)))),
+            "SUCCESS ");
+  writer.sendPacket({0, 0, "more"}, Checksum(wire::CHECKSUM_CRC32C));
+  EXPECT_EQ(writer.acknowledgement(), "0 SUCCESS");
+  stopAccepting();
+  std::thread stopping([&] { EXPECT_TRUE(server().stop(std::chrono::seconds(30))); });
+  EXPECT_EQ(writer.acknowledgement(), "-2 OOB_RESTART");
+  EXPECT_EQ(writer.acknowledgement(), "end");
+  shutdown(writer.socket(), SHUT_RDWR);
+  stopping.join();
+  EXPECT_EQ(contentOf(file_), "more");
+}
+
+TEST_F(RefusalTest, StopTakesAPacketThatHasBegunToCome) {
+  TestClient writer(port());
+  wire::WriteBlock request = writeRequest(headerFor(tokenFor("/file", BlockToken::WRITE)));
+  request.mutable_requested_checksum()->set_type(wire::CHECKSUM_NULL);
+  ASSERT_EQ(beginWrite(writer, request), "SUCCESS ");
+  std::uint8_t start[PACKET_START_SIZE];
+  writePacketStart({0, 0, 4, 0, false, false}, start);
+  writer.say({reinterpret_cast<const char*>(start), sizeof start});
+  writer.say("mo");
+  usleep(20'000);
+  stopAccepting();
+  std::thread stopping([&] { EXPECT_TRUE(server().stop(std::chrono::seconds(30))); });
+  usleep(20'000);
+  writer.say("re");
+  EXPECT_EQ(writer.acknowledgement(), "0 SUCCESS");
+  EXPECT_EQ(writer.acknowledgement(), "-2 OOB_RESTART");
+  shutdown(writer.socket(), SHUT_RDWR);
+  stopping.join();
   EXPECT_EQ(contentOf(file_), "more");
 }
 
 TEST_F(RefusalTest, StopCutsOffWhatTakesTooLong) {
-  TestClient writer(port());
-  ASSERT_EQ(beginWrite(writer, writeRequest(headerFor(tokenFor("/file", BlockToken::WRITE)))),
-            "SUCCESS ");
+  const std::string large = scratch_.write("large", "", 0644);
+  ASSERT_EQ(truncate(large.c_str(), 1 << 30), 0);
+  TestClient reader(port());
+  reader.ask(READ_BLOCK, readRequest(headerFor(tokenFor("/large", BlockToken::READ)), 0, 1 << 30));
+  EXPECT_EQ(reader.response().status(), wire::SUCCESS);
   stopAccepting();
   EXPECT_TRUE(server().stop(std::chrono::milliseconds(50)));
-  EXPECT_TRUE(writer.ended());
+  EXPECT_TRUE(reader.ended());
 }
 
 }  // namespace

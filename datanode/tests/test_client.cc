@@ -112,8 +112,11 @@ std::string TestClient::acknowledgement() {
   try {
     wire::PipelineAck ack;
     readMessage(stream_, ack);
-    EXPECT_EQ(ack.reply_size(), 1);
-    return std::to_string(ack.seqno()) + " " + wire::Status_Name(ack.reply(0));
+    std::string text = std::to_string(ack.seqno());
+    for (const int reply : ack.reply()) {
+      text += " " + wire::Status_Name(static_cast<wire::Status>(reply));
+    }
+    return text;
   } catch (const ConnectionEnd&) {
     return "end";
   }

@@ -42,7 +42,7 @@ class TestClient {
     bool corrupt = false;  // its last byte is sent as another one
   };
   void sendPacket(const Packet& packet, const Checksum& checksum);
-  // "SEQNO STATUS", or "end".
+  // "SEQNO STATUS...", or "end".
   std::string acknowledgement();
 
   // Whether the other side ended the connection within ten seconds.

@@ -1,5 +1,8 @@
 // Writing blocks.
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -167,6 +170,20 @@ TEST_F(WriteTest, NewBlockReplacesWhatAnEarlierTryLeft) {
   EXPECT_EQ(contentOf(file_), "0123x");
 }
 
+TEST_F(WriteTest, WriterThatHasGoneCutsNothing) {
+  scratch_.write("file", "0123456789", 0644);
+  BlockToken token = tokenFor("/file", BlockToken::WRITE);
+  token.offset = 4;
+  TestClient client(port());
+  // So that the end comes along with the request.
+  const int on = 1;
+  ASSERT_EQ(setsockopt(client.socket(), IPPROTO_TCP, TCP_CORK, &on, sizeof on), 0);
+  client.ask(WRITE_BLOCK, writeRequest(headerFor(token)));
+  ASSERT_EQ(shutdown(client.socket(), SHUT_WR), 0);
+  EXPECT_TRUE(client.ended());
+  EXPECT_EQ(contentOf(file_), "0123456789");
+}
+
 TEST_F(WriteTest, AppendGoesOnWhereTheBlockEnds) {
   scratch_.write("file", "0123456789", 0644);
   BlockToken token = tokenFor("/file", BlockToken::WRITE);
@@ -209,12 +226,17 @@ TEST_F(WriteTest, EndOfABlockIsConfirmedAgain) {
   EXPECT_EQ(contentOf(file_), "text");
 }
 
-TEST_F(WriteTest, PipelinesAndTransfersAreRefused) {
+TEST_F(WriteTest, FurtherDataNodesOfAPipelineAreAcknowledgedFor) {
   TestClient client(port());
   wire::WriteBlock request = writeRequest(header());
   request.add_targets();
-  EXPECT_EQ(beginWrite(client, request),
-            "ERROR_UNSUPPORTED a pipeline of several DataNodes is not supported on zorf");
+  request.add_targets();
+  ASSERT_EQ(beginWrite(client, request), "SUCCESS ");
+  EXPECT_EQ(acknowledged(client, {0, 0, "text"}), "0 SUCCESS SUCCESS SUCCESS");
+  EXPECT_EQ(contentOf(file_), "text");
+}
+
+TEST_F(WriteTest, TransfersAreRefused) {
   for (const auto stage : {wire::WriteBlock::TRANSFER_RBW, wire::WriteBlock::TRANSFER_FINALIZED,
                            wire::WriteBlock::DATA_STREAMING, wire::WriteBlock::CLOSE}) {
     TestClient other(port());

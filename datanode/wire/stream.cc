@@ -41,6 +41,18 @@ const std::uint8_t* Stream::peek(std::size_t size) {
   return buffer_.data() + begin_;
 }
 
+bool Stream::waitUnless(int event) {
+  if (buffered() > 0) return true;
+  begin_ = 0;
+  end_ = receive(buffer_.data(), Buffer::CAPACITY, event);
+  return end_ > 0;
+}
+
+bool Stream::hasEnded() const {
+  char next;
+  return buffered() == 0 && recv(socket_, &next, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
 void Stream::read(std::span<std::uint8_t> to) {
   const std::size_t had = std::min(to.size(), buffered());
   std::copy_n(buffer_.data() + begin_, had, to.begin());
@@ -49,14 +61,14 @@ void Stream::read(std::span<std::uint8_t> to) {
   while (!to.empty()) to = to.subspan(receive(to.data(), to.size()));
 }
 
-std::size_t Stream::receive(std::uint8_t* to, std::size_t most) {
+std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event) {
   for (;;) {
     const ssize_t got = recv(socket_, to, most, 0);
     if (got > 0) return static_cast<std::size_t>(got);
     if (got == 0) throw PeerGone("closed by the other side");
     const int err = errno;
     if (wouldBlock(err)) {
-      await(POLLIN);
+      if (!await(POLLIN, event)) return 0;
     } else if (err != EINTR) {
       fail("receiving", err);
     }
@@ -124,15 +136,16 @@ void Stream::copyFile(int file, std::int64_t offset, std::size_t size) {
   }
 }
 
-void Stream::await(short events) {
+bool Stream::await(short events, int event) {
   for (;;) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
     if (left.count() <= 0) throw ConnectionEnd("too slow");
-    pollfd waited{socket_, events, 0};
+    // A negative descriptor is passed over.
+    pollfd waited[] = {{socket_, events, 0}, {event, POLLIN, 0}};
     const auto most = std::min<std::int64_t>(left.count(), 60'000);
     // Errors and hang-ups show at the call that follows.
-    const int ready = poll(&waited, 1, static_cast<int>(most));
-    if (ready > 0) return;
+    const int ready = poll(waited, 2, static_cast<int>(most));
+    if (ready > 0) return waited[0].revents != 0;
     if (ready < 0 && errno != EINTR) fail("waiting", errno);
   }
 }

@@ -51,6 +51,11 @@ class Stream {
   // The next `size` bytes, at most Buffer::CAPACITY, without taking them; valid until the next call
   // that receives.
   const std::uint8_t* peek(std::size_t size);
+  // Waits until there is something to peek at; false where the descriptor `event` is readable and
+  // nothing has come.
+  bool waitUnless(int event);
+  // Whether the other side ended the connection, and nothing is left to be taken.
+  bool hasEnded() const;
   // Takes what was peeked at.
   void consume(std::size_t size) { begin_ += size; }
   // The next bytes, past the buffer where they are many.
@@ -67,11 +72,14 @@ class Stream {
 
  private:
   using Clock = std::chrono::steady_clock;
+  static constexpr int NO_EVENT = -1;
 
   void copyFile(int file, std::int64_t offset, std::size_t size);
-  std::size_t receive(std::uint8_t* to, std::size_t most);
-  // Waits until the socket takes or has bytes, until the deadline.
-  void await(short events);
+  // Nothing received is 0, and only where there is an `event`.
+  std::size_t receive(std::uint8_t* to, std::size_t most, int event = NO_EVENT);
+  // Waits until the socket takes or has bytes, until the deadline; false where `event` is readable
+  // and the socket is not.
+  bool await(short events, int event = NO_EVENT);
 
   int socket_;
   Buffer& buffer_;
