@@ -31,6 +31,7 @@ import org.apache.hadoop.util.ToolRunner;
  * <pre>
  * # a heading
  * alice$ hdfs dfs -ls /           a command of Apache's client, as a user
+ * alice$ hdfs dfs -cat /a | wc    the same; what it prints goes to a command of this host
  * alice> blocks /file LENGTH      getFileBlockLocations of the Java API, as a user
  * root# COMMAND                   a command of this host
  * GET PATH                        a page of the service
@@ -75,11 +76,11 @@ final class Demo {
       throw new IllegalArgumentException(line);
     }
     if (parts.group(2).equals("#")) {
-      out.flush();
-      new ProcessBuilder("bash", "-c", parts.group(3)).inheritIO().start().waitFor();
+      start(parts.group(3), ProcessBuilder.Redirect.INHERIT).waitFor();
       return;
     }
-    List<String> words = words(parts.group(3));
+    String[] piped = parts.group(3).split(" \\| ", 2);
+    List<String> words = words(piped[0]);
     PrivilegedExceptionAction<Void> action =
         () -> {
           if (words.get(0).equals("blocks")) {
@@ -90,7 +91,24 @@ final class Demo {
           }
           return null;
         };
-    UserGroupInformation.createRemoteUser(parts.group(1)).doAs(action);
+    UserGroupInformation user = UserGroupInformation.createRemoteUser(parts.group(1));
+    if (piped.length == 1) {
+      user.doAs(action);
+      return;
+    }
+    Process reader = start(piped[1], ProcessBuilder.Redirect.PIPE);
+    try (PrintStream pipe = new PrintStream(reader.getOutputStream())) {
+      System.setOut(pipe);
+      user.doAs(action);
+    } finally {
+      System.setOut(out);
+    }
+    reader.waitFor();
+  }
+
+  private Process start(String command, ProcessBuilder.Redirect input) throws IOException {
+    out.flush();
+    return new ProcessBuilder("bash", "-c", command).inheritIO().redirectInput(input).start();
   }
 
   private Tool tool(String name) throws ReflectiveOperationException {
