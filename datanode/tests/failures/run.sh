@@ -13,7 +13,7 @@ if [[ $1 == recovery ]]; then
   own_mounts "$@" || skip "this needs root, and mounts of its own, for a small file system"
 fi
 scratch=$(mktemp -d)
-trap 'cd /; umount "$scratch/root" 2>/dev/null; rm -rf "$scratch"' EXIT
+trap 'cd /; umount "$scratch/root" 2>/dev/null || true; rm -rf "$scratch"' EXIT
 cd "$scratch"
 chmod 755 .
 mkdir root
