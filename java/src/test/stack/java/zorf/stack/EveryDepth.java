@@ -4,6 +4,7 @@ import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -235,7 +236,7 @@ public final class EveryDepth {
 
   private static String text(Object answer) {
     if (answer instanceof byte[]) {
-      return Arrays.toString((byte[]) answer);
+      return new String((byte[]) answer, StandardCharsets.ISO_8859_1);
     }
     if (answer instanceof int[]) {
       return Arrays.toString((int[]) answer);
