@@ -89,7 +89,8 @@ final class NameNode implements AutoCloseable {
   /** What answers the calls of clients, a subject each. */
   private List<?> answers(Options options, Keys keys) {
     Access access = new Access(root);
-    Ownership ownership = new Ownership(root, users);
+    Entrusted entrusted = new Entrusted(root, users);
+    Ownership ownership = new Ownership(root, entrusted);
     Statuses statuses = new Statuses(root);
     Leases leases = new Leases();
     Directories directories =
@@ -125,7 +126,7 @@ final class NameNode implements AutoCloseable {
         new Links(root, access, directories, ownership),
         new Renaming(root, access, leases),
         new Deletion(root, access),
-        new Properties(root, access, ownership, users, settings.replication()),
+        new Properties(root, access, ownership, entrusted, settings.replication()),
         new Acls(root, access),
         new Attributes(root, access, settings.maxAttributes(), settings.maxAttributeSize()),
         new ServerAnswers(root, topology, settings.defaults()));

@@ -1,12 +1,10 @@
 package zorf.namenode;
 
 import java.io.IOException;
-import java.nio.file.DirectoryStream;
 import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
-import java.nio.file.SecureDirectoryStream;
 import java.nio.file.attribute.PosixFileAttributeView;
 import java.nio.file.attribute.UserPrincipalLookupService;
 import java.nio.file.attribute.UserPrincipalNotFoundException;
@@ -24,11 +22,11 @@ final class Ownership {
   static final long SAME = -1;
 
   private final Root root;
-  private final Users users;
+  private final Entrusted entrusted;
 
-  Ownership(Root root, Users users) {
+  Ownership(Root root, Entrusted entrusted) {
     this.root = root;
-    this.users = users;
+    this.entrusted = entrusted;
   }
 
   /** Gives a file that the calling thread has just made to whom it belongs. */
@@ -64,19 +62,19 @@ final class Ownership {
   /** Changes owner and group: as the user if the kernel lets it, else as the superuser. */
   void give(Entry entry, long uid, long gid) throws IOException {
     Path file = root.localPath(entry.path());
-    if (uid == SAME && Identity.ofThread().groups().contains(gid)) {
+    Identity identity = Identity.ofThread();
+    boolean superuser = Caller.current().superuser();
+    if (uid == SAME && identity.groups().contains(gid)) {
       Files.setAttribute(file, "unix:gid", (int) gid, LinkOption.NOFOLLOW_LINKS);
-      return;
+    } else if (!superuser && entry.uid() != identity.uid()) {
+      LOG.debug("{} is somebody else's by now", entry.path());
+    } else if (entry.isFile() || entry.isDirectory()) {
+      entrusted.change(file, entry, view -> change(view, uid, gid));
+    } else if (superuser) {
+      changeUnopened(file, uid, gid);
+    } else {
+      LOG.debug("{} keeps its group: it can't be opened to change it", entry.path());
     }
-    users.asSuperuser(
-        () -> {
-          if (entry.isFile() || entry.isDirectory()) {
-            change(file, uid, gid);
-          } else {
-            changeUnopened(file, uid, gid);
-          }
-          return null;
-        });
   }
 
   private static void changeUnopened(Path file, long uid, long gid) throws IOException {
@@ -85,21 +83,6 @@ final class Ownership {
     }
     if (uid != SAME) {
       Files.setAttribute(file, "unix:uid", (int) uid, LinkOption.NOFOLLOW_LINKS);
-    }
-  }
-
-  /** It opens the file. The superuser's hand is not to be led elsewhere by a link that somebody makes meanwhile. */
-  private void change(Path file, long uid, long gid) throws IOException {
-    if (file.equals(root.directory())) {
-      change(Files.getFileAttributeView(file, PosixFileAttributeView.class), uid, gid);
-      return;
-    }
-    try (DirectoryStream<Path> parent = Files.newDirectoryStream(file.getParent())) {
-      SecureDirectoryStream<Path> secure = (SecureDirectoryStream<Path>) parent;
-      PosixFileAttributeView view =
-          secure.getFileAttributeView(
-              file.getFileName(), PosixFileAttributeView.class, LinkOption.NOFOLLOW_LINKS);
-      change(view, uid, gid);
     }
   }
 

@@ -19,19 +19,19 @@ final class Properties {
   private final Root root;
   private final Access access;
   private final Ownership ownership;
-  private final Users users;
+  private final Entrusted entrusted;
   private final ReplicationLimits replicationLimits;
 
   Properties(
       Root root,
       Access access,
       Ownership ownership,
-      Users users,
+      Entrusted entrusted,
       ReplicationLimits replicationLimits) {
     this.root = root;
     this.access = access;
     this.ownership = ownership;
-    this.users = users;
+    this.entrusted = entrusted;
     this.replicationLimits = replicationLimits;
   }
 
@@ -120,11 +120,9 @@ final class Properties {
             }
             // HDFS lets everybody who may write, the kernel the owner.
             access.check(src, Access.Need.WRITE);
-            users.asSuperuser(
-                () -> {
-                  setTimes(file, mtime, atime);
-                  return null;
-                });
+            access.require(Identity.ofThread(), entry, FsAction.WRITE);
+            entrusted.change(
+                file, entry, view -> view.setTimes(time(mtime), time(atime), null));
           }
           return null;
         });

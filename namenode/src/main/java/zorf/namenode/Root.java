@@ -207,6 +207,12 @@ final class Root {
     }
   }
 
+  /** {@return whether it is the file that was found before} */
+  boolean isSame(BasicFileAttributes attributes, Entry entry) {
+    String inode = ",ino=" + entry.inode() + ")";
+    return device(attributes).equals(deviceText) && attributes.fileKey().toString().endsWith(inode);
+  }
+
   /** A file's key is "(dev=DEVICE,ino=INODE)". */
   private static String device(BasicFileAttributes attributes) {
     String key = attributes.fileKey().toString();
