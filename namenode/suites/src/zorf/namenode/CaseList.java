@@ -68,6 +68,11 @@ final class CaseList {
     }
   }
 
+  /** Takes the cases of another list from there. */
+  void except(CaseList exceptions) {
+    exceptions.suites.forEach((suite, cases) -> suites.get(suite).putAll(cases));
+  }
+
   void write(Path file) throws IOException {
     List<String> lines = new ArrayList<>(head);
     suites.forEach(
