@@ -81,7 +81,7 @@ final class ServerAnswers {
 
   @ActsAs(value = ActsAs.Who.SERVICE, paths = {})
   boolean setSafeMode(SafeModeAction action, boolean isChecked) {
-    if (action != SafeModeAction.SAFEMODE_GET) {
+    if (action != SafeModeAction.SAFEMODE_GET && action != SafeModeAction.SAFEMODE_LEAVE) {
       throw new UnsupportedOperationException("safe mode is not supported on zorf");
     }
     return false;

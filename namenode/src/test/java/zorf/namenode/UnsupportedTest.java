@@ -55,6 +55,7 @@ class UnsupportedTest {
   @Test
   void safeModeIsOff() throws Exception {
     assertFalse(nameNode.setSafeMode(SafeModeAction.SAFEMODE_GET, false));
+    assertFalse(nameNode.setSafeMode(SafeModeAction.SAFEMODE_LEAVE, false));
   }
 
   /** One that is added, or lost by a slip in a name, shows here. */
