@@ -1,9 +1,13 @@
 package zorf.namenode;
 
+import java.util.ArrayList;
 import java.util.HashMap;
+import java.util.List;
 import java.util.Map;
+import java.util.NavigableMap;
 import java.util.Optional;
 import java.util.Set;
+import java.util.TreeMap;
 import java.util.concurrent.TimeUnit;
 import java.util.stream.Collectors;
 
@@ -42,9 +46,13 @@ final class Leases {
    */
   record Block(long id, long offset) {}
 
+  private static final char AFTER_SLASH = '/' + 1;
+
   private static final long SWEEP_NANOS = TimeUnit.MINUTES.toNanos(1);
 
   private final Map<Long, Lease> byInode = new HashMap<>();
+  /** The same files by their paths, so that a renaming need not look at all of them. */
+  private final NavigableMap<String, Long> byPath = new TreeMap<>();
   /** When each holder was heard last. */
   private final Map<String, Long> heard = new HashMap<>();
   private long swept = System.nanoTime();
@@ -62,19 +70,29 @@ final class Leases {
     }
     Caller caller = Caller.current();
     heard.put(holder, now);
-    byInode.put(file.inode(), new Lease(holder, caller.user(), caller.host(), file.path(), null));
+    put(file.inode(), new Lease(holder, caller.user(), caller.host(), file.path(), null));
   }
 
   /** Forgets clients that are gone for good, with what they were writing. */
   private void sweep() {
     byInode.values().removeIf(lease -> silence(lease) > HARD_NANOS);
+    byPath.values().retainAll(byInode.keySet());
     Set<String> holders =
         byInode.values().stream().map(Lease::holder).collect(Collectors.toSet());
     heard.keySet().retainAll(holders);
   }
 
+  private void put(long inode, Lease lease) {
+    end(inode);
+    byInode.put(inode, lease);
+    byPath.put(lease.path(), inode);
+  }
+
   synchronized void end(long inode) {
-    byInode.remove(inode);
+    Lease lease = byInode.remove(inode);
+    if (lease != null) {
+      byPath.remove(lease.path(), inode);
+    }
   }
 
   synchronized void renew(String holder) {
@@ -85,7 +103,7 @@ final class Leases {
   synchronized Optional<Lease> of(long inode) {
     Lease lease = byInode.get(inode);
     if (lease != null && silence(lease) > HARD_NANOS) {
-      byInode.remove(inode);
+      end(inode);
       lease = null;
     }
     return Optional.ofNullable(lease);
@@ -97,11 +115,14 @@ final class Leases {
 
   /** A file or a directory has been renamed; both paths are without links. */
   synchronized void moved(String from, String to) {
-    byInode.replaceAll(
-        (inode, lease) ->
-            lease.path().equals(from) || Paths.isBelow(lease.path(), from)
-                ? lease.at(to + lease.path().substring(from.length()))
-                : lease);
+    List<Long> files = new ArrayList<>(byPath.subMap(from + "/", from + AFTER_SLASH).values());
+    if (byPath.containsKey(from)) {
+      files.add(byPath.get(from));
+    }
+    for (long inode : files) {
+      Lease lease = byInode.get(inode);
+      put(inode, lease.at(to + lease.path().substring(from.length())));
+    }
   }
 
   /** A block of the file has been handed out to its writer. */
