@@ -125,6 +125,9 @@ class StatusTest extends FilesFixture {
     assertFalse(with.hasAcl());
     files.modifyAcl(big, files.parseAcl("user:daemon:r"));
     assertTrue(files.locatedStatus(big, false).hasAcl());
+    LocatedFileStatus unasked = files.locatedLinkStatus(big, false, false);
+    assertFalse(unasked.hasAcl());
+    assertEquals(without.locations().get().toString(), unasked.locations().get().toString());
     assertFalse(files.locatedStatus(directory.toString(), true).locations().isPresent());
     assertEquals(Files.getAttribute(Paths.get(big), "unix:dev"), with.device());
     Path link = Files.createSymbolicLink(directory.resolve("big-link"), Paths.get(big));

@@ -132,7 +132,7 @@ public final class ZorfFiles {
    * @throws IOException if it can't be had
    */
   public LocatedFileStatus locatedStatus(String path, boolean locations) throws IOException {
-    return located(path, true, locations);
+    return located(path, true, locations, true);
   }
 
   /**
@@ -144,17 +144,31 @@ public final class ZorfFiles {
    * @throws IOException if it can't be had
    */
   public LocatedFileStatus locatedLinkStatus(String path, boolean locations) throws IOException {
-    return located(path, false, locations);
+    return located(path, false, locations, true);
   }
 
-  private LocatedFileStatus located(String path, boolean followLink, boolean locations)
+  /**
+   * As {@link #locatedLinkStatus(String, boolean)}; whether the file has an ACL costs two system calls.
+   *
+   * @param path the path
+   * @param locations whether to ask for locations; the calling thread must be able to read the file
+   * @param acl whether to ask for an ACL
+   * @return the located status, which has no ACL if that was not asked for
+   * @throws IOException if it can't be had
+   */
+  public LocatedFileStatus locatedLinkStatus(String path, boolean locations, boolean acl)
       throws IOException {
+    return located(path, false, locations, acl);
+  }
+
+  private LocatedFileStatus located(
+      String path, boolean followLink, boolean locations, boolean acl) throws IOException {
     byte[] bytes =
         Failures.calling(
             "getLocatedFileStatusNative",
             path,
-            () -> ZORFNative.getLocatedFileStatusNative(path, followLink, locations, true));
-    return LocatedFileStatus.decode(layout, bytes, true);
+            () -> ZORFNative.getLocatedFileStatusNative(path, followLink, locations, acl));
+    return LocatedFileStatus.decode(layout, bytes, acl);
   }
 
   /**
