@@ -5,6 +5,7 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Objects;
 import java.util.Optional;
 import org.apache.hadoop.hdfs.protocol.DirectoryListing;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
@@ -12,10 +13,14 @@ import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
 
 /** Answers what is in a directory, a page at a time, in the order of the names' bytes. */
 final class Listing {
+  /** Entries that are worth another thread. */
+  private static final int PIECE = 50;
+
   private final Root root;
   private final Access access;
   private final Statuses statuses;
   private final Blocks blocks;
+  private final Helpers helpers;
   private final DirectoryNames names;
   private final int limit;
 
@@ -24,11 +29,13 @@ final class Listing {
    *
    * @param limit of entries in a page
    */
-  Listing(Root root, Access access, Statuses statuses, Blocks blocks, int limit) {
+  Listing(
+      Root root, Access access, Statuses statuses, Blocks blocks, Helpers helpers, int limit) {
     this.root = root;
     this.access = access;
     this.statuses = statuses;
     this.blocks = blocks;
+    this.helpers = helpers;
     this.limit = limit;
     names = new DirectoryNames(root);
   }
@@ -58,15 +65,40 @@ final class Listing {
     List<byte[]> all = names.of(entry, startAfter.length > 0);
     int next = firstAfter(all, startAfter);
     List<HdfsFileStatus> page = new ArrayList<>(Math.min(limit, all.size() - next));
-    for (; next < all.size() && page.size() < limit; next++) {
-      byte[] name = all.get(next);
-      String path = Paths.child(src, new String(name, StandardCharsets.UTF_8));
-      Optional<Entry> child = root.findListed(path);
-      if (child.isPresent()) { // else it has vanished since the directory was read
-        page.add(status(child.get(), name, needLocation));
-      }
+    while (next < all.size() && page.size() < limit) {
+      int end = Math.min(all.size(), next + limit - page.size());
+      page.addAll(statuses(src, all.subList(next, end), needLocation));
+      next = end;
     }
     return new DirectoryListing(page.toArray(new HdfsFileStatus[0]), all.size() - next);
+  }
+
+  /** Those of these names that have not vanished since the directory was read. */
+  private List<HdfsFileStatus> statuses(
+      String directory, List<byte[]> wanted, boolean needLocation) throws IOException {
+    HdfsFileStatus[] found = new HdfsFileStatus[wanted.size()];
+    Helpers.Team team = helpers.team();
+    team.complete(
+        () -> {
+          for (int start = 0; start < found.length; start += PIECE) {
+            int first = start;
+            int end = Math.min(start + PIECE, found.length);
+            team.run(
+                () -> {
+                  for (int i = first; i < end; i++) {
+                    found[i] = status(directory, wanted.get(i), needLocation);
+                  }
+                });
+          }
+        });
+    return Arrays.stream(found).filter(Objects::nonNull).toList();
+  }
+
+  private HdfsFileStatus status(String directory, byte[] name, boolean needLocation)
+      throws IOException {
+    String path = Paths.child(directory, new String(name, StandardCharsets.UTF_8));
+    Optional<Entry> child = root.findListed(path);
+    return child.isPresent() ? status(child.get(), name, needLocation) : null;
   }
 
   private static int firstAfter(List<byte[]> names, byte[] name) {

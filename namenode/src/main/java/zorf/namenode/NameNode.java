@@ -26,6 +26,7 @@ final class NameNode implements AutoCloseable {
   private final Root root;
   private final Topology topology;
   private final Users users;
+  private final Helpers helpers;
   private final ClientProtocol client;
   private final RpcService service;
 
@@ -49,6 +50,7 @@ final class NameNode implements AutoCloseable {
         new Root(directory, ZorfFiles.cachingNames(NAMES_KEPT, MAX_NAMES), options.blockSize());
     UserGroupInformation.setConfiguration(configuration);
     users = new Users(threads(), settings);
+    helpers = new Helpers(users, Runtime.getRuntime().availableProcessors());
     Errors errors = new Errors(root);
     AdminAnswers admin = new AdminAnswers(root, settings.pool());
     CallObserver observer = new AuditLog(configuration, root.files(), directory);
@@ -109,8 +111,8 @@ final class NameNode implements AutoCloseable {
             settings.pool());
     return List.of(
         new StatusAnswers(root, access, statuses, blocks, leases),
-        new Listing(root, access, statuses, blocks, settings.listLimit()),
-        new Summary(root, access),
+        new Listing(root, access, statuses, blocks, helpers, settings.listLimit()),
+        new Summary(root, access, helpers),
         blocks,
         directories,
         new Creation(
@@ -178,6 +180,7 @@ final class NameNode implements AutoCloseable {
   @Override
   public void close() {
     service.close();
+    helpers.close();
     users.close();
   }
 }

@@ -142,8 +142,17 @@ final class Root {
 
   /** {@return what a path names: a link that is in the way is followed, one at its end is not} */
   Optional<Entry> findLink(String path) throws IOException {
+    return findOwn(path, true);
+  }
+
+  /** {@return what {@link #findLink} finds, but not whether it has an ACL, which costs two calls} */
+  Optional<Entry> findSize(String path) throws IOException {
+    return findOwn(path, false);
+  }
+
+  private Optional<Entry> findOwn(String path, boolean acl) throws IOException {
     try {
-      Entry entry = own(path);
+      Entry entry = own(path, acl);
       if (entry.device() == device && (path.length() == 1 || isWithin(Paths.parent(path)))) {
         return Optional.of(entry);
       }
@@ -229,9 +238,9 @@ final class Root {
         : byAttributes(path, Files.readAttributes(localPath(path), "unix:*"));
   }
 
-  private Entry own(String path) throws IOException {
+  private Entry own(String path, boolean acl) throws IOException {
     return Paths.isForNatives(path)
-        ? byStatus(path, files.locatedLinkStatus(local(path), false))
+        ? byStatus(path, files.locatedLinkStatus(local(path), false, acl))
         : byAttributes(
             path, Files.readAttributes(localPath(path), "unix:*", LinkOption.NOFOLLOW_LINKS));
   }

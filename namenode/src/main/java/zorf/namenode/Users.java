@@ -2,6 +2,7 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.net.InetAddress;
+import java.util.concurrent.atomic.AtomicInteger;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreadCounts;
 import org.apache.hadoop.hdfs.server.namenode.zorf.UserThreads;
 import org.apache.hadoop.ipc.RetriableException;
@@ -13,6 +14,7 @@ final class Users implements AutoCloseable {
   private final UserThreads threads;
   private final Settings settings;
   private final Newcomers newcomers;
+  private final AtomicInteger running = new AtomicInteger();
 
   /**
    * Takes threads that act as users.
@@ -56,20 +58,31 @@ final class Users implements AutoCloseable {
 
   /** Runs what changes nothing; a caller whom the host does not know is {@code nobody}. */
   Object read(Caller caller, Caller.Work work) throws Exception {
+    running.incrementAndGet();
     try {
       return threads.<Object, Exception>read(identity(caller), () -> caller.during(work));
     } catch (InterruptedException e) {
       throw stopped();
+    } finally {
+      running.decrementAndGet();
     }
   }
 
   /** Runs what changes something. */
   Object change(Caller caller, Caller.Work work) throws Exception {
+    running.incrementAndGet();
     try {
       return threads.<Object, Exception>call(identity(caller), () -> caller.during(work));
     } catch (InterruptedException e) {
       throw stopped();
+    } finally {
+      running.decrementAndGet();
     }
+  }
+
+  /** {@return how many calls there are that run, or wait for a thread} */
+  int running() {
+    return running.get();
   }
 
   /**

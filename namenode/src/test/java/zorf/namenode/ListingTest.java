@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
 import org.apache.hadoop.fs.ContentSummary;
@@ -12,6 +13,7 @@ import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.protocol.DirectoryListing;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
+import org.apache.hadoop.security.AccessControlException;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -110,6 +112,38 @@ class ListingTest {
         java.io.FileNotFoundException.class,
         "File does not exist: /none",
         () -> nameNode.getContentSummary("/none"));
+  }
+
+  @Test
+  void aSummaryOfManyDirectoriesIsWhole() throws Exception {
+    for (int d = 0; d < 30; d++) {
+      Path directory = Files.createDirectories(served.root().resolve("t/" + d % 3 + "/" + d));
+      for (int f = 0; f < 250; f++) {
+        Files.writeString(directory.resolve("f" + f), "ab");
+      }
+    }
+    for (int i = 0; i < 5; i++) {
+      ContentSummary summary = nameNode.getContentSummary("/t");
+      assertEquals(
+          "34 directories, 7500 files, 15000 bytes",
+          summary.getDirectoryCount()
+              + " directories, " + summary.getFileCount()
+              + " files, " + summary.getLength()
+              + " bytes");
+    }
+  }
+
+  @Test
+  void aSummaryIsRefusedForOneClosedDirectoryAmongMany() throws Exception {
+    for (int d = 0; d < 200; d++) {
+      Files.createDirectories(served.root().resolve("t/" + d));
+    }
+    Files.setPosixFilePermissions(
+        served.root().resolve("t/77"), PosixFilePermissions.fromString("rwx------"));
+    Refused.with(
+        AccessControlException.class,
+        "Permission denied: user=daemon, access=READ_EXECUTE, inode=\"/t/77\":root:root:drwx------",
+        () -> nameNode.getContentSummary("/t"));
   }
 
   @Test
