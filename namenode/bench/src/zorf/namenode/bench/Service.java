@@ -91,10 +91,6 @@ final class Service implements AutoCloseable {
     }
   }
 
-  long pid() {
-    return process.pid();
-  }
-
   URI uri() {
     return uri;
   }
