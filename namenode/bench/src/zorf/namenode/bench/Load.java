@@ -118,6 +118,9 @@ final class Load {
       throw new IllegalStateException("a client failed", failure);
     }
     long[] times = threads.stream().flatMapToLong(t -> Arrays.stream(t.times, 0, t.calls)).toArray();
+    if (times.length == 0) {
+      throw new IllegalStateException("no call began and ended in " + seconds + " s");
+    }
     Arrays.sort(times);
     return new Result(
         times.length / took,
