@@ -147,6 +147,11 @@ final class NameNode implements AutoCloseable {
     return users.threadCounts();
   }
 
+  /** {@return how many calls were told to come again, because others wait for the name service} */
+  long refusedNewcomers() {
+    return users.refusedNewcomers();
+  }
+
   /** {@return what answers clients, without a connection to it} */
   ClientProtocol client() {
     return client;

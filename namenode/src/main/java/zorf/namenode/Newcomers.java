@@ -5,6 +5,7 @@ import java.util.Map;
 import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicInteger;
+import java.util.concurrent.atomic.AtomicLong;
 import org.apache.hadoop.ipc.RetriableException;
 
 /**
@@ -56,6 +57,7 @@ final class Newcomers {
   private final Map<String, Served> served = new ConcurrentHashMap<>();
   private final Map<String, Count> users = new HashMap<>();
   private final Count all = new Count();
+  private final AtomicLong refused = new AtomicLong();
 
   /**
    * Takes a limit.
@@ -121,6 +123,11 @@ final class Newcomers {
     }
   }
 
+  /** {@return how many calls were not let in} */
+  long refused() {
+    return refused.get();
+  }
+
   private boolean isKnown(String user) {
     Served calls = served.get(user);
     return calls != null && calls.isKnown();
@@ -144,6 +151,7 @@ final class Newcomers {
       long now = System.nanoTime();
       long left = Math.min(deadline, (ownFull ? own : all).fullSince + PATIENCE_NANOS) - now;
       if (left <= 0) {
+        refused.incrementAndGet();
         throw new RetriableException(
             "the name service takes its time: "
                 + own.calls

@@ -68,7 +68,8 @@ final class ServiceMetrics implements AutoCloseable {
 
   /** Adds what a service counts. */
   void watch(NameNode nameNode) {
-    MetricsSource threads = (to, all) -> collect(nameNode.threadCounts(), to);
+    MetricsSource threads =
+        (to, all) -> collect(nameNode.threadCounts(), nameNode.refusedNewcomers(), to);
     system.register(THREADS, "Threads that act as users", threads);
     MetricsSource root = (to, all) -> collect(nameNode, to);
     system.register(ROOT, "The file system that is served", root);
@@ -86,7 +87,8 @@ final class ServiceMetrics implements AutoCloseable {
             nameNode.locationsLeftOut());
   }
 
-  private static void collect(UserThreadCounts counts, MetricsCollector collector) {
+  private static void collect(
+      UserThreadCounts counts, long refusedNewcomers, MetricsCollector collector) {
     collector
         .addRecord(THREADS)
         .setContext("zorf")
@@ -108,7 +110,10 @@ final class ServiceMetrics implements AutoCloseable {
             Interns.info("RefusedNoIdentity", "No thread could become the user"),
             counts.refused(Reason.REFUSED))
         .addCounter(
-            Interns.info("RefusedBusy", "No thread was free in time"), counts.refused(Reason.BUSY));
+            Interns.info("RefusedBusy", "No thread was free in time"), counts.refused(Reason.BUSY))
+        .addCounter(
+            Interns.info("RefusedNewcomers", "Others wait for the name service"),
+            refusedNewcomers);
   }
 
   @Override

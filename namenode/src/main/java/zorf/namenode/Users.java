@@ -124,6 +124,11 @@ final class Users implements AutoCloseable {
     return new RetriableException("the NameNode is being stopped");
   }
 
+  /** {@return how many calls were told to come again, because others wait for the name service} */
+  long refusedNewcomers() {
+    return newcomers.refused();
+  }
+
   /** {@return how busy the threads are} */
   UserThreadCounts threadCounts() {
     return threads.counts();

@@ -83,6 +83,7 @@ class MetricsTest {
     awaitNumber(1, "UserThreads", "Threads");
     awaitNumber(1, "UserThreads", "Users");
     awaitNumber(0, "UserThreads", "RefusedBusy");
+    awaitNumber(0, "UserThreads", "RefusedNewcomers");
     awaitNumber(1, "Natives", "GetUserNumOps");
     awaitNumber(1, "Root", "Mounted");
     awaitNumber(0, "Root", "LocationsLeftOut");

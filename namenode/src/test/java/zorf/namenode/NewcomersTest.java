@@ -38,6 +38,7 @@ class NewcomersTest {
     waited = TimeUnit.NANOSECONDS.toMillis(System.nanoTime() - start);
     assertTrue(waited < 1000, waited + " ms");
     newcomers.enter("b");
+    assertEquals(2, newcomers.refused());
   }
 
   @Test
