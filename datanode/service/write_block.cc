@@ -81,7 +81,8 @@ class BlockWriter {
         mayComeAgain_(request.stage() == Stage::SETUP_CREATE ||
                       request.stage() == Stage::SETUP_APPEND) {}
 
-  // Until the last packet. Each is acknowledged when it is in the file.
+  // Until the last packet. Each is acknowledged when it is in the file, those that came together in
+  // one answer: it is sent before the next bytes are received, or anything else takes its time.
   void run() {
     for (bool last = false; !last;) {
       stream_.allow(service_.packetTime);
@@ -95,6 +96,7 @@ class BlockWriter {
       mayComeAgain_ = true;
       last = packet.last;
     }
+    stream_.flush();
   }
 
  private:
@@ -133,6 +135,7 @@ class BlockWriter {
     service_.metrics.bytesWritten += packet.dataLength;
     if (packet.sync) {
       ++service_.metrics.syncs;
+      stream_.flush();
       if (fdatasync(file_) != 0) {
         return failed("fdatasync", errno);
       }
@@ -172,7 +175,7 @@ class BlockWriter {
     wire::PipelineAck ack;
     ack.set_seqno(seqno);
     for (int i = 0; i < replies; ++i) ack.add_reply(status);
-    writeMessage(stream_, ack);
+    writeMessageSoon(stream_, ack);
   }
 
   Service& service_;

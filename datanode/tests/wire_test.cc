@@ -223,6 +223,23 @@ TEST(StreamTest, BytesComeInPiecesAndInOrder) {
   EXPECT_EQ(stream.buffered(), 0U);
 }
 
+TEST(StreamTest, SmallAnswersGoTogetherBeforeAnythingIsWaitedFor) {
+  Pair pair;
+  Stream stream = pair.stream();
+  pair.say("question");
+  stream.peek(1);
+  stream.writeSoon(bytesOf("a"));
+  stream.writeSoon(bytesOf("b"));
+  stream.peek(8);  // there already
+  EXPECT_EQ(pair.heard(), "");
+  stream.write(bytesOf("c"));
+  EXPECT_EQ(pair.heard(), "abc");
+  stream.writeSoon(bytesOf("d"));
+  stream.allow(std::chrono::milliseconds(10));
+  EXPECT_EQ(endOf([&] { stream.peek(9); }), "too slow");
+  EXPECT_EQ(pair.heard(), "d");
+}
+
 TEST(StreamTest, SilenceEndsItAtTheDeadline) {
   Pair pair;
   Stream stream = pair.stream();

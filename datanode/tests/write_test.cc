@@ -37,6 +37,24 @@ TEST_F(WriteTest, PacketsAreInTheFileWhenTheyAreAcknowledged) {
   EXPECT_EQ(service().metrics.bytesWritten, 200'000U);
 }
 
+TEST_F(WriteTest, PacketsThatComeTogetherAreAcknowledgedOneByOne) {
+  const std::string bytes = someBytes(3'000);
+  TestClient client(port());
+  ASSERT_EQ(beginWrite(client, writeRequest(header())), "SUCCESS ");
+  for (std::int64_t i = 0; i < 3; ++i) {
+    const auto at = static_cast<std::size_t>(i) * 1'000;
+    client.sendPacket({i, i * 1'000, bytes.substr(at, 1'000), false, i == 1}, checksum_);
+  }
+  for (const char* const seqno : {"0", "1", "2"}) {
+    EXPECT_EQ(client.acknowledgement(), std::string(seqno) + " SUCCESS");
+  }
+  EXPECT_EQ(contentOf(file_), bytes);
+  client.sendPacket({3, 3'000, bytes.substr(0, 100)}, checksum_);
+  client.sendPacket({4, 3'100, bytes.substr(0, 100), false, false, true}, checksum_);
+  EXPECT_EQ(client.acknowledgement(), "3 SUCCESS");
+  EXPECT_EQ(client.acknowledgement(), "4 ERROR_CHECKSUM");
+}
+
 TEST_F(WriteTest, PacketLargerThanTheBufferIsTakenInPieces) {
   BlockToken token = tokenFor("/file", BlockToken::WRITE);
   token.length = 8 << 20;

@@ -43,12 +43,17 @@ void readMessage(Stream& in, google::protobuf::MessageLite& message) {
 }
 
 void writeMessage(Stream& out, const google::protobuf::MessageLite& message) {
+  writeMessageSoon(out, message);
+  out.flush();
+}
+
+void writeMessageSoon(Stream& out, const google::protobuf::MessageLite& message) {
   std::string bytes;
   auto size = message.ByteSizeLong();
   for (; size >= 0x80; size >>= 7) bytes.push_back(static_cast<char>(size | 0x80));
   bytes.push_back(static_cast<char>(size));
   message.AppendToString(&bytes);
-  out.write({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+  out.writeSoon({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
 OperationStart readOperationStart(Stream& in) {

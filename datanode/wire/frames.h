@@ -20,6 +20,8 @@ constexpr std::size_t LONGEST_PACKET = 16'777'216;
 // A message after its length as a varint. Bounded before anything is allocated for it.
 void readMessage(Stream& in, google::protobuf::MessageLite& message);
 void writeMessage(Stream& out, const google::protobuf::MessageLite& message);
+// As Stream::writeSoon().
+void writeMessageSoon(Stream& out, const google::protobuf::MessageLite& message);
 
 // Version and code in front of an operation's message.
 struct OperationStart {

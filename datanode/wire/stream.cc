@@ -62,6 +62,7 @@ void Stream::read(std::span<std::uint8_t> to) {
 }
 
 std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event) {
+  flush();
   for (;;) {
     const ssize_t got = recv(socket_, to, most, 0);
     if (got > 0) return static_cast<std::size_t>(got);
@@ -75,10 +76,23 @@ std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event) {
   }
 }
 
+void Stream::writeSoon(std::span<const std::uint8_t> bytes) {
+  soon_.insert(soon_.end(), bytes.begin(), bytes.end());
+}
+
+void Stream::flush() {
+  send(soon_, 0);
+  soon_.clear();
+}
+
 void Stream::write(std::span<const std::uint8_t> bytes, bool moreFollows) {
+  flush();
+  send(bytes, moreFollows ? MSG_MORE : 0);
+}
+
+void Stream::send(std::span<const std::uint8_t> bytes, int flags) {
   while (!bytes.empty()) {
-    const ssize_t sent =
-        send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | (moreFollows ? MSG_MORE : 0));
+    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | flags);
     if (sent >= 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(sent));
       continue;
@@ -93,6 +107,7 @@ void Stream::write(std::span<const std::uint8_t> bytes, bool moreFollows) {
 }
 
 void Stream::finish() {
+  flush();
   shutdown(socket_, SHUT_WR);
   begin_ = end_ = 0;
   try {

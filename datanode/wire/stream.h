@@ -9,6 +9,7 @@
 #include <memory>
 #include <span>
 #include <stdexcept>
+#include <vector>
 
 namespace datanode {
 
@@ -63,6 +64,11 @@ class Stream {
 
   // Everything, or ConnectionEnd.
   void write(std::span<const std::uint8_t> bytes, bool moreFollows = false);
+  // Goes along with what is written next, or before anything is waited for: a few small answers
+  // cost the other side no more than one does.
+  void writeSoon(std::span<const std::uint8_t> bytes);
+  // What writeSoon() left.
+  void flush();
   // Says that nothing follows, and takes and drops what still comes, so that what was written is
   // not lost in a connection that is reset. Until the deadline.
   void finish();
@@ -74,6 +80,7 @@ class Stream {
   using Clock = std::chrono::steady_clock;
   static constexpr int NO_EVENT = -1;
 
+  void send(std::span<const std::uint8_t> bytes, int flags);
   void copyFile(int file, std::int64_t offset, std::size_t size);
   // Nothing received is 0, and only where there is an `event`.
   std::size_t receive(std::uint8_t* to, std::size_t most, int event = NO_EVENT);
@@ -85,6 +92,7 @@ class Stream {
   Buffer& buffer_;
   std::size_t begin_ = 0;  // of what is buffered
   std::size_t end_ = 0;
+  std::vector<std::uint8_t> soon_;  // written, but not sent
   Clock::time_point deadline_ = Clock::now();
 };
 
