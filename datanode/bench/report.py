@@ -4,6 +4,8 @@ import statistics
 GB = 1e9
 PLACES = {"tmpfs": "tmpfs", "page cache": "a disk's page cache"}
 OURS, THEIRS = "zorf", "apache"
+# What is compared in all, of files large and small.
+PARTS = (("read", ("read", "pread", "get", "-cat")), ("write", ("write", "put", "-put")))
 NAMES = {OURS: "`zorf-datanode`", THEIRS: "Apache's"}
 
 
@@ -98,10 +100,10 @@ def targets(result):
     def present(rows, parts):
         return [part for part in parts if rows.keys(part)]
 
-    for what, parts in (("read", ("read", "pread", "-cat")), ("write", ("write", "-put"))):
+    for what, parts in PARTS:
         add(f"{what}s, speed by Apache's", "≥ 1",
             both(lambda rows: rows.ratios(present(rows, parts), rows.speed)), lambda x: x >= 1, min)
-    for what, parts in (("read", ("read", "pread", "-cat")), ("write", ("write", "-put"))):
+    for what, parts in PARTS:
         add(f"{what}s, processor time of the DataNode by Apache's", "≤ 0.5",
             both(lambda rows: rows.ratios(present(rows, parts), rows.cpu)), lambda x: x <= 0.5, max)
     add("memory of the DataNode by Apache's", "≤ 0.1",
@@ -163,9 +165,9 @@ Resident, after the start and at most:
 
 Services, clients and sockets share one machine and its loopback device: all of them want the same
 processors, and what one side saves makes the other one faster. GB are 10⁹ bytes. Times of the processor
-are those of the process, in the kernel too. Of Apache's pair, NameNode and DataNode are virtual machines of their own
-with `-Xmx1000m`, replication is 1 and short-circuit reads are off. Neither has Hadoop's native library,
-which Maven's jars come without.
+are those of the process, in the kernel too. Of Apache's pair, NameNode and DataNode are virtual machines of
+their own with `-Xmx1000m`, replication is 1 and short-circuit reads are off. Neither service nor client has
+Hadoop's native library, which Maven's jars come without.
 
 - **write**, **read**: Apache's client in one virtual machine, which takes the services in turn and has
   warmed up with both; the file is as long for many streams as for one, a part of it for each. Reads verify
@@ -175,6 +177,11 @@ which Maven's jars come without.
   ([below](#the-socket): from memory, with neither files nor checksums).
 - Clients ask again after 2 ms, and not 400, whether a file is complete: Apache's NameNode may hear of it from
   the client before it does from the DataNode.
+- **put**, **get**: small files, the NameNode's part included.
 - On a disk the files fit into memory and are read from there.
+- Apache's DataNode has the checksums of its blocks in files beside them and sends both from the page cache
+  to the socket, untouched. There are none on zorf: `zorf-datanode` reads the data, computes their checksums,
+  and sends a copy, so that data which somebody changes meanwhile never disagree with them. What the
+  [socket](#the-socket) takes of a sender alone is near to half of what Apache's DataNode takes.
 
-`./dev datanode bench --quick` prints this page for the machine at hand after two minutes, of smaller files."""
+`./dev datanode bench --quick` prints this page for the machine at hand after some minutes, of smaller files."""

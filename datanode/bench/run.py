@@ -2,7 +2,7 @@
 """Measures the DataNode beside Apache's, both with their NameNodes, and writes docs/performance-datanode.md.
 
 run.py [--size GIB] [--rounds N]: a large file of so many GiB (4), and so many rounds (3).
-run.py --quick: takes two minutes, prints the page and writes no file. Called as ./dev datanode bench.
+run.py --quick: takes some minutes, prints the page and writes no file. Called as ./dev datanode bench.
 """
 import argparse
 import json
@@ -102,10 +102,10 @@ def measure_at(directory, size, files, rounds, with_commands):
     """The services on a file system, and what is measured of them there."""
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="zorf-bench-", dir=directory))
     scratch.chmod(0o755)
-    pairs = []
+    pairs = [Ours(scratch), Apaches(scratch)]
     try:
-        pairs += [Ours(scratch)]
-        pairs += [Apaches(scratch)]
+        for pair in pairs:
+            pair.start()
         idle = {pair.name: memory(pair)[0] for pair in pairs}
         rows = load(scratch, pairs, size, files, rounds)
         result = {"rows": rows, "size": size, "files": files, "rounds": rounds,

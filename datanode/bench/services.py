@@ -29,7 +29,7 @@ def free_port():
 
 
 class Pair:
-    """The two processes. Their files lie in `scratch`, the data of clients' files too."""
+    """The two processes, after start(). Their files lie in `scratch`, the data of clients' files too."""
 
     def __init__(self, name, scratch):
         self.name = name
@@ -37,7 +37,7 @@ class Pair:
         self.scratch.mkdir(mode=0o755)
         self.processes = []
 
-    def start(self, what, command):
+    def launch(self, what, command):
         with open(self.log(what), "wb") as log:
             process = subprocess.Popen(command, stdout=log, stderr=log, cwd=self.scratch)
         self.processes.append(process)
@@ -69,17 +69,19 @@ class Pair:
 class Ours(Pair):
     def __init__(self, scratch):
         super().__init__("zorf", scratch)
+
+    def start(self):
         (self.scratch / "root").mkdir()
         keys = self.scratch / "keys"
         keys.touch(mode=0o600)
         keys.write_text(f"1 {secrets.token_hex(32)}\n")
-        self.datanode = self.start("datanode", [TREE / "build/bin/zorf-datanode", "--root", "root",
+        self.datanode = self.launch("datanode", [TREE / "build/bin/zorf-datanode", "--root", "root",
                                                 "--key", keys, "--port", "0"])
         address = self.told("datanode", r"listens at (\S+)")
         topology = self.scratch / "topology"
         topology.write_text("".join(f"{rack}{node} {address} /rack1\n"
                                     for rack in range(1, 5) for node in range(1, 7)))
-        self.namenode = self.start("namenode", [
+        self.namenode = self.launch("namenode", [
             TREE / "namenode/dev", "run", "--root", self.scratch / "root", "--key", keys,
             "--topology", topology, "--port", "0", "--http-port", "off"])
         self.uri = self.told("namenode", r"(hdfs://\S+)")
@@ -88,6 +90,8 @@ class Ours(Pair):
 class Apaches(Pair):
     def __init__(self, scratch):
         super().__init__("apache", scratch)
+
+    def start(self):
         port = free_port()
         self.uri = f"hdfs://127.0.0.1:{port}"
         settings = {
@@ -112,8 +116,8 @@ class Apaches(Pair):
         namenode = [*command, f"{hdfs}.namenode.NameNode", *options]
         with open(self.log("format"), "wb") as log:
             subprocess.run([*namenode, "-format"], stdout=log, stderr=log, check=True)
-        self.namenode = self.start("namenode", namenode)
-        self.datanode = self.start("datanode", [*command, f"{hdfs}.datanode.DataNode", *options])
+        self.namenode = self.launch("namenode", namenode)
+        self.datanode = self.launch("datanode", [*command, f"{hdfs}.datanode.DataNode", *options])
         self.await_registration()
 
     def await_registration(self):
