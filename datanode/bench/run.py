@@ -100,6 +100,9 @@ def machine():
 
 def measure_at(directory, size, files, rounds, with_commands):
     """The services on a file system, and what is measured of them there."""
+    free = shutil.disk_usage(directory).free
+    if free < 2.5 * size:
+        sys.exit(f"bench: {directory} has {free / GIB:.1f} GiB free, and takes {2.5 * size / GIB:.1f}; see --size")
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="zorf-bench-", dir=directory))
     scratch.chmod(0o755)
     pairs = [Ours(scratch), Apaches(scratch)]
