@@ -34,7 +34,9 @@ common() {
   fill "$here/zorf-namenode" >"$1/$2/zorf-namenode"
   chmod 755 "$1/$2/zorf-namenode"
   gzip -9n <"$here/zorf-namenode.8" >"$1/share/man/man8/zorf-namenode.8.gz"
-  install -m 644 "$root/docs/namenode.md" "$1/share/doc/zorf-namenode"
+  # Of other pages only the names: they are not installed beside it.
+  sed -E 's/\[([^]]+)\]\([a-z-]+\.md(#[^)]*)?\)/\1/g' "$root/docs/namenode.md" \
+    >"$1/share/doc/zorf-namenode/namenode.md"
   fill "$here/copyright.in" >"$1/share/doc/zorf-namenode/copyright"
   (cd "$jars" && printf '%s\n' *.jar) >"$1/share/doc/zorf-namenode/jars"
 }
