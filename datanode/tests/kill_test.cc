@@ -72,8 +72,8 @@ class Writer : public ServiceTest {
  public:
   void TestBody() override {}
 
-  // Writes until the service is gone; the bytes of the block that were acknowledged. Tells `first` of
-  // the first acknowledgement.
+  // Writes until the service is gone; the bytes of the block that were acknowledged. Tells `first`
+  // of the first acknowledgement.
   std::size_t write(std::uint16_t port, std::size_t has, std::promise<void> first) {
     BlockToken token = tokenFor("/file", BlockToken::WRITE);
     token.length = INT64_MAX;
