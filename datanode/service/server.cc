@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "service/log.h"
 #include "service/sockets.h"
@@ -102,14 +103,18 @@ bool Server::stop(std::chrono::milliseconds drain) {
   const std::uint64_t one = 1;
   [[maybe_unused]] const ssize_t written = write(stopping_.get(), &one, sizeof one);
   // A file system that doesn't answer holds its threads for as long as it likes.
-  return ended_.wait_for(lock, std::chrono::seconds(5), [this] { return threads_ == 0; });
+  if (!ended_.wait_for(lock, std::chrono::seconds(5), [this] { return threads_ == 0; })) {
+    return false;
+  }
+  lock.unlock();
+  if (lastEnded_) pthread_join(*lastEnded_, nullptr);
+  return true;
 }
 
 void Server::startThread() {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setstacksize(&attributes, STACK);
-  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
   pthread_t thread;
   const int err = pthread_create(&thread, &attributes, threadMain, this);
   pthread_attr_destroy(&attributes);
@@ -139,12 +144,15 @@ void Server::work() {
       serve(connection, buffer);
       continue;
     }
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     if (events > 0 || (events == 0 && waiting_ > FEWEST_THREADS)) {
       --waiting_;
       --threads_;
       --service_.metrics.threads;
+      const auto before = std::exchange(lastEnded_, pthread_self());
       ended_.notify_all();
+      lock.unlock();
+      if (before) pthread_join(*before, nullptr);
       return;
     }
   }

@@ -6,10 +6,13 @@
 // connections wait their turn.
 #pragma once
 
+#include <pthread.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "files/descriptor.h"
@@ -70,7 +73,8 @@ class Server {
   Connections idle_;  // the longest idle first
   Connections busy_;
   unsigned int threads_ = 0;
-  unsigned int waiting_ = 0;  // threads that have nothing to do
+  unsigned int waiting_ = 0;            // threads that have nothing to do
+  std::optional<pthread_t> lastEnded_;  // which joins the one that ended before it
   bool stopped_ = false;
 };
 
