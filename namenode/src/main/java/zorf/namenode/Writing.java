@@ -17,6 +17,7 @@ import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LastBlockWithStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
+import org.apache.hadoop.hdfs.server.namenode.NotReplicatedYetException;
 import org.apache.hadoop.io.EnumSetWritable;
 
 /**
@@ -52,6 +53,15 @@ final class Writing {
       EnumSet<AddBlockFlag> addBlockFlags)
       throws IOException {
     Entry entry = written(src, clientName, fileId);
+    if (lacks(entry, previous)) {
+      // The client asks again, some times.
+      throw new NotReplicatedYetException(
+          "Not replicated yet: "
+              + src
+              + " has "
+              + entry.size()
+              + " bytes, its writer knows of more");
+    }
     return blocks.next(entry, excludeNodes == null ? List.of() : List.of(excludeNodes));
   }
 
@@ -65,6 +75,9 @@ final class Writing {
   boolean complete(String src, String clientName, ExtendedBlock last, long fileId)
       throws IOException {
     Entry entry = written(src, clientName, fileId);
+    if (lacks(entry, last)) {
+      return false; // the client asks again, some times
+    }
     leases.end(entry.inode());
     return true;
   }
@@ -168,6 +181,20 @@ final class Writing {
       throw new FileNotFoundException("Path is not a file: " + src);
     }
     return entry;
+  }
+
+  /**
+   * Whether the file is shorter than what its writer was told to be in it: this host learns of it
+   * late, or somebody cut the file. A block that began at such an end would lie over the one before.
+   */
+  private boolean lacks(Entry entry, ExtendedBlock last) {
+    return last != null
+        && leases
+            .of(entry.inode())
+            .map(Leases.Lease::block)
+            .filter(block -> block.id() == last.getBlockId())
+            .filter(block -> entry.size() - block.offset() < last.getNumBytes())
+            .isPresent();
   }
 
   /** The file that a client says to be writing: the same one still, and this client. */

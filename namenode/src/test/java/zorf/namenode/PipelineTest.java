@@ -1,6 +1,8 @@
 package zorf.namenode;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
@@ -20,6 +22,7 @@ import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
+import org.apache.hadoop.hdfs.server.namenode.NotReplicatedYetException;
 import org.apache.hadoop.io.EnumSetWritable;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
@@ -121,6 +124,27 @@ class PipelineTest {
     nameNode.updatePipeline(
         "client", block.getBlock(), again.getBlock(), new DatanodeID[0], new String[0]);
     assertEquals("[b]", Arrays.toString(served.root().toFile().list()));
+  }
+
+  @Test
+  void aFileThatIsShorterThanItsWriterKnowsIsNotGoneOnWith() throws Exception {
+    HdfsFileStatus file = create("/a", 1);
+    ExtendedBlock block = addBlock("/a", file).getBlock();
+    block.setNumBytes(5);
+    Files.writeString(served.root().resolve("a"), "1234");
+    Refused.with(
+        NotReplicatedYetException.class,
+        "Not replicated yet: /a has 4 bytes, its writer knows of more",
+        () -> nameNode.addBlock("/a", "client", block, null, file.getFileId(), null, null));
+    assertFalse(nameNode.complete("/a", "client", block, file.getFileId()));
+    Files.writeString(served.root().resolve("a"), "12345");
+    LocatedBlock next =
+        nameNode.addBlock("/a", "client", block, null, file.getFileId(), null, null);
+    assertEquals("5+1048576 rights 3 /a", signed(next));
+    next.getBlock().setNumBytes(Long.MAX_VALUE);
+    assertFalse(nameNode.complete("/a", "client", next.getBlock(), file.getFileId()));
+    next.getBlock().setNumBytes(0);
+    assertTrue(nameNode.complete("/a", "client", next.getBlock(), file.getFileId()));
   }
 
   @Test
