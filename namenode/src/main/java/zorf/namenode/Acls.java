@@ -20,13 +20,15 @@ final class Acls {
 
   private final Root root;
   private final Access access;
+  private final Entrusted entrusted;
   private final AclConversion conversion;
   /** A change reads, computes and writes; by inode. */
   private final Striped<Lock> locks = Striped.lock(1024);
 
-  Acls(Root root, Access access) {
+  Acls(Root root, Access access, Entrusted entrusted) {
     this.root = root;
     this.access = access;
+    this.entrusted = entrusted;
     conversion = new AclConversion(root.files());
   }
 
@@ -43,7 +45,7 @@ final class Acls {
         .group(files.groupName(entry.gid()))
         .stickyBit((entry.permission() & 01000) != 0)
         .setPermission(Statuses.permission(entry))
-        .addEntries(entry.acl() ? beyondBits(existing(src)) : List.of())
+        .addEntries(entry.acl() ? beyondBits(existing(src, root.local(src))) : List.of())
         .build();
   }
 
@@ -66,11 +68,11 @@ final class Acls {
     return acl.stream().filter(entry -> entry.getScope() == scope).toList();
   }
 
-  private List<AclEntry> existing(String src) throws IOException {
+  private List<AclEntry> existing(String src, String local) throws IOException {
     if (!Paths.isForNatives(src)) {
       throw new IOException("ACLs are not available for this name: " + src);
     }
-    return AclChanges.sorted(conversion.toHdfs(root.files().acl(root.local(src))));
+    return AclChanges.sorted(conversion.toHdfs(root.files().acl(local)));
   }
 
   @ActsAs(ActsAs.Who.CHANGER)
@@ -123,7 +125,7 @@ final class Acls {
           Lock lock = locks.get(entry.inode());
           lock.lock();
           try {
-            write(entry, change);
+            entrusted.asCaller(entry, local -> write(entry, local, change));
           } catch (AclException e) {
             throw new AclException(e.getMessage() + " Path: " + src, e);
           } finally {
@@ -133,8 +135,8 @@ final class Acls {
         });
   }
 
-  private void write(Entry entry, Change change) throws IOException {
-    List<AclEntry> existing = existing(entry.path());
+  private void write(Entry entry, String local, Change change) throws IOException {
+    List<AclEntry> existing = existing(entry.path(), local);
     if (!Caller.current().superuser()) {
       access.check(entry.path(), Access.Need.OWNER); // also where nothing changes
     }
@@ -144,7 +146,6 @@ final class Acls {
       throw new AclException(
           "Invalid ACL: only directories may have a default ACL. Path: " + entry.path());
     }
-    String local = root.local(entry.path());
     root.files().setAcl(local, conversion.toFiles(changed));
     if (!defaults && !ofScope(existing, AclEntryScope.DEFAULT).isEmpty()) {
       root.files().removeDefaultAcl(local);

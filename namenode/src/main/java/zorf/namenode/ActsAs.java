@@ -24,4 +24,7 @@ import java.lang.annotation.Target;
 
   /** {@return which arguments are paths, to be checked before anything else} */
   int[] paths() default {0};
+
+  /** {@return which of them mean a link at their end itself, and not what it leads to} */
+  int[] links() default {};
 }

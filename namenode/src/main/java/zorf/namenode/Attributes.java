@@ -30,6 +30,7 @@ final class Attributes {
 
   private final Root root;
   private final Access access;
+  private final Entrusted entrusted;
   private final int maxNumber;
   private final int maxSize;
   /** A change looks first, by inode. */
@@ -41,9 +42,11 @@ final class Attributes {
    * @param maxNumber how many a file may have
    * @param maxSize of a name and its value, in bytes
    */
-  Attributes(Root root, Access access, int maxNumber, int maxSize) {
+  Attributes(
+      Root root, Access access, Entrusted entrusted, int maxNumber, int maxSize) {
     this.root = root;
     this.access = access;
+    this.entrusted = entrusted;
     this.maxNumber = maxNumber;
     this.maxSize = maxSize;
   }
@@ -80,7 +83,7 @@ final class Attributes {
         () -> {
           get(src);
           access.check(src, Access.Need.READ); // names alone are the kernel's to tell to anybody
-          return visible(read(src));
+          return visible(read(src, root.local(src)));
         });
   }
 
@@ -89,11 +92,11 @@ final class Attributes {
         root.find(src).orElseThrow(() -> new FileNotFoundException("cannot find " + src)));
   }
 
-  private Map<String, byte[]> read(String src) throws IOException {
+  private Map<String, byte[]> read(String src, String local) throws IOException {
     if (!Paths.isForNatives(src)) {
       throw new IOException("attributes are not available for this name: " + src);
     }
-    return root.files().attributes(root.local(src));
+    return root.files().attributes(local);
   }
 
   private static List<XAttr> visible(Map<String, byte[]> attributes) {
@@ -142,7 +145,7 @@ final class Attributes {
     }
     change(
         src,
-        existing -> {
+        (local, existing) -> {
           if (Unreadable.is(xAttr) && !get(src).isFile()) {
             throw new IOException("Can only set '" + Unreadable.NAME + "' on a file.");
           }
@@ -153,7 +156,7 @@ final class Attributes {
                 "Cannot add additional XAttr to inode, would exceed limit of " + maxNumber);
           }
           AttributeMode mode = exists ? AttributeMode.REPLACE : AttributeMode.CREATE;
-          root.files().setAttribute(root.local(src), name(xAttr), value, mode);
+          root.files().setAttribute(local, name(xAttr), value, mode);
         });
   }
 
@@ -162,7 +165,7 @@ final class Attributes {
     checkMayUse(xAttr);
     change(
         src,
-        existing -> {
+        (local, existing) -> {
           Optional<XAttr> found = existing.stream().filter(xAttr::equalsIgnoreValue).findFirst();
           if (found.isEmpty()) {
             throw new IOException("No matching attributes found for remove operation");
@@ -171,12 +174,12 @@ final class Attributes {
             throw new AccessControlException(
                 "The xattr '" + Unreadable.NAME + "' can not be deleted.");
           }
-          root.files().removeAttribute(root.local(src), name(xAttr));
+          root.files().removeAttribute(local, name(xAttr));
         });
   }
 
   private interface Change {
-    void apply(List<XAttr> existing) throws IOException;
+    void apply(String local, List<XAttr> existing) throws IOException;
   }
 
   private void change(String src, Change change) throws IOException {
@@ -191,7 +194,8 @@ final class Attributes {
           src,
           need,
           () -> {
-            change.apply(visible(existing(src)));
+            entrusted.asCaller(
+                entry, local -> change.apply(local, visible(existing(src, local))));
             return null;
           });
     } finally {
@@ -200,9 +204,9 @@ final class Attributes {
   }
 
   /** Who may write a file need not be able to read it, but what it has is to be known. */
-  private Map<String, byte[]> existing(String src) throws IOException {
+  private Map<String, byte[]> existing(String src, String local) throws IOException {
     try {
-      return read(src);
+      return read(src, local);
     } catch (java.nio.file.AccessDeniedException e) {
       return Map.of();
     }

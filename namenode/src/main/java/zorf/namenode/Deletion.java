@@ -26,7 +26,7 @@ final class Deletion {
     this.access = access;
   }
 
-  @ActsAs(ActsAs.Who.CHANGER)
+  @ActsAs(value = ActsAs.Who.CHANGER, links = {0})
   boolean delete(String src, boolean recursive) throws IOException {
     return access.guard(src, Access.Need.DELETE, () -> remove(src, recursive));
   }

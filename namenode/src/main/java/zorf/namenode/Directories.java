@@ -104,7 +104,7 @@ final class Directories {
     }
     if ((mode & STICKY) != 0) {
       int kept = root.get(path).permission() & 0777; // what a default ACL left of it
-      root.setPermission(path, kept | STICKY);
+      root.setPermission(root.local(path), kept | STICKY);
     }
     ownership.adopt(path, parent);
     return root.get(path);

@@ -32,22 +32,30 @@ final class Dispatch implements InvocationHandler {
   private static final RetryCache ANSWERED =
       new RetryCache("zorf-namenode", HEAP_PERCENT, TimeUnit.MINUTES.toNanos(10));
 
-  private record Answer(Object target, Method method, ActsAs.Who who, int[] paths) {}
+  private record Answer(Object target, Method method, ActsAs acts) {}
 
   private final Map<Method, Answer> answers = new HashMap<>();
   private final Users users;
   private final Errors errors;
   private final CallObserver observer;
+  private final TrustedLinks links;
+
   private Dispatch(
-      Class<?> protocol, List<?> targets, Users users, Errors errors, CallObserver observer) {
+      Class<?> protocol,
+      List<?> targets,
+      Users users,
+      Errors errors,
+      CallObserver observer,
+      TrustedLinks links) {
     this.users = users;
     this.errors = errors;
     this.observer = observer;
+    this.links = links;
     for (Object target : targets) {
       for (Method method : target.getClass().getDeclaredMethods()) {
-        ActsAs who = method.getAnnotation(ActsAs.class);
-        if (who != null) {
-          add(protocol, new Answer(target, method, who.value(), who.paths()));
+        ActsAs acts = method.getAnnotation(ActsAs.class);
+        if (acts != null) {
+          add(protocol, new Answer(target, method, acts));
         }
       }
     }
@@ -61,10 +69,16 @@ final class Dispatch implements InvocationHandler {
    * @param users run the answers
    * @param errors say what clients are told of failures
    * @param observer hears of the calls
+   * @param links are followed where the superuser changes something
    */
   static <T> T of(
-      Class<T> protocol, List<?> targets, Users users, Errors errors, CallObserver observer) {
-    Dispatch dispatch = new Dispatch(protocol, targets, users, errors, observer);
+      Class<T> protocol,
+      List<?> targets,
+      Users users,
+      Errors errors,
+      CallObserver observer,
+      TrustedLinks links) {
+    Dispatch dispatch = new Dispatch(protocol, targets, users, errors, observer, links);
     return protocol.cast(
         Proxy.newProxyInstance(protocol.getClassLoader(), new Class<?>[] {protocol}, dispatch));
   }
@@ -143,19 +157,29 @@ final class Dispatch implements InvocationHandler {
       throw new UnsupportedOperationException(method.getName() + " is not supported on zorf");
     }
     Object[] clean = arguments.clone();
-    for (int path : answer.paths()) {
+    for (int path : answer.acts().paths()) {
       clean[path] = Paths.clean((String) arguments[path]);
     }
     Caller.Work work =
         () -> {
           pass.begun();
+          if (caller.superuser() && answer.acts().value() == ActsAs.Who.CHANGER) {
+            withoutLinks(answer.acts(), clean);
+          }
           return call(answer, clean);
         };
-    return switch (answer.who()) {
+    return switch (answer.acts().value()) {
       case SERVICE -> caller.during(work);
       case READER -> users.read(caller, work);
       case CHANGER -> users.change(caller, work);
     };
+  }
+
+  private void withoutLinks(ActsAs acts, Object[] arguments) throws IOException {
+    for (int path : acts.paths()) {
+      boolean itself = Arrays.stream(acts.links()).anyMatch(link -> link == path);
+      arguments[path] = links.resolve((String) arguments[path], itself);
+    }
   }
 
   private static Object call(Answer answer, Object[] arguments) throws Exception {

@@ -1,17 +1,22 @@
 package zorf.namenode;
 
 import java.io.IOException;
-import java.nio.file.DirectoryStream;
+import java.nio.channels.FileChannel;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
+import java.nio.file.OpenOption;
 import java.nio.file.Path;
 import java.nio.file.SecureDirectoryStream;
+import java.nio.file.StandardOpenOption;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.nio.file.attribute.PosixFileAttributeView;
+import java.util.Set;
 
 /**
- * Changes of files that take the superuser's rights, for callers who may ask for them. They are done to
- * the file that was found with the caller's rights and to no other, whatever is put on the way to it
+ * Changes of files that take the superuser's rights, for callers who may ask for them, and for the
+ * superuser. They are done to the file that was found and to no other, whatever is put on the way to it
  * meanwhile.
  */
 final class Entrusted {
@@ -29,6 +34,12 @@ final class Entrusted {
     this.users = users;
   }
 
+  /** What is done by a path. */
+  @FunctionalInterface
+  interface Work {
+    void at(String local) throws IOException;
+  }
+
   /**
    * Changes a file or a directory.
    *
@@ -42,18 +53,110 @@ final class Entrusted {
             change.apply(Files.getFileAttributeView(file, PosixFileAttributeView.class));
             return null;
           }
-          try (DirectoryStream<Path> parent = Files.newDirectoryStream(file.getParent())) {
-            PosixFileAttributeView view =
-                ((SecureDirectoryStream<Path>) parent)
-                    .getFileAttributeView(
-                        file.getFileName(),
-                        PosixFileAttributeView.class,
-                        LinkOption.NOFOLLOW_LINKS);
+          try (SecureDirectoryStream<Path> parent = directory(file.getParent())) {
+            PosixFileAttributeView view = view(parent, file.getFileName());
             checkSame(view.readAttributes(), entry);
             change.apply(view);
           }
           return null;
         });
+  }
+
+  /**
+   * Does by a path what can't be done otherwise: by one that leads to the file and is nobody's to change.
+   *
+   * @param file its path on this host, without a link at its end
+   * @param entry what the caller has found there, a file or a directory
+   */
+  void work(Path file, Entry entry, Work work) throws IOException {
+    users.asSuperuser(
+        () -> {
+          if (file.equals(root.directory())) {
+            work.at(file.toString());
+            return null;
+          }
+          try (SecureDirectoryStream<Path> parent = directory(file.getParent())) {
+            checkSame(view(parent, file.getFileName()).readAttributes(), entry);
+            // A FIFO is not waited for: it would have to be put there right now, by who had it changed.
+            try (FileChannel open = channel(parent, file.getFileName())) {
+              Path path = Descriptors.path(open);
+              checkSame(Files.readAttributes(path, BasicFileAttributes.class), entry);
+              at(path, file, work);
+            }
+          }
+          return null;
+        });
+  }
+
+  /**
+   * Does by a path what the caller may do himself. The kernel knows what that is; the superuser may do
+   * everything, and is led to no other file than the one that was found.
+   */
+  void asCaller(Entry entry, Work work) throws IOException {
+    if (!Caller.current().superuser()) {
+      work.at(root.local(entry.path()));
+    } else if (entry.isFile() || entry.isDirectory()) {
+      work(root.localPath(entry.path()), entry, work);
+    } else {
+      throw new IOException("what is no file can't be changed: " + entry.path());
+    }
+  }
+
+  /** As {@link #work}, for what can't be opened: by its name in its directory. A link may be there by now. */
+  void workUnopened(Path file, Work work) throws IOException {
+    Path parent = file.getParent();
+    if (parent.equals(root.directory())) {
+      work.at(file.toString());
+      return;
+    }
+    try (SecureDirectoryStream<Path> above = directory(parent.getParent());
+        FileChannel open = channel(above, parent.getFileName())) {
+      at(Descriptors.path(open).resolve(file.getFileName()), file, work);
+    }
+  }
+
+  /** Where the superuser goes, no link is followed. What is another's to change is another's to find. */
+  private SecureDirectoryStream<Path> directory(Path directory) throws IOException {
+    if (!Caller.current().superuser()) {
+      return open(directory);
+    }
+    SecureDirectoryStream<Path> at = open(root.directory());
+    if (!directory.equals(root.directory())) {
+      for (Path name : root.directory().relativize(directory)) {
+        try (SecureDirectoryStream<Path> above = at) {
+          at = above.newDirectoryStream(name, LinkOption.NOFOLLOW_LINKS);
+        }
+      }
+    }
+    return at;
+  }
+
+  private static SecureDirectoryStream<Path> open(Path directory) throws IOException {
+    return (SecureDirectoryStream<Path>) Files.newDirectoryStream(directory);
+  }
+
+  private static PosixFileAttributeView view(SecureDirectoryStream<Path> parent, Path name) {
+    return parent.getFileAttributeView(
+        name, PosixFileAttributeView.class, LinkOption.NOFOLLOW_LINKS);
+  }
+
+  private static FileChannel channel(SecureDirectoryStream<Path> parent, Path name)
+      throws IOException {
+    Set<OpenOption> options = Set.of(StandardOpenOption.READ, LinkOption.NOFOLLOW_LINKS);
+    return (FileChannel) parent.newByteChannel(name, options);
+  }
+
+  /** An exception names the file. */
+  private void at(Path open, Path file, Work work) throws IOException {
+    try {
+      work.at(open.toString());
+    } catch (AccessDeniedException e) {
+      throw new AccessDeniedException(file.toString());
+    } catch (FileSystemException e) {
+      String reason = String.valueOf(e.getReason());
+      throw new FileSystemException(
+          file.toString(), null, reason.replace(open.toString(), root.remote(file.toString())));
+    }
   }
 
   private void checkSame(BasicFileAttributes found, Entry entry) throws IOException {

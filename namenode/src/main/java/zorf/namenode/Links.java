@@ -27,7 +27,7 @@ final class Links {
   }
 
   /** As in HDFS, only where Hadoop's own switch for links is on. */
-  @ActsAs(value = ActsAs.Who.CHANGER, paths = {1})
+  @ActsAs(value = ActsAs.Who.CHANGER, paths = {1}, links = {1})
   void createSymlink(String target, String link, FsPermission dirPerm, boolean createParent)
       throws IOException {
     if (!FileSystem.areSymlinksEnabled()) {

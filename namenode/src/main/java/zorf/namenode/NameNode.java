@@ -52,11 +52,12 @@ final class NameNode implements AutoCloseable {
     users = new Users(threads(), settings);
     helpers = new Helpers(users, Runtime.getRuntime().availableProcessors());
     Errors errors = new Errors(root);
+    TrustedLinks links = new TrustedLinks(root);
     AdminAnswers admin = new AdminAnswers(root, settings.pool());
     CallObserver observer = new AuditLog(configuration, root.files(), directory);
     client =
         Dispatch.of(
-            ClientProtocol.class, answers(options, keys), users, errors, observer);
+            ClientProtocol.class, answers(options, keys), users, errors, observer, links);
     service =
         new RpcService(
             configuration,
@@ -68,13 +69,15 @@ final class NameNode implements AutoCloseable {
                 List.of(admin.new OfNameNode()),
                 users,
                 errors,
-                CallObserver.NONE),
+                CallObserver.NONE,
+                links),
             Dispatch.of(
                 HAServiceProtocol.class,
                 List.of(admin.new OfAvailability()),
                 users,
                 errors,
-                CallObserver.NONE));
+                CallObserver.NONE,
+                links));
   }
 
   private UserThreads threads() throws IOException, InterruptedException {
@@ -129,8 +132,9 @@ final class NameNode implements AutoCloseable {
         new Renaming(root, access, leases),
         new Deletion(root, access),
         new Properties(root, access, ownership, entrusted, settings.replication()),
-        new Acls(root, access),
-        new Attributes(root, access, settings.maxAttributes(), settings.maxAttributeSize()),
+        new Acls(root, access, entrusted),
+        new Attributes(
+            root, access, entrusted, settings.maxAttributes(), settings.maxAttributeSize()),
         new ServerAnswers(root, topology, settings.defaults()));
   }
 

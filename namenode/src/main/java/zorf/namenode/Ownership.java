@@ -64,14 +64,14 @@ final class Ownership {
     Path file = root.localPath(entry.path());
     Identity identity = Identity.ofThread();
     boolean superuser = Caller.current().superuser();
-    if (uid == SAME && identity.groups().contains(gid)) {
+    if (!superuser && uid == SAME && identity.groups().contains(gid)) {
       Files.setAttribute(file, "unix:gid", (int) gid, LinkOption.NOFOLLOW_LINKS);
     } else if (!superuser && entry.uid() != identity.uid()) {
       LOG.debug("{} is somebody else's by now", entry.path());
     } else if (entry.isFile() || entry.isDirectory()) {
       entrusted.change(file, entry, view -> change(view, uid, gid));
     } else if (superuser) {
-      changeUnopened(file, uid, gid);
+      entrusted.workUnopened(file, local -> changeUnopened(Path.of(local), uid, gid));
     } else {
       LOG.debug("{} keeps its group: it can't be opened to change it", entry.path());
     }

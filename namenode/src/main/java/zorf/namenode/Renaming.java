@@ -30,7 +30,7 @@ final class Renaming {
   }
 
   /** The older way: moves into a directory that is there, and says false where it fails. */
-  @ActsAs(value = ActsAs.Who.CHANGER, paths = {0, 1})
+  @ActsAs(value = ActsAs.Who.CHANGER, paths = {0, 1}, links = {0})
   boolean rename(String src, String dst) throws IOException {
     Optional<Entry> source = access.guard(src, Access.Need.DELETE, () -> root.findLink(src));
     Optional<Entry> found = access.guard(dst, Access.Need.CREATE, () -> root.find(dst));
@@ -60,7 +60,7 @@ final class Renaming {
         });
   }
 
-  @ActsAs(value = ActsAs.Who.CHANGER, paths = {0, 1})
+  @ActsAs(value = ActsAs.Who.CHANGER, paths = {0, 1}, links = {0, 1})
   void rename2(String src, String dst, Rename... options) throws IOException {
     boolean overwrite = Arrays.asList(options).contains(Rename.OVERWRITE);
     Entry source =

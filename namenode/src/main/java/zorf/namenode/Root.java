@@ -98,12 +98,12 @@ final class Root {
     return path.equals(real) && !prefix.isEmpty() ? entry.path() : path;
   }
 
-  /** Sets nine permission bits and the sticky bit. */
-  void setPermission(String path, int permission) throws IOException {
-    if (Paths.isForNatives(path)) {
-      files.setPermission(local(path), permission);
+  /** Sets nine permission bits and the sticky bit of what is at a path on this host. */
+  void setPermission(String local, int permission) throws IOException {
+    if (Paths.isForNatives(local)) {
+      files.setPermission(local, permission);
     } else {
-      Files.setAttribute(localPath(path), "unix:mode", permission);
+      Files.setAttribute(Path.of(local), "unix:mode", permission);
     }
   }
 

@@ -280,7 +280,13 @@ class OddFilesTest {
           () -> nameNode.setTimes(name, 1000, 1000));
       nameNode.setOwner(name, "bin", "daemon");
       assertEquals("bin", nameNode.getFileInfo(name).getOwner());
-      nameNode.setPermission(name, new FsPermission((short) 0600));
+      Refused.with(
+          IOException.class,
+          "what is no file can't be changed: " + name,
+          () -> nameNode.setPermission(name, new FsPermission((short) 0600)));
+      ClientProtocol owner = served.as("bin").getClient().getNamenode();
+      owner.setPermission(name, new FsPermission((short) 0600));
+      assertEquals("rw-------", owner.getFileInfo(name).getPermission().toString());
       nameNode.checkAccess(name, FsAction.READ);
       nameNode.listXAttrs(name);
     }
