@@ -128,7 +128,17 @@ final class Access {
     if (identity.isRoot() || action == FsAction.NONE) {
       return;
     }
-    List<AclEntry> acl = entry.acl() ? accessAcl(entry) : List.of();
+    List<AclEntry> acl = entry.acl() ? accessAcl(root.local(entry.path())) : List.of();
+    require(identity, entry, acl, action);
+  }
+
+  /** As above, by the ACL of what is at a path on this host. */
+  void require(Identity identity, Entry entry, String local, FsAction action) throws IOException {
+    require(identity, entry, accessAcl(local), action);
+  }
+
+  private void require(Identity identity, Entry entry, List<AclEntry> acl, FsAction action)
+      throws IOException {
     boolean extended = acl.size() > 3;
     boolean permitted =
         extended
@@ -156,9 +166,9 @@ final class Access {
     return entry.permission() >> shift & 7;
   }
 
-  private List<AclEntry> accessAcl(Entry entry) throws IOException {
+  private List<AclEntry> accessAcl(String local) throws IOException {
     List<AclEntry> access = new ArrayList<>();
-    for (AclEntry each : root.files().acl(root.local(entry.path()))) {
+    for (AclEntry each : root.files().acl(local)) {
       if (each.scope() == AclScope.ACCESS) {
         access.add(each);
       }

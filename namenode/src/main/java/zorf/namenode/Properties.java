@@ -122,23 +122,29 @@ final class Properties {
           }
           Path file = root.localPath(src).toRealPath();
           try {
-            setTimes(file, mtime, atime);
+            setTimes(file, mtime, atime, LinkOption.NOFOLLOW_LINKS);
           } catch (FileSystemException e) {
             if (!Access.isRefusal(e)) {
               throw e;
             }
             // HDFS lets everybody who may write, the kernel the owner.
             access.check(src, Access.Need.WRITE);
-            access.require(Identity.ofThread(), entry, FsAction.WRITE);
-            entrusted.change(
-                file, entry, view -> view.setTimes(time(mtime), time(atime), null));
+            Identity identity = Identity.ofThread();
+            entrusted.work(
+                file,
+                entry,
+                local -> {
+                  access.require(identity, entry, local, FsAction.WRITE);
+                  setTimes(Path.of(local), mtime, atime);
+                });
           }
           return null;
         });
   }
 
-  private static void setTimes(Path file, long mtime, long atime) throws IOException {
-    Files.getFileAttributeView(file, BasicFileAttributeView.class, LinkOption.NOFOLLOW_LINKS)
+  private static void setTimes(Path file, long mtime, long atime, LinkOption... options)
+      throws IOException {
+    Files.getFileAttributeView(file, BasicFileAttributeView.class, options)
         .setTimes(time(mtime), time(atime), null);
   }
 

@@ -11,6 +11,7 @@ import java.util.EnumSet;
 import java.util.concurrent.atomic.AtomicBoolean;
 import org.apache.hadoop.crypto.CryptoProtocolVersion;
 import org.apache.hadoop.fs.CreateFlag;
+import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.io.EnumSetWritable;
@@ -104,6 +105,19 @@ class SwappedDirectoryTest {
   void anotherFileKeepsItsTimes() throws Exception {
     Path writable = Files.createFile(directory.resolve("f"));
     Files.setPosixFilePermissions(writable, PosixFilePermissions.fromString("rw-rw-rw-"));
+    whileSwapped(() -> daemon.setTimes("/u/d/f", 1000, 1000));
+    assertEquals(FileTime.fromMillis(1_234_567_890_000L), Files.getLastModifiedTime(victim));
+    daemon.setTimes("/u/d/f", 2000, 2000);
+    assertEquals(FileTime.fromMillis(2000), Files.getLastModifiedTime(writable));
+  }
+
+  @Test
+  void anotherFilesAclIsItsOwn() throws Exception {
+    ClientProtocol root = served.as("root").getClient().getNamenode();
+    Path writable = Files.createFile(directory.resolve("f"));
+    Files.setPosixFilePermissions(writable, PosixFilePermissions.fromString("rw-------"));
+    root.modifyAclEntries("/u/d/f", AclEntry.parseAclSpec("user:daemon:rw-", true));
+    root.modifyAclEntries("/others/f", AclEntry.parseAclSpec("user:bin:rw-", true));
     whileSwapped(() -> daemon.setTimes("/u/d/f", 1000, 1000));
     assertEquals(FileTime.fromMillis(1_234_567_890_000L), Files.getLastModifiedTime(victim));
     daemon.setTimes("/u/d/f", 2000, 2000);
