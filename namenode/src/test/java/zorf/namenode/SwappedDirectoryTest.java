@@ -37,6 +37,8 @@ class SwappedDirectoryTest {
     Files.setAttribute(directory, "unix:uid", 1); // daemon's,
     Files.setAttribute(directory, "unix:gid", 3); // of a group that daemon is no member of
     victim = Files.createDirectory(served.root().resolve("others")).resolve("f");
+    Files.setPosixFilePermissions(
+        victim.getParent(), PosixFilePermissions.fromString("rwxr-xr-x")); // the service has no umask
     Files.createFile(victim);
     Files.setPosixFilePermissions(victim, PosixFilePermissions.fromString("rw-rw----"));
     Files.setLastModifiedTime(victim, FileTime.fromMillis(1_234_567_890_000L));
