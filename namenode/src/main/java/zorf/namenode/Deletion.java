@@ -4,6 +4,7 @@ import java.io.IOException;
 import java.nio.file.DirectoryIteratorException;
 import java.nio.file.DirectoryNotEmptyException;
 import java.nio.file.DirectoryStream;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
@@ -11,6 +12,7 @@ import java.nio.file.Path;
 import java.nio.file.SecureDirectoryStream;
 import java.nio.file.attribute.BasicFileAttributeView;
 import java.nio.file.attribute.BasicFileAttributes;
+import java.util.List;
 import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
 import org.apache.hadoop.fs.permission.FsAction;
 
@@ -20,15 +22,38 @@ final class Deletion {
 
   private final Root root;
   private final Access access;
+  private final Leases leases;
 
-  Deletion(Root root, Access access) {
+  Deletion(Root root, Access access, Leases leases) {
     this.root = root;
     this.access = access;
+    this.leases = leases;
   }
 
   @ActsAs(value = ActsAs.Who.CHANGER, links = {0})
   boolean delete(String src, boolean recursive) throws IOException {
-    return access.guard(src, Access.Need.DELETE, () -> remove(src, recursive));
+    return access.guard(
+        src,
+        Access.Need.DELETE,
+        () -> {
+          List<Long> written = writtenAt(src);
+          boolean deleted = remove(src, recursive);
+          if (deleted) {
+            written.forEach(leases::end);
+          }
+          return deleted;
+        });
+  }
+
+  private List<Long> writtenAt(String src) throws IOException {
+    if (leases.isEmpty() || src.equals("/")) {
+      return List.of();
+    }
+    try {
+      return leases.at(root.withoutLinksAbove(src));
+    } catch (FileSystemException e) {
+      return List.of(); // nor will it be deleted
+    }
   }
 
   private boolean remove(String src, boolean recursive) throws IOException {

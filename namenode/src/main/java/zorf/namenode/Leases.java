@@ -53,6 +53,8 @@ final class Leases {
   private final Map<Long, Lease> byInode = new HashMap<>();
   /** The same files by their paths, so that a renaming need not look at all of them. */
   private final NavigableMap<String, Long> byPath = new TreeMap<>();
+  /** The same files by the ids of the blocks that were handed out last. */
+  private final Map<Long, Long> byBlock = new HashMap<>();
   /** When each holder was heard last. */
   private final Map<String, Long> heard = new HashMap<>();
   private long swept = System.nanoTime();
@@ -77,6 +79,7 @@ final class Leases {
   private void sweep() {
     byInode.values().removeIf(lease -> silence(lease) > HARD_NANOS);
     byPath.values().retainAll(byInode.keySet());
+    byBlock.values().retainAll(byInode.keySet());
     Set<String> holders =
         byInode.values().stream().map(Lease::holder).collect(Collectors.toSet());
     heard.keySet().retainAll(holders);
@@ -86,12 +89,18 @@ final class Leases {
     end(inode);
     byInode.put(inode, lease);
     byPath.put(lease.path(), inode);
+    if (lease.block() != null) {
+      byBlock.put(lease.block().id(), inode);
+    }
   }
 
   synchronized void end(long inode) {
     Lease lease = byInode.remove(inode);
     if (lease != null) {
       byPath.remove(lease.path(), inode);
+      if (lease.block() != null) {
+        byBlock.remove(lease.block().id(), inode);
+      }
     }
   }
 
@@ -115,28 +124,36 @@ final class Leases {
 
   /** A file or a directory has been renamed; both paths are without links. */
   synchronized void moved(String from, String to) {
-    List<Long> files = new ArrayList<>(byPath.subMap(from + "/", from + AFTER_SLASH).values());
-    if (byPath.containsKey(from)) {
-      files.add(byPath.get(from));
-    }
-    for (long inode : files) {
+    at(to).forEach(this::end);
+    for (long inode : at(from)) {
       Lease lease = byInode.get(inode);
       put(inode, lease.at(to + lease.path().substring(from.length())));
     }
   }
 
+  /** {@return the files that are written at a path without links, and below it} */
+  synchronized List<Long> at(String path) {
+    List<Long> files = new ArrayList<>(byPath.subMap(path + "/", path + AFTER_SLASH).values());
+    if (byPath.containsKey(path)) {
+      files.add(byPath.get(path));
+    }
+    return files;
+  }
+
   /** A block of the file has been handed out to its writer. */
   synchronized void handedOut(long inode, Block block) {
-    byInode.computeIfPresent(inode, (key, lease) -> lease.writing(block));
+    Lease lease = byInode.get(inode);
+    if (lease != null) {
+      put(inode, lease.writing(block));
+    }
   }
 
   /** {@return the caller's lease of the file that has a block, empty if there is none} */
   synchronized Optional<Lease> ofBlock(String holder, long id) {
-    return byInode.values().stream()
-        .filter(lease -> lease.block() != null && lease.block().id() == id)
+    return Optional.ofNullable(byBlock.get(id))
+        .map(byInode::get)
         .filter(lease -> lease.holder().equals(holder))
-        .filter(lease -> lease.user().equals(Caller.current().user()))
-        .findFirst();
+        .filter(lease -> lease.user().equals(Caller.current().user()));
   }
 
   boolean isHeld(long inode) {

@@ -130,7 +130,7 @@ final class NameNode implements AutoCloseable {
         new Writing(root, access, statuses, blocks, leases),
         new Links(root, access, directories, ownership),
         new Renaming(root, access, leases),
-        new Deletion(root, access),
+        new Deletion(root, access, leases),
         new Properties(root, access, ownership, entrusted, settings.replication()),
         new Acls(root, access, entrusted),
         new Attributes(

@@ -135,8 +135,8 @@ final class Renaming {
 
   private void move(String src, String dst) throws IOException {
     try {
-      String from = asLeased(src);
-      String to = asLeased(dst);
+      String from = leases.isEmpty() ? src : root.withoutLinksAbove(src);
+      String to = leases.isEmpty() ? dst : root.withoutLinksAbove(dst);
       Files.move(root.localPath(src), root.localPath(dst), StandardCopyOption.ATOMIC_MOVE);
       leases.moved(from, to);
     } catch (FileSystemException e) {
@@ -148,15 +148,6 @@ final class Renaming {
       access.check(src, Access.Need.WRITE); // a directory that goes elsewhere has its ".." changed
       throw e;
     }
-  }
-
-  /** The directory without links; what is renamed may be a link itself. */
-  private String asLeased(String path) throws IOException {
-    if (leases.isEmpty()) {
-      return path;
-    }
-    Path directory = root.localPath(Paths.parent(path)).toRealPath();
-    return Paths.child(root.remote(directory.toString()), Paths.name(path));
   }
 
   private <T> T locked(String path, Access.Work<T> work) throws IOException {

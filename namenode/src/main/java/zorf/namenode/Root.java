@@ -85,6 +85,12 @@ final class Root {
     return path.equals(entry.path()) ? entry : entry.named(path);
   }
 
+  /** A path without the links on the way; what it names may be a link itself. */
+  String withoutLinksAbove(String path) throws IOException {
+    Path directory = localPath(Paths.parent(path)).toRealPath();
+    return Paths.child(remote(directory.toString()), Paths.name(path));
+  }
+
   /**
    * The path to name a file by that somebody is refused: the one that has no link in it, unless that
    * would show what is outside of the root.

@@ -1,6 +1,7 @@
 package zorf.namenode;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.FileNotFoundException;
@@ -71,6 +72,21 @@ class RenamedWhileWrittenTest {
     int user = token.getShort();
     token.position(token.position() + user + Short.BYTES);
     return StandardCharsets.UTF_8.decode(token.slice()).toString();
+  }
+
+  @Test
+  void whatIsDeletedIsNotWrittenAnyMore() throws Exception {
+    long file = create("/d/f");
+    Path aside = Files.createLink(served.root().resolve("aside"), served.root().resolve("d/f"));
+    assertFalse(nameNode.isFileClosed("/aside"));
+    assertTrue(nameNode.delete("/d", true));
+    assertTrue(nameNode.isFileClosed("/aside"));
+    Files.delete(aside);
+    assertFalse(nameNode.delete("/none/f", true));
+    Refused.with(
+        FileNotFoundException.class,
+        "File does not exist: /d/f (inode " + file + ") Holder client",
+        () -> addBlock("/d/f", file));
   }
 
   @Test
