@@ -10,9 +10,12 @@ import java.io.UncheckedIOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.file.FileSystemException;
+import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
+import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.Comparator;
 import java.util.HashMap;
 import java.util.List;
@@ -24,6 +27,7 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPieces;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
+import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles;
 import org.apache.hadoop.hdfs.server.namenode.zorf.ZorfFiles.AttributeMode;
 import org.junit.jupiter.api.Test;
@@ -196,6 +200,55 @@ class BlocksTest extends FilesFixture {
         assertThrows(NoSuchElementException.class, end::next)
             .getMessage()
             .replaceAll(".*(end)", "$1"));
+  }
+
+  @Test
+  void shortFilesLieOnTheGridToo() throws Exception {
+    for (long size : new long[] {1, UNIT, UNIT + 1, 5 * UNIT, MEBI, MEBI + 1}) {
+      String path = sparse(size);
+      files.setBlockGroupFactor(path, 2);
+      for (BlockPolicy policy : BlockPolicy.values()) {
+        ZorfFiles.choosePolicy(policy, 128 * MEBI);
+        long block = policy == BlockPolicy.LOCAL ? STANDIN_BLOCK : 2 * UNIT;
+        int all = (int) ((size + block - 1) / block);
+        String what = policy.text() + " " + size;
+        assertEquals(grid(0, all, block, size), blocks(path, 0, Long.MAX_VALUE), what);
+        assertEquals(grid(all - 1, 1, block, size), blocks(path, size - 1, 1), what);
+        assertEquals(Collections.emptyList(), blocks(path, size, 1), what);
+        assertEquals(Collections.emptyList(), blocks(path, 0, 0), what);
+        boolean located = policy != BlockPolicy.SHARED;
+        for (BlockRange piece : pieces(path, 0, size)) {
+          assertEquals(located ? 2 : 0, piece.ids(0).length, what);
+        }
+      }
+    }
+  }
+
+  @Test
+  void theOnlyBlockIsAskedForOnce() throws Exception {
+    ZorfFiles.choosePolicy(BlockPolicy.RACKAWARE_SORT, 128 * MEBI);
+    List<String> natives = new ArrayList<>();
+    String path = sparse(10_000);
+    ZorfFiles.observe((name, nanos) -> natives.add(name));
+    try {
+      BlockRange piece = files.blocks(path, 5, 10).next();
+      assertEquals(
+          "1 blocks of 134217728 bytes with 2 replicas for 10000 bytes at 0", piece.toString());
+      assertEquals(3, piece.secondWords(0)[0]); // 10,000 bytes
+    } finally {
+      ZorfFiles.observe(null);
+    }
+    assertEquals(Arrays.asList("getFileStatusNative", "getBlockLocationsNative"), natives);
+  }
+
+  @Test
+  void theStatusIsThatOfTheFile() throws Exception {
+    String path = sparse(10_000);
+    BlockPieces pieces = files.blocks(path, 0, 1);
+    assertEquals(files.status(path).inode(), pieces.status().inode());
+    assertEquals(10_000, pieces.status().size());
+    assertEquals((long) Files.getAttribute(Paths.get(path), "unix:dev"), pieces.device());
+    assertEquals(FileType.DIRECTORY, files.blocks(directory.toString(), 0, 1).status().type());
   }
 
   @Test

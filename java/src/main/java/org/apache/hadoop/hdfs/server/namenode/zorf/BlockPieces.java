@@ -32,6 +32,9 @@ public final class BlockPieces {
    */
   private static final int REPLY_LENGTH = 64_512;
 
+  /** Of a file that is not longer all is asked for at once: mostly that is its only block. */
+  private static final long SHORT = 1L << 20;
+
   /** A raw status record of x86-64, and where it has st_blksize, which no layout table names. */
   private static final int RECORD_LENGTH = 144;
 
@@ -39,22 +42,27 @@ public final class BlockPieces {
 
   private final String path;
   private final byte[] record;
+  private final FileStatus status;
   private final long size;
   private final long end;
   private final long blockSize;
   private final int replicaCount;
   private final int blocksInPiece;
+  /** Of the only block; null if there are several, or none. */
+  private final BlockLocations only;
   private long next;
 
   BlockPieces(String path, byte[] record, FileStatus status, long offset, long length)
       throws IOException {
     this.path = path;
     this.record = record;
-    size = status.type() == FileType.REGULAR ? status.size() : 0;
+    this.status = status;
+    size = isRegular() ? status.size() : 0;
     end = length < size - offset ? offset + length : size;
-    BlockLocations header = locate(0, 0);
-    blockSize = header.blockSize();
-    replicaCount = header.replicaCount();
+    only = size > 0 && size <= SHORT ? ifOneBlock(locate(0, size)) : null;
+    BlockLocations header = only != null || !isRegular() ? only : locate(0, 0);
+    blockSize = header == null ? 0 : header.blockSize();
+    replicaCount = header == null ? 0 : header.replicaCount();
     if (offset >= end) {
       next = end;
       blocksInPiece = 1;
@@ -66,6 +74,14 @@ public final class BlockPieces {
     next = offset - offset % blockSize;
     // Only "local" answers an empty range with a block; its blocks are not made up of smaller ones.
     blocksInPiece = blocksInPiece(header.blockCount() == 0 ? smallestBlockSize(record) : blockSize);
+  }
+
+  private BlockLocations ifOneBlock(BlockLocations all) {
+    return size <= all.blockSize() ? all : null;
+  }
+
+  private boolean isRegular() {
+    return status.type() == FileType.REGULAR;
   }
 
   private int blocksInPiece(long smallest) {
@@ -88,6 +104,16 @@ public final class BlockPieces {
         Failures.calling(
             "getBlockLocationsNative",
             path, () -> ZORFNative.getBlockLocationsNative(path, offset, length, record)));
+  }
+
+  /** {@return the status of the file, as it was when the first blocks were asked for} */
+  public FileStatus status() {
+    return status;
+  }
+
+  /** {@return the number of the device that the file is on} */
+  public long device() {
+    return LocatedFileStatus.device(record);
   }
 
   /** {@return the block size of the file, 0 for what is no regular file} */
@@ -120,7 +146,7 @@ public final class BlockPieces {
     long left = (end - next - 1) / blockSize + 1;
     int count = (int) Math.min(left, blocksInPiece);
     long length = size - next <= count * blockSize ? size - next : count * blockSize;
-    BlockLocations locations = locate(next, length);
+    BlockLocations locations = only != null ? only : locate(next, length);
     int found = locations.blockCount();
     if (locations.blockSize() != blockSize || found != 0 && found < count) {
       throw Failures.of(

@@ -36,8 +36,7 @@ public final class LocatedFileStatus {
     if (bytes.length < end) {
       throw new IllegalArgumentException("located status of " + bytes.length + " bytes");
     }
-    // What a record begins with on every system, and what no layout table names.
-    long device = ByteBuffer.wrap(bytes).order(ByteOrder.nativeOrder()).getLong(0);
+    long device = device(bytes);
     boolean acl = permission && (shortAt(bytes, layout.recordLength()) & ACL_FLAG) != 0;
     if (status.type() == FileType.REGULAR) {
       return new LocatedFileStatus(status, device, acl, BlockLocations.decode(bytes, end));
@@ -47,6 +46,11 @@ public final class LocatedFileStatus {
           (bytes.length - end) + " bytes after the status of a " + status.type());
     }
     return new LocatedFileStatus(status, device, acl, null);
+  }
+
+  /** What a record begins with on every system, and what no layout table names. */
+  static long device(byte[] record) {
+    return ByteBuffer.wrap(record).order(ByteOrder.nativeOrder()).getLong(0);
   }
 
   private static short shortAt(byte[] bytes, int offset) {
