@@ -5,6 +5,7 @@ import java.io.IOException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Optional;
 import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
@@ -74,6 +75,12 @@ final class Blocks {
         src,
         Access.Need.READ,
         () -> {
+          Optional<Root.Located> located = root.locate(src, offset, length);
+          if (located.isPresent()) {
+            Entry entry = located.get().entry();
+            checkReadable(entry);
+            return of(entry, stretches(entry, located.get().pieces()), true);
+          }
           Entry entry = root.get(src);
           if (!entry.isFile()) {
             throw new FileNotFoundException("Path is not a file: " + src);
@@ -103,9 +110,14 @@ final class Blocks {
     if (forReading && entry.isFile()) {
       checkReadable(entry);
     }
+    return of(entry, stretches(entry, offset, length), forReading);
+  }
+
+  private LocatedBlocks of(Entry entry, List<Stretch> stretches, boolean forReading)
+      throws IOException {
     Entry named = forReading && entry.isFile() ? root.withoutLinks(entry) : entry;
     List<LocatedBlock> blocks = new ArrayList<>();
-    for (Stretch stretch : stretches(entry, offset, length)) {
+    for (Stretch stretch : stretches) {
       blocks.add(located(named, stretch, forReading));
     }
     LocatedBlock last = null;
@@ -239,7 +251,11 @@ final class Blocks {
       grid(entry, offset, length, stretches);
       return stretches;
     }
-    BlockPieces pieces = root.files().blocks(root.local(entry.path()), offset, length);
+    return stretches(entry, root.files().blocks(root.local(entry.path()), offset, length));
+  }
+
+  private List<Stretch> stretches(Entry entry, BlockPieces pieces) throws IOException {
+    List<Stretch> stretches = new ArrayList<>();
     while (pieces.hasNext()) {
       BlockRange piece = pieces.next();
       for (int i = 0; i < piece.blockCount(); i++) {

@@ -13,6 +13,7 @@ import java.util.Map;
 import java.util.Optional;
 import java.util.concurrent.TimeUnit;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockLocations;
+import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPieces;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileStatus;
 import org.apache.hadoop.hdfs.server.namenode.zorf.FileType;
 import org.apache.hadoop.hdfs.server.namenode.zorf.LocatedFileStatus;
@@ -185,6 +186,45 @@ final class Root {
   }
 
   /**
+   * A regular file and where a range of it lies, both as of one moment.
+   *
+   * @param entry the file, of which it was not asked whether it has an ACL
+   * @param pieces the blocks of the range
+   */
+  record Located(Entry entry, BlockPieces pieces) {}
+
+  /**
+   * What {@link #get} finds, if that is a regular file, by fewer questions than those for its status
+   * and then for its blocks. The caller need not be able to read the file.
+   *
+   * @return empty for all else, of which get() tells
+   */
+  Optional<Located> locate(String path, long offset, long length) throws IOException {
+    if (!Paths.isForNatives(path)) {
+      return Optional.empty();
+    }
+    try {
+      BlockPieces pieces = files.blocks(local(path), offset, length);
+      boolean regular = pieces.status().type() == FileType.REGULAR;
+      if (regular && pieces.device() == device && isWithin(path)) {
+        return Optional.of(
+            new Located(
+                entry(
+                    path,
+                    pieces.status(),
+                    pieces.device(),
+                    false,
+                    pieces.blockSize(),
+                    pieces.replicaCount()),
+                pieces));
+      }
+    } catch (FileSystemException e) {
+      // get() meets it, too
+    }
+    return Optional.empty();
+  }
+
+  /**
    * What is to be asked or changed by its path, where the kernel would follow any link.
    *
    * @throws FileNotFoundException if it is a link, which is one that is not to be followed
@@ -252,12 +292,22 @@ final class Root {
   }
 
   private static Entry byStatus(String path, LocatedFileStatus located) {
-    FileStatus status = located.status();
     BlockLocations blocks = located.locations().orElse(null);
+    return entry(
+        path,
+        located.status(),
+        located.device(),
+        located.hasAcl(),
+        blocks == null ? 0 : blocks.blockSize(),
+        blocks == null ? 0 : blocks.replicaCount());
+  }
+
+  private static Entry entry(
+      String path, FileStatus status, long device, boolean acl, long blockSize, int replicas) {
     return new Entry(
         path,
         status.type(),
-        located.device(),
+        device,
         status.inode(),
         status.permission(),
         status.uid(),
@@ -266,9 +316,9 @@ final class Root {
         status.modificationTime().toEpochMilli(),
         status.accessTime().toEpochMilli(),
         status.changeTime().getEpochSecond(),
-        located.hasAcl(),
-        blocks == null ? 0 : blocks.blockSize(),
-        blocks == null ? 0 : Math.max(1, blocks.replicaCount()));
+        acl,
+        blockSize,
+        status.type() == FileType.REGULAR ? Math.max(1, replicas) : 0);
   }
 
   private Entry byAttributes(String path, Map<String, Object> attributes) {
