@@ -17,25 +17,31 @@ constexpr std::size_t PACKET = 131'072;
 // Without checksums none of it is touched here.
 constexpr std::int64_t PLAIN_PACKET = 1 << 20;
 
-// Data after its packet's start and checksums, so that one call sends all.
+// Data after its packet's start and checksums, with room for the start of the next, so that one
+// call sends all.
 class PacketBuffer {
  public:
   std::span<std::uint8_t> data(std::size_t size) { return {bytes_.data() + DATA, size}; }
 
-  // Sends data(start.dataLength) with its checksums.
-  void send(Stream& out, PacketStart start, const Checksum& checksum) {
+  // Sends data(start.dataLength) with its checksums, and with it `next`, if any, which has no data.
+  void send(Stream& out, PacketStart start, const Checksum& checksum, const PacketStart* next) {
     start.checksumsLength = checksum.sizeFor(start.dataLength);
     std::uint8_t* const sums = bytes_.data() + DATA - start.checksumsLength;
     std::uint8_t* const begin = sums - PACKET_START_SIZE;
+    std::uint8_t* end = bytes_.data() + DATA + start.dataLength;
     checksum.compute(data(start.dataLength), sums);
     writePacketStart(start, begin);
-    out.write({begin, PACKET_START_SIZE + start.checksumsLength + start.dataLength});
+    if (next != nullptr) {
+      writePacketStart(*next, end);
+      end += PACKET_START_SIZE;
+    }
+    out.write({begin, end});
   }
 
  private:
   static constexpr std::size_t DATA = PACKET_START_SIZE + PACKET / Checksum::CHUNK * 4;
 
-  std::vector<std::uint8_t> bytes_ = std::vector<std::uint8_t>(DATA + PACKET);
+  std::vector<std::uint8_t> bytes_ = std::vector<std::uint8_t>(DATA + PACKET + PACKET_START_SIZE);
 };
 
 // With packets under way there is no way left to tell a failure.
@@ -47,11 +53,15 @@ void fill(const OpenFile& file, std::int64_t offset, std::span<std::uint8_t> to)
   }
 }
 
-// The bytes of a range go from the file to the socket by themselves.
-void sendPlain(Stream& out, const PacketStart& start, const OpenFile& file, std::int64_t offset) {
+void sendStart(Stream& out, const PacketStart& start) {
   std::uint8_t bytes[PACKET_START_SIZE];
   writePacketStart(start, bytes);
-  out.write(bytes, true);
+  out.write(bytes, start.dataLength > 0);
+}
+
+// The bytes of a range go from the file to the socket by themselves.
+void sendPlain(Stream& out, const PacketStart& start, const OpenFile& file, std::int64_t offset) {
+  sendStart(out, start);
   out.sendFile(file.descriptor.get(), offset, start.dataLength);
 }
 
@@ -86,7 +96,7 @@ void readBlock(Service& service, Stream& stream) {
   info->mutable_checksum()->set_bytes_per_checksum(checksum.chunk());
   // Chunks are computed as they are sent, so that they begin where the reader wants to.
   info->set_chunk_offset(request.offset());
-  writeMessage(stream, response);
+  writeMessageSoon(stream, response);
 
   CacheUse cache = CacheUse::reading(file.descriptor.get(), token.offset + at, token.offset + end,
                                      request.caching_strategy().has_readahead()
@@ -94,6 +104,10 @@ void readBlock(Service& service, Stream& stream) {
                                          : CacheUse::READAHEAD,
                                      request.caching_strategy().drop_behind());
   const std::int64_t most = request.send_checksums() ? PACKET : PLAIN_PACKET;
+  PacketStart last;
+  last.offset = end;
+  last.seqno = (end - at + most - 1) / most;
+  last.last = true;
   PacketStart packet;
   for (; at < end; at += static_cast<std::int64_t>(packet.dataLength), ++packet.seqno) {
     packet.offset = at;
@@ -101,17 +115,14 @@ void readBlock(Service& service, Stream& stream) {
     stream.allow(service.packetTime);
     if (request.send_checksums()) {
       fill(file, token.offset + at, buffer.data(packet.dataLength));
-      buffer.send(stream, packet, checksum);
+      buffer.send(stream, packet, checksum, packet.seqno + 1 == last.seqno ? &last : nullptr);
     } else {
       sendPlain(stream, packet, file, token.offset + at);
     }
     cache.reached(token.offset + at + static_cast<std::int64_t>(packet.dataLength));
     service.metrics.bytesRead += packet.dataLength;
   }
-  packet.offset = end;
-  packet.dataLength = 0;
-  packet.last = true;
-  buffer.send(stream, packet, checksum);
+  if (size == 0 || !request.send_checksums()) sendStart(stream, last);
 
   // A reader that took all says what it thinks of the checksums.
   stream.allow(service.messageTime);

@@ -1,6 +1,8 @@
 // Reading blocks and their checksums.
 #include <fcntl.h>
 #include <openssl/evp.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <vector>
@@ -73,6 +75,20 @@ TEST_F(ReadTest, WithoutChecksumsThereAreNone) {
   const wire::OperationResponse response = client.response();
   EXPECT_EQ(response.read_checksum_info().checksum().type(), wire::CHECKSUM_NULL);
   EXPECT_EQ(client.readPackets(response), bytes_.substr(7, 900'000));
+}
+
+TEST_F(ReadTest, ShortReadIsAnsweredInOnePiece) {
+  TestClient client(port());
+  client.ask(READ_BLOCK, readRequest(headerFor(tokenFor("/file", BlockToken::READ)), 7, 1000));
+  pollfd readable = {client.socket(), POLLIN, 0};
+  ASSERT_EQ(poll(&readable, 1, 10'000), 1);
+  std::uint8_t bytes[4096];
+  const ssize_t came = recv(client.socket(), bytes, sizeof bytes, MSG_PEEK);
+  const wire::OperationResponse response = client.response();
+  EXPECT_EQ(client.readPackets(response), bytes_.substr(7, 1000));
+  // The answer's length, the answer, two checksums and the data, the packet without any.
+  EXPECT_EQ(static_cast<std::size_t>(came),
+            1 + response.ByteSizeLong() + PACKET_START_SIZE + 2 * 4 + 1000 + PACKET_START_SIZE);
 }
 
 TEST_F(ReadTest, HintsChangeNoByte) {

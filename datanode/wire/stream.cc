@@ -81,20 +81,26 @@ void Stream::writeSoon(std::span<const std::uint8_t> bytes) {
 }
 
 void Stream::flush() {
-  send(soon_, 0);
-  soon_.clear();
+  write({});
 }
 
 void Stream::write(std::span<const std::uint8_t> bytes, bool moreFollows) {
-  flush();
-  send(bytes, moreFollows ? MSG_MORE : 0);
-}
-
-void Stream::send(std::span<const std::uint8_t> bytes, int flags) {
-  while (!bytes.empty()) {
-    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | flags);
+  iovec pieces[] = {{soon_.data(), soon_.size()},
+                    {const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
+  msghdr message = {};
+  message.msg_iov = pieces;
+  message.msg_iovlen = 2;
+  for (std::size_t left = soon_.size() + bytes.size(); left > 0;) {
+    const ssize_t sent = sendmsg(socket_, &message, MSG_NOSIGNAL | (moreFollows ? MSG_MORE : 0));
     if (sent >= 0) {
-      bytes = bytes.subspan(static_cast<std::size_t>(sent));
+      auto taken = static_cast<std::size_t>(sent);
+      left -= taken;
+      for (iovec& piece : pieces) {
+        const std::size_t part = std::min(taken, piece.iov_len);
+        piece.iov_base = static_cast<std::uint8_t*>(piece.iov_base) + part;
+        piece.iov_len -= part;
+        taken -= part;
+      }
       continue;
     }
     const int err = errno;
@@ -104,6 +110,7 @@ void Stream::send(std::span<const std::uint8_t> bytes, int flags) {
       fail("sending", err);
     }
   }
+  soon_.clear();
 }
 
 void Stream::finish() {

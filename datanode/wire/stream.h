@@ -80,7 +80,6 @@ class Stream {
   using Clock = std::chrono::steady_clock;
   static constexpr int NO_EVENT = -1;
 
-  void send(std::span<const std::uint8_t> bytes, int flags);
   void copyFile(int file, std::int64_t offset, std::size_t size);
   // Nothing received is 0, and only where there is an `event`.
   std::size_t receive(std::uint8_t* to, std::size_t most, int event = NO_EVENT);
