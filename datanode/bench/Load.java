@@ -1,4 +1,5 @@
 import java.io.IOException;
+import java.io.OutputStream;
 import java.io.PrintStream;
 import java.lang.management.ManagementFactory;
 import java.net.URI;
@@ -115,6 +116,7 @@ public final class Load {
   private void large(int round, Service service, int streams) throws Exception {
     long free = free();
     long part = bytes / streams / PIECE * PIECE;
+    touchMemory();
     measure(round, "write", streams, service, part, stream -> write(service, path(stream), part));
     measure(round, "read", streams, service, part, stream -> read(service, path(stream), part));
     long pieces = Math.min(part, (bytes / 4) / streams) / RANDOM_PIECE;
@@ -254,6 +256,20 @@ public final class Load {
 
   private long free() throws IOException {
     return Files.getFileStore(scratch).getUnallocatedSpace();
+  }
+
+  /**
+   * Memory that nobody has used for some seconds may have to come from the host of a virtual machine, at
+   * the cost of whoever writes there first.
+   */
+  private void touchMemory() throws IOException {
+    Path file = scratch.resolve("memory");
+    try (OutputStream to = Files.newOutputStream(file)) {
+      for (long at = 0; at < bytes; at += PIECE) {
+        to.write(content);
+      }
+    }
+    Files.delete(file);
   }
 
   /** Apache's DataNode removes deleted blocks in its own time, which must not be the next part's. */

@@ -40,18 +40,18 @@ class Rows:
                 for part in parts for _, streams, service in self.keys(part) if service == OURS}
 
 
-def sequential(rows, limits):
+def sequential(rows, limits, floor):
     lines = []
     for part in ("write", "read", "pread"):
         for key in sorted(rows.keys(part), key=lambda key: (key[1], key[2] != OURS)):
-            speed = rows.speed(key)
+            speed, cpu = rows.speed(key), rows.cpu(key)
             lines.append([{"pread": "read anywhere"}.get(part, part), f"{NAMES[key[2]]}, {key[1]}", f"{speed:.2f}",
-                          f"{100 * speed / limits[key[1]]:.0f} %", f"{rows.cpu(key):.2f}",
-                          f"{rows.cpu(key, 'client'):.2f}",
+                          f"{100 * speed / limits[key[1]]:.0f} %", f"{cpu:.2f}",
+                          f"{100 * floor(*key[:2]) / cpu:.0f} %", f"{rows.cpu(key, 'client'):.2f}",
                           f"{rows.median(key, lambda row: row['median']):.2f}",
                           f"{rows.median(key, lambda row: row['p99']):.2f}"])
-    return table(["", "service, streams", "GB/s", "of the socket", "DataNode, s/GB", "client, s/GB", "median, ms",
-                  "p99, ms"], lines)
+    return table(["", "service, streams", "GB/s", "of the socket", "DataNode, s/GB", "of it socket and file",
+                  "client, s/GB", "median, ms", "p99, ms"], lines)
 
 
 def small(rows):
@@ -112,13 +112,23 @@ def targets(result):
     return table(["", "wanted", "median", "worst", "reached"], lines)
 
 
-def place(name, result, limits):
+def place(name, result, sockets):
     rows = Rows(result["rows"])
+    limits = {streams: row["bytes"] / GB / row["seconds"] for streams, row in sockets.items()}
+    file = {part: result["file"][part] / result["file"]["bytes"] * GB for part in ("write", "read")}
+
+    def floor(part, streams):
+        """Processor seconds per GB of the socket alone and of the file alone."""
+        row = sockets[streams]
+        return row["receiver" if part == "write" else "sender"] / row["bytes"] * GB + file[
+            "write" if part == "write" else "read"]
+
     return f"""## On {PLACES[name]}
 
-{result["size"] / 2**30:g} GiB, medians of {result["rounds"]} rounds:
+{result["size"] / 2**30:g} GiB, medians of {result["rounds"]} rounds; the file alone takes who writes it
+{file["write"]:.2f} s/GB of the processor, and who reads it {file["read"]:.2f}:
 
-{sequential(rows, limits)}
+{sequential(rows, limits, floor)}
 
 {result["files"]:,} files of 10 KiB, by four threads, the processor time of each file:
 
@@ -126,13 +136,13 @@ def place(name, result, limits):
 
 
 def page(result):
-    limits = {int(row["streams"]): row["bytes"] / GB / row["seconds"] for row in result["socket"]}
+    by_streams = {int(row["streams"]): row for row in result["socket"]}
     sockets = table(["", "streams", "GB/s", "sender, s/GB", "receiver, s/GB"],
                     [["socket", f"{row['streams']:.0f}", f"{row['bytes'] / GB / row['seconds']:.2f}",
                       f"{row['sender'] / row['bytes'] * GB:.2f}", f"{row['receiver'] / row['bytes'] * GB:.2f}"]
                      for row in result["socket"]])
     before, after = ("{:.1f}".format(load[0]) for load in (result["load"], result["load_after"]))
-    places = "\n\n".join(place(name, result[name], limits) for name in PLACES)
+    places = "\n\n".join(place(name, result[name], by_streams) for name in PLACES)
     return f"""# Performance of the DataNode
 
 Made by `./dev datanode bench` on {result["date"]}: {result["cores"]} cores of {result["processor"]},
@@ -175,13 +185,17 @@ Hadoop's native library, which Maven's jars come without.
 - **read anywhere**: positional reads of 64 KiB from places by chance, a fourth of the file's size in all.
 - **of the socket**: of what a loop of `send` and `recv` reaches in the same run with as many connections
   ([below](#the-socket): from memory, with neither files nor checksums).
+- **of it socket and file**: what of this time such a loop takes on the DataNode's side, and a loop that does
+  nothing but write a file, or read it. What is above that is a service's own, and the price of taking turns
+  with others. Where this is more than half of what Apache's takes, half of it can't be reached.
+- Before each write memory for it is used once: what nobody has used for some seconds may have to come from
+  the host of a virtual machine, which can take longer than the writing itself.
 - Clients ask again after 2 ms, and not 400, whether a file is complete: Apache's NameNode may hear of it from
   the client before it does from the DataNode.
 - **put**, **get**: small files, the NameNode's part included.
 - On a disk the files fit into memory and are read from there.
 - Apache's DataNode has the checksums of its blocks in files beside them and sends both from the page cache
   to the socket, untouched. There are none on zorf: `zorf-datanode` reads the data, computes their checksums,
-  and sends a copy, so that data which somebody changes meanwhile never disagree with them. What the
-  [socket](#the-socket) takes of a sender alone is near to half of what Apache's DataNode takes.
+  and sends a copy, so that data which somebody changes meanwhile never disagree with them.
 
 `./dev datanode bench --quick` prints this page for the machine at hand after some minutes, of smaller files."""

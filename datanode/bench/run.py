@@ -22,6 +22,7 @@ import report
 from services import TREE, Apaches, Ours, classpath, hdfs, java
 
 GIB = 1 << 30
+PIECE = 128 << 10
 STREAMS = (1, 4, 16)
 
 
@@ -83,6 +84,27 @@ def socket_limit(size):
     return [dict(zip(names, map(float, line.split("\t")))) for line in run.stdout.splitlines()]
 
 
+def file_limit(directory, size):
+    """Processor seconds of writing a new file and of reading it, without anybody to send it to."""
+    piece = os.urandom(PIECE)
+    buffer = bytearray(PIECE)
+    times = []
+    with tempfile.TemporaryFile(dir=directory) as file:
+
+        def timed(call):
+            start = time.process_time()
+            for at in range(0, size, PIECE):
+                call(at)
+            times.append(time.process_time() - start)
+
+        # Twice: the memory may have to come from the host of a virtual machine, the first time.
+        for _ in range(2):
+            file.truncate(0)
+            timed(lambda at: os.pwrite(file.fileno(), piece, at))
+        timed(lambda at: os.preadv(file.fileno(), [buffer], at))
+    return {"bytes": size, "write": times[1], "read": times[2]}
+
+
 def memory(pair):
     """Resident bytes of the DataNode: now, and the most so far."""
     status = pathlib.Path(f"/proc/{pair.datanode.pid}/status").read_text()
@@ -103,6 +125,7 @@ def measure_at(directory, size, files, rounds, with_commands):
     free = shutil.disk_usage(directory).free
     if free < 2.5 * size:
         sys.exit(f"bench: {directory} has {free / GIB:.1f} GiB free, and takes {2.5 * size / GIB:.1f}; see --size")
+    file = file_limit(directory, size)
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="zorf-bench-", dir=directory))
     scratch.chmod(0o755)
     pairs = [Ours(scratch), Apaches(scratch)]
@@ -111,10 +134,10 @@ def measure_at(directory, size, files, rounds, with_commands):
             pair.start()
         idle = {pair.name: memory(pair)[0] for pair in pairs}
         rows = load(scratch, pairs, size, files, rounds)
-        result = {"rows": rows, "size": size, "files": files, "rounds": rounds,
+        result = {"rows": rows, "size": size, "files": files, "rounds": rounds, "file": file,
                   "memory": {pair.name: [idle[pair.name], memory(pair)[1]] for pair in pairs}}
         if with_commands:
-            result["commands"] = commands(scratch, pairs, size, rounds)
+            result["commands"] = commands(scratch, pairs, size, (rounds + 1) // 2)
         return result
     finally:
         for pair in pairs:
@@ -136,7 +159,7 @@ def main():
     result = machine()
     result["socket"] = socket_limit(size)
     result["tmpfs"] = measure_at("/dev/shm", size, files, rounds, True)
-    result["page cache"] = measure_at("/var/tmp", size // 4, files, rounds, False)
+    result["page cache"] = measure_at("/var/tmp", size // 8, files, rounds, False)
     result["load_after"] = os.getloadavg()
     if options.json:
         options.json.write_text(json.dumps(result))

@@ -105,6 +105,9 @@ class Apaches(Pair):
             "dfs.datanode.ipc.address": "127.0.0.1:0",
             "dfs.replication": "1",
             "dfs.client.read.shortcircuit": "false",
+            # Deleted blocks are removed sooner: the next measurement waits for that.
+            "dfs.heartbeat.interval": "1",
+            "dfs.namenode.redundancy.interval.seconds": "1",
         }
         options = [word for name, value in settings.items() for word in ("-D", f"{name}={value}")]
         hdfs = "org.apache.hadoop.hdfs.server"
