@@ -182,6 +182,14 @@ Shares::Share shareFor(Service& service, const BlockToken& token) {
   return std::move(*share);
 }
 
+std::int64_t sizeOf(const Descriptor& file, const BlockToken& token) {
+  struct stat st = {};
+  if (fstat(file.get(), &st) != 0) {
+    throw std::system_error(errno, std::generic_category(), token.path);
+  }
+  return st.st_size;
+}
+
 OpenFile openFile(Service& service, const BlockToken& token, int flags) {
   OpenFile file;
   try {
@@ -191,11 +199,7 @@ OpenFile openFile(Service& service, const BlockToken& token, int flags) {
     if (e.code().value() == ESTALE) refuseToken("it is for another file, which was replaced");
     throw;
   }
-  struct stat st = {};
-  if (fstat(file.descriptor.get(), &st) != 0) {
-    throw std::system_error(errno, std::generic_category(), token.path);
-  }
-  file.size = st.st_size;
+  file.size = sizeOf(file.descriptor, token);
   return file;
 }
 

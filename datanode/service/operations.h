@@ -63,6 +63,7 @@ struct OpenFile {
   std::int64_t size = 0;
 };
 OpenFile openFile(Service& service, const BlockToken& token, int flags);
+std::int64_t sizeOf(const Descriptor& file, const BlockToken& token);
 // Whether the file has the block up to there.
 void checkRange(const OpenFile& file, const BlockToken& token, std::int64_t end);
 

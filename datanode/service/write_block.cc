@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "files/cacheuse.h"
+#include "files/claim.h"
 #include "service/operations.h"
 #include "wire/frames.h"
 
@@ -67,11 +68,13 @@ std::int64_t prepare(const Stream& stream, const OpenFile& file, const BlockToke
 
 class BlockWriter {
  public:
-  BlockWriter(Service& service, Stream& stream, const OpenFile& file, const BlockToken& token,
-              Checksum checksum, const wire::WriteBlock& request, std::int64_t end)
+  BlockWriter(Service& service, Stream& stream, const OpenFile& file, Claim& claim,
+              const BlockToken& token, Checksum checksum, const wire::WriteBlock& request,
+              std::int64_t end)
       : service_(service),
         stream_(stream),
         file_(file.descriptor.get()),
+        claim_(claim),
         token_(token),
         checksum_(checksum),
         pipeline_(1 + request.targets_size()),
@@ -87,8 +90,15 @@ class BlockWriter {
     for (bool last = false; !last;) {
       stream_.allow(service_.packetTime);
       // Between packets, and not only when there is none: a writer may be quicker than this.
-      if (service_.ending.hasBegun() || !stream_.waitUnless(service_.ending.event())) {
-        fail(OUT_OF_BAND, Refusal(wire::OOB_RESTART, "its writer is to come again"));
+      bool hasCome = false;
+      while (!hasCome) {
+        if (service_.ending.hasBegun()) {
+          fail(OUT_OF_BAND, Refusal(wire::OOB_RESTART, "its writer is to come again"));
+        }
+        if (claim_.isContested()) {
+          throw ConnectionEnd(token_.path + ": there is a later writer at another DataNode");
+        }
+        hasCome = stream_.waitUnless(service_.ending.event(), std::chrono::seconds(1));
       }
       const PacketStart packet = readPacketStart(stream_, checksum_);
       if (const auto failure = take(packet)) fail(packet.seqno, *failure);
@@ -181,6 +191,7 @@ class BlockWriter {
   Service& service_;
   Stream& stream_;
   const int file_;
+  Claim& claim_;
   const BlockToken& token_;
   const Checksum checksum_;
   const int pipeline_;  // DataNodes that the client knows of
@@ -207,13 +218,15 @@ void writeBlock(Service& service, Stream& stream) {
   const Checksum checksum = checksumOf(request.requested_checksum());
   const Shares::Share share = shareFor(service, token);
   const ActingAs user(*accountFor(service, token));
-  const OpenFile file = openFile(service, token, O_WRONLY);
+  OpenFile file = openFile(service, token, O_WRONLY);
   const Writers::Turn turn = service.writers.take(token.inode, stream.socket());
+  Claim claim(file.descriptor.get());
+  file.size = sizeOf(file.descriptor, token);  // with all that an earlier writer wrote
   const std::int64_t has = prepare(stream, file, token, request);
   confirm(stream);
   // There all data had come, and only its end was in doubt.
   if (request.stage() == Stage::CLOSE_RECOVERY) return;
-  BlockWriter(service, stream, file, token, checksum, request, has).run();
+  BlockWriter(service, stream, file, claim, token, checksum, request, has).run();
 }
 
 }  // namespace datanode

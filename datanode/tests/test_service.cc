@@ -38,7 +38,9 @@ std::string ownUser() {
   return user == nullptr ? "" : user->pw_name;
 }
 
-ServiceTest::ServiceTest() : service_(scratch_.path(), keyFile(scratch_)) {}
+ServiceTest::ServiceTest() : ServiceTest(scratch_) {}
+
+ServiceTest::ServiceTest(const Scratch& served) : service_(served.path(), keyFile(served)) {}
 
 ServiceTest::~ServiceTest() {
   stopAccepting();

@@ -25,6 +25,8 @@ std::string ownUser();
 class ServiceTest : public testing::Test {
  protected:
   ServiceTest();
+  // Of another service's directory.
+  explicit ServiceTest(const Scratch& served);
   ~ServiceTest() override;
 
   // The service starts with what was set in service() and limits() by then.

@@ -5,7 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <thread>
 #include <vector>
 
 #include "test_service.h"
@@ -273,6 +275,65 @@ TEST_F(WriteTest, LaterWriterEndsTheEarlierOne) {
   EXPECT_TRUE(first.ended());
   EXPECT_EQ(acknowledged(second, {0, 5, " second"}), "0 SUCCESS");
   EXPECT_EQ(contentOf(file_), "first second");
+}
+
+// Of the same directory.
+class OtherService : public ServiceTest {
+ public:
+  explicit OtherService(const Scratch& served) : ServiceTest(served) {}
+  using ServiceTest::port;
+  using ServiceTest::service;
+
+ private:
+  void TestBody() override {}
+};
+
+TEST_F(WriteTest, LaterWriterAtAnotherServiceEndsTheEarlierOne) {
+  OtherService other(scratch_);
+  TestClient first(port());
+  ASSERT_EQ(beginWrite(first, writeRequest(header())), "SUCCESS ");
+  EXPECT_EQ(acknowledged(first, {0, 0, "first"}), "0 SUCCESS");
+  TestClient second(other.port());
+  const wire::WriteBlock request = writeRequest(header(), wire::WriteBlock::SETUP_APPEND);
+  ASSERT_EQ(beginWrite(second, request), "SUCCESS ");
+  EXPECT_TRUE(first.ended());
+  EXPECT_EQ(acknowledged(second, {0, 5, " second"}), "0 SUCCESS");
+  // And the other way round, where the earlier one does not pause.
+  std::int64_t acknowledgements = 0;
+  std::thread busy([&] {
+    const Checksum checksum(wire::CHECKSUM_CRC32C);
+    std::string answer = "0 SUCCESS";
+    for (std::int64_t i = 1; answer == std::to_string(i - 1) + " SUCCESS"; ++i) {
+      try {
+        second.sendPacket({i, 12, "busy"}, checksum);
+        answer = second.acknowledgement();
+      } catch (const ConnectionEnd&) {
+        break;
+      }
+      acknowledgements = i;
+    }
+  });
+  TestClient third(port());
+  ASSERT_EQ(beginWrite(third, request), "SUCCESS ");
+  EXPECT_EQ(acknowledged(third, {0, 12, "third"}), "0 SUCCESS");
+  busy.join();
+  EXPECT_GT(acknowledgements, 1);
+  EXPECT_EQ(contentOf(file_), "first secondthird");
+}
+
+TEST_F(WriteTest, WriterThatHasEndedIsNotWaitedFor) {
+  OtherService other(scratch_);
+  {
+    TestClient first(port());
+    ASSERT_EQ(beginWrite(first, writeRequest(header())), "SUCCESS ");
+    EXPECT_EQ(acknowledged(first, {0, 0, "first"}), "0 SUCCESS");
+    EXPECT_EQ(acknowledged(first, {1, 5, "", true}), "1 SUCCESS");
+  }
+  while (service().metrics.running > 0) usleep(1000);
+  const auto start = std::chrono::steady_clock::now();
+  TestClient second(other.port());
+  ASSERT_EQ(beginWrite(second, writeRequest(header(), wire::WriteBlock::SETUP_APPEND)), "SUCCESS ");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
 }
 
 TEST_F(WriteTest, PacketThatDoesNotComeWholeIsNotWritten) {

@@ -41,10 +41,10 @@ const std::uint8_t* Stream::peek(std::size_t size) {
   return buffer_.data() + begin_;
 }
 
-bool Stream::waitUnless(int event) {
+bool Stream::waitUnless(int event, std::chrono::milliseconds most) {
   if (buffered() > 0) return true;
-  begin_ = 0;
-  end_ = receive(buffer_.data(), Buffer::CAPACITY, event);
+  begin_ = end_ = 0;
+  end_ = receive(buffer_.data(), Buffer::CAPACITY, event, Clock::now() + most);
   return end_ > 0;
 }
 
@@ -61,7 +61,7 @@ void Stream::read(std::span<std::uint8_t> to) {
   while (!to.empty()) to = to.subspan(receive(to.data(), to.size()));
 }
 
-std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event) {
+std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event, Clock::time_point end) {
   flush();
   for (;;) {
     const ssize_t got = recv(socket_, to, most, 0);
@@ -69,7 +69,7 @@ std::size_t Stream::receive(std::uint8_t* to, std::size_t most, int event) {
     if (got == 0) throw PeerGone("closed by the other side");
     const int err = errno;
     if (wouldBlock(err)) {
-      if (!await(POLLIN, event)) return 0;
+      if (!await(POLLIN, event, end)) return 0;
     } else if (err != EINTR) {
       fail("receiving", err);
     }
@@ -158,10 +158,12 @@ void Stream::copyFile(int file, std::int64_t offset, std::size_t size) {
   }
 }
 
-bool Stream::await(short events, int event) {
+bool Stream::await(short events, int event, Clock::time_point end) {
   for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-    if (left.count() <= 0) throw ConnectionEnd("too slow");
+    const auto now = Clock::now();
+    if (now >= deadline_) throw ConnectionEnd("too slow");
+    if (now >= end) return false;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::min(deadline_, end) - now);
     // A negative descriptor is passed over.
     pollfd waited[] = {{socket_, events, 0}, {event, POLLIN, 0}};
     const auto most = std::min<std::int64_t>(left.count(), 60'000);

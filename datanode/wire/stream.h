@@ -52,9 +52,9 @@ class Stream {
   // The next `size` bytes, at most Buffer::CAPACITY, without taking them; valid until the next call
   // that receives.
   const std::uint8_t* peek(std::size_t size);
-  // Waits until there is something to peek at; false where the descriptor `event` is readable and
-  // nothing has come.
-  bool waitUnless(int event);
+  // Waits until there is something to peek at; false where nothing has come and the descriptor
+  // `event` is readable, or so much time has passed.
+  bool waitUnless(int event, std::chrono::milliseconds most);
   // Whether the other side ended the connection, and nothing is left to be taken.
   bool hasEnded() const;
   // Takes what was peeked at.
@@ -81,11 +81,12 @@ class Stream {
   static constexpr int NO_EVENT = -1;
 
   void copyFile(int file, std::int64_t offset, std::size_t size);
-  // Nothing received is 0, and only where there is an `event`.
-  std::size_t receive(std::uint8_t* to, std::size_t most, int event = NO_EVENT);
+  // Nothing received is 0, and only where there is an `event` or an end before the deadline.
+  std::size_t receive(std::uint8_t* to, std::size_t most, int event = NO_EVENT,
+                      Clock::time_point end = Clock::time_point::max());
   // Waits until the socket takes or has bytes, until the deadline; false where `event` is readable
-  // and the socket is not.
-  bool await(short events, int event = NO_EVENT);
+  // and the socket is not, or at the `end` before.
+  bool await(short events, int event = NO_EVENT, Clock::time_point end = Clock::time_point::max());
 
   int socket_;
   Buffer& buffer_;
