@@ -6,9 +6,11 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.security.PrivilegedExceptionAction;
+import java.util.Arrays;
 import java.util.EnumSet;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.CreateFlag;
+import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FsShell;
 import org.apache.hadoop.fs.permission.FsPermission;
@@ -103,6 +105,82 @@ final class Recovery {
             writer -> restart(services.dataNodes.get(0)));
       }
     }
+  }
+
+  /** As a client begins to write. It is down for as long as a restart of its unit takes. */
+  private void theOnlyDataNodeIsDownAtFirst() throws Exception {
+    serve(1);
+    Files.writeString(Path.of("small"), "put");
+    services.dataNodes.get(0).end();
+    long start = System.nanoTime();
+    Thread restart =
+        new Thread(
+            () -> {
+              try {
+                Thread.sleep(3000);
+                services.dataNodes.get(0).start();
+              } catch (IOException | InterruptedException e) {
+                throw new IllegalStateException(e);
+              }
+            });
+    restart.start();
+    expect("", put("small", "/down-at-first"));
+    restart.join();
+    expect("put", onMount("/down-at-first"));
+    System.out.printf(
+        "the only DataNode down for 3 s as a file is put: it is there after %.1f s%n",
+        (System.nanoTime() - start) / 1e9);
+    services.dataNodes.get(0).end();
+    expect(
+        "put: File /down._COPYING_ could only be written to 0 of the 1 minReplication nodes. There are 1"
+            + " datanode(s) running and 1 node(s) are excluded in this operation.",
+        put("small", "/down").lines().findFirst().orElse(""));
+  }
+
+  /** A client that asks again, as it does not if not told to, goes on where it was. */
+  private void theNameNodeIsRestartedAmidAFile() throws Exception {
+    serve(1);
+    Configuration patient = new HdfsConfiguration();
+    patient.setBoolean("dfs.client.retry.policy.enabled", true);
+    patient.setLong("dfs.client.read.prefetch.size", 1 << 20);
+    int blocks = 24;
+    byte[] block = new byte[1 << 20];
+    long start = System.nanoTime();
+    try (DistributedFileSystem own = services.client(patient);
+        FSDataOutputStream out = own.create(hdfs("/long"), true, 4096, (short) 1, block.length)) {
+      for (int i = 0; i < blocks; i++) {
+        Arrays.fill(block, (byte) i);
+        out.write(block);
+        if (i == blocks / 2) {
+          restartNameNode();
+        }
+      }
+    }
+    System.out.printf(
+        "the NameNode restarted amid a put: it ends after %.1f s%n",
+        (System.nanoTime() - start) / 1e9);
+    start = System.nanoTime();
+    try (DistributedFileSystem own = services.client(patient);
+        FSDataInputStream in = own.open(hdfs("/long"))) {
+      for (int i = 0; i < blocks; i++) {
+        in.readFully(block);
+        expect(i, (int) block[0]);
+        expect(i, (int) block[block.length - 1]);
+        if (i == 1) {
+          restartNameNode();
+        }
+      }
+      expect(-1, in.read());
+    }
+    System.out.printf(
+        "the NameNode restarted amid a get: it ends after %.1f s%n",
+        (System.nanoTime() - start) / 1e9);
+  }
+
+  /** The client goes on meanwhile. */
+  private void restartNameNode() throws Exception {
+    services.nameNode.end();
+    services.nameNode.start();
   }
 
   private void oneOfSeveralIsKilled() throws Exception {
@@ -213,6 +291,8 @@ final class Recovery {
   public static void main(String... arguments) throws Exception {
     Recovery recovery = new Recovery();
     recovery.theOnlyDataNodeIsRestarted();
+    recovery.theOnlyDataNodeIsDownAtFirst();
+    recovery.theNameNodeIsRestartedAmidAFile();
     recovery.oneOfSeveralIsKilled();
     recovery.noSpaceIsToldAsSuch();
     recovery.quotaIsToldAsSuch();

@@ -13,6 +13,7 @@ import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import org.apache.hadoop.hdfs.server.namenode.NotReplicatedYetException;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPieces;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockPolicy;
 import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
@@ -147,23 +148,44 @@ final class Blocks {
   LocatedBlock next(Entry entry, List<DatanodeInfo> excluded) throws IOException {
     List<DatanodeInfoWithStorage> hosts = anyHosts(entry, entry.size(), Integer.MAX_VALUE);
     hosts.removeIf(host -> excluded.stream().anyMatch(other -> isSame(host, other)));
-    if (hosts.isEmpty()) {
-      throw new IOException(
-          "File "
-              + entry.path()
-              + " could only be written to 0 of the 1 minReplication nodes. There are "
-              + topology.hosts().size()
-              + " datanode(s) running and "
-              + excluded.size()
-              + " node(s) are excluded in this operation.");
+    long id = id(entry.inode(), entry.size() / entry.blockSize());
+    boolean lastTry = hosts.isEmpty();
+    Leases.Block block = new Leases.Block(id, entry.size(), lastTry);
+    if (lastTry) {
+      hosts = backAgain(entry, block, excluded);
     }
     // The file system itself makes the replicas: the first host writes, the others are who the client
     // goes on with when that fails.
     List<DatanodeInfoWithStorage> pipeline =
         hosts.subList(0, Math.min(hosts.size(), Math.max(1, entry.replication())));
-    long id = id(entry.inode(), entry.size() / entry.blockSize());
-    leases.handedOut(entry.inode(), new Leases.Block(id, entry.size()));
-    return toWrite(entry, new Leases.Block(id, entry.size()), 0, pipeline);
+    leases.handedOut(entry.inode(), block);
+    return toWrite(entry, block, 0, pipeline);
+  }
+
+  /**
+   * The hosts for a client that could use none. A DataNode that is being restarted is back in a moment: until
+   * then the client is told to ask again, which it does for some seconds. Once it has tried again, that is all.
+   */
+  private List<DatanodeInfoWithStorage> backAgain(
+      Entry entry, Leases.Block block, List<DatanodeInfo> excluded) throws IOException {
+    List<DatanodeInfoWithStorage> hosts = anyHosts(entry, entry.size(), Integer.MAX_VALUE);
+    String text =
+        "File "
+            + entry.path()
+            + " could only be written to 0 of the 1 minReplication nodes. There are "
+            + hosts.size()
+            + " datanode(s) running and "
+            + excluded.size()
+            + " node(s) are excluded in this operation.";
+    Leases.Block before = leases.of(entry.inode()).map(Leases.Lease::block).orElse(null);
+    if (hosts.isEmpty() || block.equals(before)) {
+      throw new IOException(text);
+    }
+    hosts.removeIf(host -> !Topology.listens(host));
+    if (hosts.isEmpty()) {
+      throw new NotReplicatedYetException(text);
+    }
+    return hosts;
   }
 
   /**

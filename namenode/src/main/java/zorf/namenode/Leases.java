@@ -43,8 +43,9 @@ final class Leases {
    *
    * @param id its id
    * @param offset where it begins in the file
+   * @param lastTry whether its writer could use no DataNode before
    */
-  record Block(long id, long offset) {}
+  record Block(long id, long offset, boolean lastTry) {}
 
   private static final char AFTER_SLASH = '/' + 1;
 

@@ -2,6 +2,8 @@ package zorf.namenode;
 
 import java.io.IOException;
 import java.net.InetAddress;
+import java.net.InetSocketAddress;
+import java.net.Socket;
 import java.net.UnknownHostException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -31,6 +33,9 @@ import org.slf4j.LoggerFactory;
 final class Topology {
   private static final Logger LOG = LoggerFactory.getLogger(Topology.class);
   private static final int DEFAULT_PORT = 9866;
+
+  /** For a host of the same network. */
+  private static final int CONNECT_MILLIS = 500;
 
   private final Map<Integer, DatanodeInfoWithStorage> byLocation = new LinkedHashMap<>();
   private final Map<String, DatanodeInfoWithStorage> byUuid = new LinkedHashMap<>();
@@ -141,6 +146,17 @@ final class Topology {
   /** {@return all hosts} */
   Collection<DatanodeInfoWithStorage> hosts() {
     return byUuid.values();
+  }
+
+  /** {@return whether a DataNode is there} */
+  static boolean listens(DatanodeInfo host) {
+    try (Socket socket = new Socket()) {
+      socket.connect(
+          new InetSocketAddress(host.getIpAddr(), host.getXferPort()), CONNECT_MILLIS);
+      return true;
+    } catch (IOException e) {
+      return false;
+    }
   }
 
   /** {@return the rack of a host, null if the file does not name it} */

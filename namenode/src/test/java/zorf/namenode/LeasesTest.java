@@ -103,13 +103,13 @@ class LeasesTest {
   @Test
   void aBlockIsItsWritersAlone() throws Exception {
     long inode = "/a/f".hashCode();
-    leases.handedOut(inode, new Leases.Block(8, 0));
+    leases.handedOut(inode, new Leases.Block(8, 0, false));
     assertEquals("/a/f", ofBlock(DAEMON, "holder", 8));
     assertEquals("none", ofBlock(DAEMON, "other", 8));
     assertEquals("none", ofBlock(new Caller("bin", "127.0.0.1", false), "holder", 8));
     leases.moved("/a", "/b");
     assertEquals("/b/f", ofBlock(DAEMON, "holder", 8));
-    leases.handedOut(inode, new Leases.Block(9, 100));
+    leases.handedOut(inode, new Leases.Block(9, 100, false));
     assertEquals("none", ofBlock(DAEMON, "holder", 8));
     assertEquals("/b/f", ofBlock(DAEMON, "holder", 9));
     leases.end(inode);
@@ -120,7 +120,7 @@ class LeasesTest {
   void aBlockIsFoundAmongManyAtOnce() throws Exception {
     for (int i = 0; i < 100_000; i++) {
       begin(1_000_000 + i, "/many/" + i);
-      leases.handedOut(1_000_000 + i, new Leases.Block(i, 0));
+      leases.handedOut(1_000_000 + i, new Leases.Block(i, 0, false));
     }
     Assertions.assertTimeout(
         Duration.ofSeconds(10),

@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
+import java.net.ServerSocket;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -124,6 +126,34 @@ class PipelineTest {
     nameNode.updatePipeline(
         "client", block.getBlock(), again.getBlock(), new DatanodeID[0], new String[0]);
     assertEquals("[b]", Arrays.toString(served.root().toFile().list()));
+  }
+
+  @Test
+  void aDataNodeThatIsRestartedIsWaitedForAndTriedOnceMore() throws Exception {
+    int port;
+    try (ServerSocket dataNode = new ServerSocket(0)) {
+      port = dataNode.getLocalPort();
+    }
+    Path one = Files.writeString(directory.resolve("one"), "1 127.0.0.1:" + port + " /rack\n");
+    try (Served other =
+        Served.start("--key", directory.resolve("keys").toString(), "--topology", one.toString())) {
+      nameNode = other.as("root").getClient().getNamenode();
+      HdfsFileStatus file = create("/a", 3);
+      DatanodeInfo[] excluded = addBlock("/a", file).getLocations();
+      String text =
+          "File /a could only be written to 0 of the 1 minReplication nodes. There are 1 datanode(s) "
+              + "running and 1 node(s) are excluded in this operation.";
+      for (int i = 0; i < 3; i++) {
+        Refused.with(
+            NotReplicatedYetException.class, text, () -> addBlock("/a", file, excluded));
+      }
+      try (ServerSocket back = new ServerSocket(port)) {
+        assertEquals(1, addBlock("/a", file, excluded).getLocations().length);
+        Refused.with(IOException.class, text, () -> addBlock("/a", file, excluded));
+        Files.writeString(other.root().resolve("a"), "another block follows");
+        assertEquals(1, addBlock("/a", file, excluded).getLocations().length);
+      }
+    }
   }
 
   @Test
