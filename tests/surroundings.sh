@@ -82,3 +82,21 @@ reach_tree() {
   rmdir "$hold"
   cd "$1"
 }
+
+# own_tmp STAGE KEPT...: an empty /tmp, in which only those of the folders KEPT are that are in there already.
+# It is made in the empty folder STAGE. For a mount namespace of one's own.
+own_tmp() {
+  stage=$1
+  shift
+  mount -t tmpfs -o mode=1777 tmpfs "$stage"
+  for kept; do
+    kept=$(realpath "$kept")
+    case $kept in
+      /tmp/*)
+        mkdir -p "$stage${kept#/tmp}"
+        mount --bind "$kept" "$stage${kept#/tmp}"
+        ;;
+    esac
+  done
+  mount --rbind "$stage" /tmp
+}

@@ -9,6 +9,7 @@ root=$(dirname "$(dirname "$here")")
 out=$root/build/namenode/suites
 # shellcheck source=tests/surroundings.sh
 . "$root/tests/surroundings.sh"
+own_mounts "$@" || { "$here/users.sh" true; exit 2; } # it has said why
 
 suites=(
   cli.TestHDFSCLI cli.TestAclCLI cli.TestAclCLIWithPosixAclInheritance cli.TestXAttrCLI cli.TestDeleteCLI
@@ -38,11 +39,12 @@ record=()
 [[ ${1:-} != --record ]] || { record=(--record); shift; }
 (($#)) || set -- "${suites[@]}"
 
-"$here/users.sh" true || exit 2 # it has said why
 scratch=$(scratch_folder) || skip "no folder for scratch files takes ACLs and attributes"
 scratch=$(mktemp -d "$scratch/zorf-suites-XXXXXX")
-trap 'rm -rf "$scratch"' EXIT
+own_tmp=
+trap 'cd /; [[ -z $own_tmp ]] || umount -l /tmp "$scratch/tmp"; rm -rf "$scratch"' EXIT
 chmod 755 "$scratch"
+mkdir "$scratch/tmp"
 
 home=${JAVA_HOME:-$(dirname "$(dirname "$(realpath "$(command -v java)")")")}
 version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$home/release")
@@ -78,7 +80,10 @@ if command -v ip >/dev/null && unshare --net true 2>/dev/null; then
   network=(unshare --net sh -c 'ip link set lo up && exec "$@"' sh)
 fi
 
-cd "$scratch" # suites leave files where they run
+# Suites leave files where they run, and one takes /tmp/file1 for its own.
+own_tmp "$scratch/tmp" "$scratch" "$root" "$home" "$HOME"
+own_tmp=yes
+cd "$scratch"
 status=0
 : >"$out/run.log"
 for suite; do
