@@ -6,6 +6,7 @@ import java.nio.file.DirectoryIteratorException;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HashSet;
@@ -13,6 +14,8 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
+import java.util.concurrent.ScheduledThreadPoolExecutor;
+import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicLong;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -21,7 +24,7 @@ import org.slf4j.LoggerFactory;
  * The names in a directory, sorted by their bytes. Those of large ones are kept for a while, so that
  * the pages of a listing don't read the directory anew each time.
  */
-final class DirectoryNames {
+final class DirectoryNames implements AutoCloseable {
   private static final Logger LOG = LoggerFactory.getLogger(DirectoryNames.class);
 
   /** What stands for bytes that are no UTF-8: such a name can't be told, nor asked for. */
@@ -34,14 +37,59 @@ final class DirectoryNames {
   /** One state of one directory, as one user sees it. */
   private record Key(long inode, long modified, long changed, long size, String user) {}
 
-  private final Map<Key, List<byte[]>> kept = new LinkedHashMap<>(16, 0.75f, true);
+  /** A directory's names, and when they were asked for. */
+  private record Kept(List<byte[]> names, long asked) {}
+
+  /** Those that were asked for last at the end. */
+  private final Map<Key, Kept> kept = new LinkedHashMap<>(16, 0.75f, true);
   private int keptNames;
+  private final long keptNanos;
+  private final ScheduledThreadPoolExecutor sweeper;
   private final AtomicLong unreadable = new AtomicLong();
   private final Set<Long> logged = new HashSet<>();
   private final Root root;
 
-  DirectoryNames(Root root) {
+  /**
+   * Starts a thread, which must not be done by one that acts as a user: it would, too.
+   *
+   * @param keptFor how long names are kept that nobody asks for
+   */
+  DirectoryNames(Root root, Duration keptFor) {
     this.root = root;
+    keptNanos = keptFor.toNanos();
+    sweeper =
+        new ScheduledThreadPoolExecutor(
+            1,
+            task -> {
+              Thread thread = new Thread(task, "old listings");
+              thread.setDaemon(true);
+              return thread;
+            });
+    sweeper.scheduleWithFixedDelay(
+        this::sweep, keptNanos / 4, keptNanos / 4, TimeUnit.NANOSECONDS);
+  }
+
+  private synchronized void sweep() {
+    long now = System.nanoTime();
+    var oldest = kept.values().iterator();
+    while (oldest.hasNext()) {
+      Kept names = oldest.next();
+      if (now - names.asked() < keptNanos) {
+        return;
+      }
+      keptNames -= names.names().size();
+      oldest.remove();
+    }
+  }
+
+  /** {@return how many names are kept} */
+  synchronized int kept() {
+    return keptNames;
+  }
+
+  @Override
+  public void close() {
+    sweeper.shutdownNow();
   }
 
   /** {@return how many names were skipped because they are not UTF-8} */
@@ -110,18 +158,23 @@ final class DirectoryNames {
   }
 
   private synchronized List<byte[]> get(Key key) {
-    return kept.get(key);
+    Kept before = kept.get(key);
+    if (before == null) {
+      return null;
+    }
+    kept.put(key, new Kept(before.names(), System.nanoTime()));
+    return before.names();
   }
 
   private synchronized void keep(Key key, List<byte[]> names) {
     if (names.size() < WORTH_KEEPING || names.size() > MAX_KEPT) {
       return;
     }
-    List<byte[]> before = kept.put(key, names);
-    keptNames += names.size() - (before == null ? 0 : before.size());
-    var oldest = kept.entrySet().iterator();
+    Kept before = kept.put(key, new Kept(names, System.nanoTime()));
+    keptNames += names.size() - (before == null ? 0 : before.names().size());
+    var oldest = kept.values().iterator();
     while (keptNames > MAX_KEPT) {
-      keptNames -= oldest.next().getValue().size();
+      keptNames -= oldest.next().names().size();
       oldest.remove();
     }
   }

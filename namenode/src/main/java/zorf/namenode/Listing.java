@@ -30,14 +30,20 @@ final class Listing {
    * @param limit of entries in a page
    */
   Listing(
-      Root root, Access access, Statuses statuses, Blocks blocks, Helpers helpers, int limit) {
+      Root root,
+      Access access,
+      Statuses statuses,
+      Blocks blocks,
+      Helpers helpers,
+      DirectoryNames names,
+      int limit) {
     this.root = root;
     this.access = access;
     this.statuses = statuses;
     this.blocks = blocks;
     this.helpers = helpers;
+    this.names = names;
     this.limit = limit;
-    names = new DirectoryNames(root);
   }
 
   /** {@return how many names were skipped because they are not UTF-8} */

@@ -21,12 +21,14 @@ import org.apache.hadoop.security.UserGroupInformation;
 final class NameNode implements AutoCloseable {
   private static final Duration NAMES_KEPT = Duration.ofSeconds(30);
   private static final int MAX_NAMES = 10_000;
+  private static final Duration LISTINGS_KEPT = Duration.ofMinutes(2);
 
   private final Settings settings;
   private final Root root;
   private final Topology topology;
   private final Users users;
   private final Helpers helpers;
+  private final DirectoryNames names;
   private final ClientProtocol client;
   private final RpcService service;
 
@@ -51,6 +53,7 @@ final class NameNode implements AutoCloseable {
     UserGroupInformation.setConfiguration(configuration);
     users = new Users(threads(), settings);
     helpers = new Helpers(users, Runtime.getRuntime().availableProcessors());
+    names = new DirectoryNames(root, LISTINGS_KEPT);
     Errors errors = new Errors(root);
     TrustedLinks links = new TrustedLinks(root);
     AdminAnswers admin = new AdminAnswers(root, settings.pool());
@@ -114,7 +117,7 @@ final class NameNode implements AutoCloseable {
             settings.pool());
     return List.of(
         new StatusAnswers(root, access, statuses, blocks, leases),
-        new Listing(root, access, statuses, blocks, helpers, settings.listLimit()),
+        new Listing(root, access, statuses, blocks, helpers, names, settings.listLimit()),
         new Summary(root, access, helpers),
         blocks,
         directories,
@@ -190,6 +193,7 @@ final class NameNode implements AutoCloseable {
   public void close() {
     service.close();
     helpers.close();
+    names.close();
     users.close();
   }
 }
