@@ -187,9 +187,11 @@ Hadoop's native library, which Maven's jars come without.
   ([below](#the-socket): from memory, with neither files nor checksums).
 - **of it socket and file**: what of this time such a loop takes on the DataNode's side, and a loop that does
   nothing but write a file, or read it. What is above that is a service's own, and the price of taking turns
-  with others. Where this is more than half of what Apache's takes, half of it can't be reached.
+  with others. Where this is more than half of what Apache's takes, half of it can't be reached. More than
+  100 % is memory again: the loop came before the services, and found less of it ready.
 - Before each write memory for it is used once: what nobody has used for some seconds may have to come from
-  the host of a virtual machine, which can take longer than the writing itself.
+  the host of a virtual machine, which can take longer than the writing itself. Of several GiB some is gone
+  again by the time that it is written.
 - Clients ask again after 2 ms, and not 400, whether a file is complete: Apache's NameNode may hear of it from
   the client before it does from the DataNode.
 - **put**, **get**: small files, the NameNode's part included.
