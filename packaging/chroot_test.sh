@@ -1,34 +1,20 @@
 #!/usr/bin/env bash
 # chroot_test.sh [PACKAGES]: installs the packages of build/packages into a fresh Debian and runs the tool
-# there. Needs root, debootstrap and the network. ZORF_MIRROR names another mirror; ZORF_BASE names an
-# archive of a base system, which is made if it is not there.
+# there, as jail.sh says.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=${1:-$root/build/packages}
 
-((EUID == 0)) || { echo "chroot_test.sh: run it as root" >&2; exit 1; }
-# Mounts of its own, that end with it.
-if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
-  ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
-fi
-
-jail=$(mktemp -d)
-log=$jail.log
+tree=
+# shellcheck source=packaging/jail.sh
+. "$root/packaging/jail.sh"
 clean_up() {
-  umount "$jail/proc" 2>/dev/null || true
-  rm -rf --one-file-system "$jail" "$log" ${tree:+"$tree"}
+  remove_jail
+  [[ -z $tree ]] || rm -rf "$tree"
 }
 trap clean_up EXIT
 
-chmod 755 "$jail"
-if [[ -n ${ZORF_BASE:-} && -f $ZORF_BASE ]]; then
-  tar -xf "$ZORF_BASE" -C "$jail"
-else
-  debootstrap --variant=minbase bookworm "$jail" ${ZORF_MIRROR:+"$ZORF_MIRROR"} >"$log"
-  [[ -z ${ZORF_BASE:-} ]] || tar -cf "$ZORF_BASE" -C "$jail" .
-fi
-mount -t proc proc "$jail/proc"
-mkdir "$jail/packages" "$jail/next"
+mkdir "$jail/next"
 cp "$packages"/*.deb "$packages"/*.tar.gz "$jail/packages"
 
 # The next version, which is nothing but a number in one place.
@@ -42,14 +28,6 @@ sed -i "s/^project(zorfhadoop VERSION $version /project(zorfhadoop VERSION $next
 "$tree/packaging/make.sh" >"$log" 2>&1 || { cat "$log"; exit 1; }
 cp "$tree"/build/packages/*.deb "$jail/next"
 
-# Java's package wants the directory of a manual page, which minbase leaves out.
-mkdir -p "$jail/usr/share/man/man1"
-
-# inside COMMAND...: in the chroot, with little in the environment.
-inside() {
-  env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-    chroot "$jail" "$@"
-}
 with_standin() {
   inside env LD_LIBRARY_PATH=/usr/lib/x86_64-linux-gnu/zorfhadoop-standin "$@"
 }
@@ -65,30 +43,6 @@ install_from() {
 }
 install() {
   install_from /packages "$@"
-}
-passed=0
-# check WHAT COMMAND...
-check() {
-  local what=$1
-  shift
-  if ! "$@" >"$log" 2>&1; then
-    echo "not ok: $what"
-    cat "$log"
-    exit 1
-  fi
-  echo "ok: $what"
-  passed=$((passed + 1))
-}
-# prints PATTERN COMMAND...: it prints a line with this, whatever its exit status.
-prints() {
-  local pattern=$1
-  shift
-  "$@" >"$jail/printed" 2>&1 || true
-  cat "$jail/printed"
-  grep -q -- "$pattern" "$jail/printed"
-}
-fails() {
-  ! "$@"
 }
 is_installed() {
   # shellcheck disable=SC2016  # dpkg's own variable

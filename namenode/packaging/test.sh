@@ -1,70 +1,23 @@
 #!/usr/bin/env bash
 # test.sh: installs the packages of build/packages into a fresh Debian, serves a directory there with the
 # rights that the unit gives, and has Apache's client ask; then starts both units under a systemd of their
-# own. Needs root, debootstrap, the network, and the packages of ./dev package. ZORF_MIRROR names another
-# mirror; ZORF_BASE an archive of a base system, which is made if it is not there.
+# own. Needs the packages of ./dev package, and what packaging/jail.sh says.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 packages=$root/build/packages
 
-((EUID == 0)) || { echo "test.sh: run it as root" >&2; exit 1; }
-# Mounts of its own, that end with it.
-if [[ -z ${ZORF_OWN_MOUNTS:-} ]]; then
-  ZORF_OWN_MOUNTS=1 exec unshare --mount --propagation private "$0" "$@"
-fi
-
-jail=$(mktemp -d)
-log=$jail.log
 service= booted=
+# shellcheck source=packaging/jail.sh
+. "$root/packaging/jail.sh"
 clean_up() {
   [[ -z $service ]] || kill "$service" 2>/dev/null || true
   [[ -z $booted ]] || pkill -9 --parent "$booted" || true
-  umount "$jail/proc" 2>/dev/null || true
-  rm -rf --one-file-system "$jail" "$log" "$log.systemd"
+  remove_jail
+  rm -f "$log.systemd"
 }
 trap clean_up EXIT
 
-chmod 755 "$jail"
-if [[ -n ${ZORF_BASE:-} && -f $ZORF_BASE ]]; then
-  tar -xf "$ZORF_BASE" -C "$jail"
-else
-  debootstrap --variant=minbase bookworm "$jail" ${ZORF_MIRROR:+"$ZORF_MIRROR"} >"$log"
-  [[ -z ${ZORF_BASE:-} ]] || tar -cf "$ZORF_BASE" -C "$jail" .
-fi
-mount -t proc proc "$jail/proc"
-mkdir -p "$jail/packages" "$jail/usr/share/man/man1"
 cp "$packages"/*.deb "$packages"/zorf-namenode-*.tar.gz "$jail/packages"
-
-# inside COMMAND...: in the chroot, with little in the environment.
-jailed=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8
-  DEBIAN_FRONTEND=noninteractive chroot "$jail")
-inside() {
-  "${jailed[@]}" "$@"
-}
-passed=0
-# check WHAT COMMAND...
-check() {
-  local what=$1
-  shift
-  if ! "$@" >"$log" 2>&1; then
-    echo "not ok: $what"
-    cat "$log"
-    exit 1
-  fi
-  echo "ok: $what"
-  passed=$((passed + 1))
-}
-# prints PATTERN COMMAND...: it prints a line with this, whatever its exit status.
-prints() {
-  local pattern=$1
-  shift
-  "$@" >"$jail/printed" 2>&1 || true
-  cat "$jail/printed"
-  grep -q -- "$pattern" "$jail/printed"
-}
-fails() {
-  ! "$@"
-}
 
 inside apt-get update -qq
 check "the package installs, with all that it needs" inside sh -c \
