@@ -24,6 +24,10 @@ import org.apache.hadoop.hdfs.server.namenode.zorf.BlockRange;
  */
 final class Blocks {
   private static final int INDEX_BITS = 24;
+
+  /** Hosts that a call connects to, each of which may take its time. */
+  private static final int MAX_TRIED = 3;
+
   private static final long INODE_MASK = (1L << 38) - 1;
   private final Root root;
   private final Access access;
@@ -181,11 +185,12 @@ final class Blocks {
     if (hosts.isEmpty() || block.equals(before)) {
       throw new IOException(text);
     }
-    hosts.removeIf(host -> !Topology.listens(host));
-    if (hosts.isEmpty()) {
+    List<DatanodeInfoWithStorage> back =
+        hosts.stream().limit(MAX_TRIED).filter(Topology::listens).toList();
+    if (back.isEmpty()) {
       throw new NotReplicatedYetException(text);
     }
-    return hosts;
+    return back;
   }
 
   /**
