@@ -28,10 +28,22 @@ final class Entrusted {
 
   private final Root root;
   private final Users users;
+  private final boolean everybody;
 
-  Entrusted(Root root, Users users) {
+  /**
+   * Takes what it asks.
+   *
+   * @param everybody whether the service acts as everybody: else its superuser is a user like others
+   */
+  Entrusted(Root root, Users users, boolean everybody) {
     this.root = root;
     this.users = users;
+    this.everybody = everybody;
+  }
+
+  /** {@return whether the caller may do everything, so that nobody must lead him to what is another's} */
+  boolean isForSuperuser() {
+    return everybody && Caller.current().superuser();
   }
 
   /** What is done by a path. */
@@ -93,7 +105,7 @@ final class Entrusted {
    * everything, and is led to no other file than the one that was found.
    */
   void asCaller(Entry entry, Work work) throws IOException {
-    if (!Caller.current().superuser()) {
+    if (!isForSuperuser()) {
       work.at(root.local(entry.path()));
     } else if (entry.isFile() || entry.isDirectory()) {
       work(root.localPath(entry.path()), entry, work);
@@ -117,7 +129,7 @@ final class Entrusted {
 
   /** Where the superuser goes, no link is followed. What is another's to change is another's to find. */
   private SecureDirectoryStream<Path> directory(Path directory) throws IOException {
-    if (!Caller.current().superuser()) {
+    if (!isForSuperuser()) {
       return open(directory);
     }
     SecureDirectoryStream<Path> at = open(root.directory());

@@ -95,9 +95,9 @@ final class NameNode implements AutoCloseable {
   }
 
   /** What answers the calls of clients, a subject each. */
-  private List<?> answers(Options options, Keys keys) {
+  private List<?> answers(Options options, Keys keys) throws IOException {
     Access access = new Access(root);
-    Entrusted entrusted = new Entrusted(root, users);
+    Entrusted entrusted = new Entrusted(root, users, Rights.ofProcess().canSwitch());
     Ownership ownership = new Ownership(root, entrusted);
     Statuses statuses = new Statuses(root);
     Leases leases = new Leases();

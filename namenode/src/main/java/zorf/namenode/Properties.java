@@ -115,7 +115,7 @@ final class Properties {
             // Java would open it, and wait at a FIFO for somebody to write.
             throw new IOException("the times of what is no file can't be set: " + src);
           }
-          if (Caller.current().superuser()) {
+          if (entrusted.isForSuperuser()) {
             entrusted.change(
                 root.localPath(src), entry, view -> view.setTimes(time(mtime), time(atime), null));
             return null;

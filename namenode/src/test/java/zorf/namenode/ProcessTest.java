@@ -158,6 +158,15 @@ class ProcessTest {
           assertThrows(IOException.class, () -> service.as("bin").listStatus(TOP));
       assertTrue(e.getMessage().contains("no thread can act as \"bin\""), e.getMessage());
       assertEquals("daemon", Files.getOwner(root.resolve("d")).getName());
+      Path fifo = root.resolve("d").resolve("fifo"); // which nobody opens
+      assertEquals(0, new ProcessBuilder("mkfifo", fifo.toString()).start().waitFor());
+      Files.setAttribute(fifo, "unix:uid", 1);
+      service
+          .as("daemon")
+          .setPermission(
+              new org.apache.hadoop.fs.Path("/d/fifo"),
+              new org.apache.hadoop.fs.permission.FsPermission((short) 0600));
+      assertEquals(0600, (int) Files.getAttribute(fifo, "unix:mode") & 0777);
     }
   }
 
