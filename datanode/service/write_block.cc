@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -67,6 +68,14 @@ std::int64_t prepare(const Stream& stream, const OpenFile& file, const BlockToke
 }
 
 class BlockWriter {
+  // Data that were verified, and are not in the file yet.
+  struct Piece {
+    std::span<const std::uint8_t> data;
+    std::int64_t seqno = 0;
+    bool endsPacket = false;
+    bool sync = false;
+  };
+
  public:
   BlockWriter(Service& service, Stream& stream, const OpenFile& file, Claim& claim,
               const BlockToken& token, Checksum checksum, const wire::WriteBlock& request,
@@ -84,8 +93,9 @@ class BlockWriter {
         mayComeAgain_(request.stage() == Stage::SETUP_CREATE ||
                       request.stage() == Stage::SETUP_APPEND) {}
 
-  // Until the last packet. Each is acknowledged when it is in the file, those that came together in
-  // one answer: it is sent before the next bytes are received, or anything else takes its time.
+  // Until the last packet. Packets that came together go to the file together, and each is
+  // acknowledged when it is there, in one answer with the others: it is sent before the next bytes
+  // are received, or anything else takes its time.
   void run() {
     for (bool last = false; !last;) {
       stream_.allow(service_.packetTime);
@@ -93,6 +103,7 @@ class BlockWriter {
       bool hasCome = false;
       while (!hasCome) {
         if (service_.ending.hasBegun()) {
+          store();
           fail(OUT_OF_BAND, Refusal(wire::OOB_RESTART, "its writer is to come again"));
         }
         if (claim_.isContested()) {
@@ -101,17 +112,21 @@ class BlockWriter {
         hasCome = stream_.waitUnless(service_.ending.event(), std::chrono::seconds(1));
       }
       const PacketStart packet = readPacketStart(stream_, checksum_);
-      if (const auto failure = take(packet)) fail(packet.seqno, *failure);
-      acknowledge(packet.seqno, wire::SUCCESS, pipeline_);
-      mayComeAgain_ = true;
+      if (const auto failure = take(packet)) {
+        store();
+        fail(packet.seqno, *failure);
+      }
       last = packet.last;
+      if (last || packet.sync || pieces_.size() == MOST_PIECES || !hasPacket(stream_)) store();
     }
     stream_.flush();
   }
 
  private:
   static constexpr std::int64_t OUT_OF_BAND = -2;
+  static constexpr std::size_t MOST_PIECES = 64;
 
+  // Leaves the end of the data, or all of it, in pieces_.
   std::optional<Refusal> take(const PacketStart& packet) {
     const auto size = static_cast<std::int64_t>(packet.dataLength);
     // It may begin before the end: a client sends the last chunk again when that was not full.
@@ -122,47 +137,69 @@ class BlockWriter {
                                               " of a block that has " + std::to_string(end_) +
                                               " and may have " + std::to_string(token_.length));
     }
+    if (packet.offset != piecesEnd_) store();
     sums_.resize(packet.checksumsLength);
     stream_.read(sums_);
     const std::uint8_t* sums = sums_.data();
     const std::size_t most = Buffer::CAPACITY / checksum_.chunk() * checksum_.chunk();
-    for (std::size_t done = 0; done < packet.dataLength;) {
+    std::size_t done = 0;
+    do {
       const std::size_t part = std::min(most, packet.dataLength - done);
       const std::span data(stream_.peek(part), part);
       if (!checksum_.matches(data, sums)) {
         ++service_.metrics.corruptPackets;
         return Refusal(wire::ERROR_CHECKSUM, "a packet with wrong checksums");
       }
-      if (const int err = write(data, packet.offset + static_cast<std::int64_t>(done))) {
-        return failed("writing", err);
-      }
+      if (pieces_.empty()) at_ = packet.offset + static_cast<std::int64_t>(done);
+      piecesEnd_ = packet.offset + static_cast<std::int64_t>(done + part);
       stream_.consume(part);
       sums += checksum_.sizeFor(part);
       done += part;
-    }
+      const bool whole = done == packet.dataLength;
+      pieces_.push_back({data, packet.seqno, whole, packet.sync});
+      if (!whole) store();
+    } while (done < packet.dataLength);
     end_ = std::max(end_, packet.offset + size);
-    cache_.reached(token_.offset + end_);
-    service_.metrics.bytesWritten += packet.dataLength;
-    if (packet.sync) {
-      ++service_.metrics.syncs;
-      stream_.flush();
-      if (fdatasync(file_) != 0) {
-        return failed("fdatasync", errno);
-      }
-    }
     return std::nullopt;
   }
 
-  // Returns 0 or an errno.
-  int write(std::span<const std::uint8_t> data, std::int64_t offset) {
-    while (!data.empty()) {
-      const ssize_t written = pwrite(file_, data.data(), data.size(), token_.offset + offset);
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) return errno;
-      data = data.subspan(static_cast<std::size_t>(written));
-      offset += written;
+  // All pieces to the file, and the acknowledgements of the packets that end with one of them.
+  // Before anything is received: they lie in the stream's buffer.
+  void store() {
+    std::size_t stored = 0;
+    std::size_t ofNext = 0;  // bytes of the piece after these that are in the file, too
+    while (stored < pieces_.size()) {
+      iovec bytes[MOST_PIECES];
+      int count = 0;
+      for (std::size_t i = stored; i < pieces_.size(); ++i) {
+        const auto data = pieces_[i].data.subspan(i == stored ? ofNext : 0);
+        bytes[count++] = {const_cast<std::uint8_t*>(data.data()), data.size()};
+      }
+      const ssize_t written = pwritev(file_, bytes, count, token_.offset + at_);
+      const int err = errno;
+      if (written < 0 && err == EINTR) continue;
+      if (written < 0) fail(pieces_[stored].seqno, failed("writing", err));
+      at_ += written;
+      ofNext += static_cast<std::size_t>(written);
+      for (; stored < pieces_.size() && ofNext >= pieces_[stored].data.size(); ++stored) {
+        ofNext -= pieces_[stored].data.size();
+        stands(pieces_[stored]);
+      }
     }
-    return 0;
+    pieces_.clear();
+  }
+
+  void stands(const Piece& piece) {
+    service_.metrics.bytesWritten += piece.data.size();
+    if (!piece.endsPacket) return;
+    cache_.reached(token_.offset + at_);
+    if (piece.sync) {
+      ++service_.metrics.syncs;
+      stream_.flush();
+      if (fdatasync(file_) != 0) fail(piece.seqno, failed("fdatasync", errno));
+    }
+    acknowledge(piece.seqno, wire::SUCCESS, pipeline_);
+    mayComeAgain_ = true;
   }
 
   // There may be space again in a moment. If not, the client has the reason from the NameNode,
@@ -196,7 +233,10 @@ class BlockWriter {
   const Checksum checksum_;
   const int pipeline_;  // DataNodes that the client knows of
   CacheUse cache_;
-  std::int64_t end_;  // of what the block has
+  std::vector<Piece> pieces_;  // one after the other, the first at at_
+  std::int64_t at_ = 0;
+  std::int64_t piecesEnd_ = 0;
+  std::int64_t end_;  // of what the block has, pieces included
   bool mayComeAgain_;
   std::vector<std::uint8_t> sums_;
 };

@@ -57,6 +57,25 @@ TEST_F(WriteTest, PacketsThatComeTogetherAreAcknowledgedOneByOne) {
   EXPECT_EQ(client.acknowledgement(), "4 ERROR_CHECKSUM");
 }
 
+TEST_F(WriteTest, PacketsThatComeTogetherGoWhereTheyBelong) {
+  const std::string bytes = someBytes(4'000);
+  // Together: they are there before the service has answered.
+  TestClient client(port());
+  client.ask(WRITE_BLOCK, writeRequest(header()));
+  client.sendPacket({0, 0, bytes.substr(0, 1'000)}, checksum_);
+  client.sendPacket({1, 500, bytes.substr(3'000, 100)}, checksum_);
+  client.sendPacket({2, 1'000, bytes.substr(1'000, 1'000)}, checksum_);
+  client.sendPacket({3, 2'000, bytes.substr(2'000, 1'000)}, checksum_);
+  client.sendPacket({4, 3'000, "", true}, checksum_);
+  EXPECT_EQ(told(client.response()), "SUCCESS ");
+  for (const char* const seqno : {"0", "1", "2", "3", "4"}) {
+    EXPECT_EQ(client.acknowledgement(), std::string(seqno) + " SUCCESS");
+  }
+  EXPECT_EQ(contentOf(file_),
+            bytes.substr(0, 500) + bytes.substr(3'000, 100) + bytes.substr(600, 2'400));
+  EXPECT_EQ(service().metrics.bytesWritten, 3'100U);
+}
+
 TEST_F(WriteTest, PacketLargerThanTheBufferIsTakenInPieces) {
   BlockToken token = tokenFor("/file", BlockToken::WRITE);
   token.length = 8 << 20;

@@ -91,6 +91,14 @@ PacketStart readPacketStart(Stream& in, const Checksum& checksum) {
   return start;
 }
 
+bool hasPacket(Stream& in) {
+  if (in.buffered() < 6) return false;
+  const std::uint8_t* const lengths = in.peek(6);
+  const std::size_t size = std::size_t{2} + getBigEndian<std::uint32_t>(lengths) +
+                           getBigEndian<std::uint16_t>(lengths + 4);
+  return in.buffered() >= size;
+}
+
 void writePacketStart(const PacketStart& start, std::uint8_t* to) {
   wire::PacketHeader header;
   header.set_offset_in_block(start.offset);

@@ -42,6 +42,9 @@ struct PacketStart {
 // Consistent with itself and with the checksum, or ConnectionEnd.
 PacketStart readPacketStart(Stream& in, const Checksum& checksum);
 
+// Whether a whole one has been received, so that it can be read without receiving anything.
+bool hasPacket(Stream& in);
+
 // What precedes the checksums of a packet that is sent.
 constexpr std::size_t PACKET_START_SIZE = 31;
 void writePacketStart(const PacketStart& start, std::uint8_t* to);
