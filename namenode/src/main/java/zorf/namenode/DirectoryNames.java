@@ -45,7 +45,7 @@ final class DirectoryNames implements AutoCloseable {
   private int keptNames;
   private final long keptNanos;
   private final ScheduledThreadPoolExecutor sweeper;
-  private final AtomicLong unreadable = new AtomicLong();
+  private final AtomicLong leftOut = new AtomicLong();
   private final Set<Long> logged = new HashSet<>();
   private final Root root;
 
@@ -93,8 +93,8 @@ final class DirectoryNames implements AutoCloseable {
   }
 
   /** {@return how many names were skipped because they are not UTF-8} */
-  long unreadable() {
-    return unreadable.get();
+  long leftOut() {
+    return leftOut.get();
   }
 
   /**
@@ -137,7 +137,7 @@ final class DirectoryNames implements AutoCloseable {
       }
     }
     if (skipped > 0) {
-      unreadable.addAndGet(skipped);
+      leftOut.addAndGet(skipped);
       if (isFirstTime(directory)) {
         LOG.warn("{}: {} names are not UTF-8 and are not listed", directory.path(), skipped);
       }

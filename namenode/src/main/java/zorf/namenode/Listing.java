@@ -46,11 +46,6 @@ final class Listing {
     this.limit = limit;
   }
 
-  /** {@return how many names were skipped because they are not UTF-8} */
-  long unreadableNames() {
-    return names.unreadable();
-  }
-
   @ActsAs(ActsAs.Who.READER)
   DirectoryListing getListing(String src, byte[] startAfter, boolean needLocation)
       throws IOException {

@@ -189,6 +189,11 @@ final class NameNode implements AutoCloseable {
     return topology.leftOut();
   }
 
+  /** {@return how many names were left out of listings, for they are not UTF-8} */
+  long namesLeftOut() {
+    return names.leftOut();
+  }
+
   @Override
   public void close() {
     service.close();

@@ -84,7 +84,10 @@ final class ServiceMetrics implements AutoCloseable {
             nameNode.isMounted() ? 1 : 0)
         .addCounter(
             Interns.info("LocationsLeftOut", "Locations without a host in the topology file"),
-            nameNode.locationsLeftOut());
+            nameNode.locationsLeftOut())
+        .addCounter(
+            Interns.info("NamesLeftOut", "Names in listings that are not UTF-8"),
+            nameNode.namesLeftOut());
   }
 
   private static void collect(

@@ -91,6 +91,15 @@ class MetricsTest {
   }
 
   @Test
+  void namesThatCannotBeToldAreCounted() throws Exception {
+    String[] make = {"bash", "-c", "touch $'b\\xff' $'\\xff'"};
+    ProcessBuilder process = new ProcessBuilder(make).directory(served.root().toFile());
+    assertEquals(0, process.start().waitFor());
+    assertEquals(1, served.as("nobody").listStatus(new Path("/")).length);
+    awaitNumber(2, "Root", "NamesLeftOut");
+  }
+
+  @Test
   void theSameIsThereForPrometheus() throws Exception {
     String page = get("/prom").body();
     String tags = "\\{context=\"zorf\",hostname=\"[^\"]*\"\\}";
