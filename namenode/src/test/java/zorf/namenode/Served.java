@@ -37,7 +37,12 @@ final class Served implements AutoCloseable {
   static Served start(Configuration configuration, String... options) throws Exception {
     Path root = Files.createTempDirectory("zorf-namenode-test-").toRealPath();
     Files.setPosixFilePermissions(root, PosixFilePermissions.fromString("rwxr-xr-x"));
-    return start(root, configuration, options);
+    try {
+      return start(root, configuration, options);
+    } catch (Exception e) {
+      Files.delete(root);
+      throw e;
+    }
   }
 
   /** Serves a directory that is there; it is deleted in the end. */
