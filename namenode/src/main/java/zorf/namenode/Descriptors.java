@@ -4,7 +4,6 @@ import java.io.IOException;
 import java.nio.channels.FileChannel;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
-import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.util.concurrent.atomic.AtomicInteger;
 
@@ -46,12 +45,12 @@ final class Descriptors {
   }
 
   /** The first line reads "pos:", and a number. */
-  private static boolean isAt(Path file, int mark) throws IOException {
+  private static boolean isAt(Path file, int mark) {
     try {
       String info = Files.readString(POSITIONS.resolve(file.getFileName()));
       return info.startsWith("pos:\t" + mark + "\n");
-    } catch (NoSuchFileException e) {
-      return false; // closed by now
+    } catch (IOException e) {
+      return false; // closed by now, before it was read or while it was
     }
   }
 }
