@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 static int isOver(int fd) {
@@ -21,15 +22,15 @@ ssize_t write(int fd, const void* bytes, size_t size) {
   return ((ssize_t (*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write"))(fd, bytes, size);
 }
 
-ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
+ssize_t pwritev64(int fd, const struct iovec* pieces, int count, off64_t offset) {
   if (isOver(fd)) {
     errno = EDQUOT;
     return -1;
   }
-  return ((ssize_t (*)(int, const void*, size_t, off64_t))dlsym(RTLD_NEXT, "pwrite64"))(fd, bytes,
-                                                                                        size, offset);
+  return ((ssize_t (*)(int, const struct iovec*, int, off64_t))dlsym(RTLD_NEXT, "pwritev64"))(
+      fd, pieces, count, offset);
 }
 
-ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
-  return pwrite64(fd, bytes, size, offset);
+ssize_t pwritev(int fd, const struct iovec* pieces, int count, off_t offset) {
+  return pwritev64(fd, pieces, count, offset);
 }
